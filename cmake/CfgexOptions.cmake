@@ -1,0 +1,13 @@
+# How everything of the project is compiled; nothing of it reaches those who use the library.
+add_library(cfgex_options INTERFACE)
+target_compile_options(cfgex_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion)
+if(CFGEX_WARNINGS_AS_ERRORS)
+  target_compile_options(cfgex_options INTERFACE -Werror)
+endif()
+if(CFGEX_SANITIZE)
+  # The flags go everywhere: half a sanitized program is none.
+  add_compile_options(-fsanitize=${CFGEX_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${CFGEX_SANITIZE})
+  # The thread sanitizer's own library does not resolve with it.
+  set(CFGEX_SANITIZED TRUE)
+endif()

@@ -1,0 +1,43 @@
+#include "platform/create_object.h"
+
+#include <algorithm>
+#include <array>
+#include <new>
+
+#include "platform/dom_document.h"
+#include "platform/fault_point.h"
+#include "platform/schema_cache.h"
+
+namespace cfgex {
+namespace {
+
+using namespace std::string_view_literals;
+
+constexpr std::array kDocuments{L"MSXML2.DOMDocument.6.0"sv, L"MSXML2.DOMDocument.4.0"sv,
+                                L"MSXML2.DOMDocument.3.0"sv};
+constexpr std::array kSchemaCaches{L"MSXML2.XMLSchemaCache.6.0"sv, L"MSXML2.XMLSchemaCache.5.0"sv};
+
+template <class Names>
+bool Contains(const Names& names, std::wstring_view name) noexcept {
+  return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+template <class T>
+ComPtr<IUnknown> Make() {
+  return ComPtr<IUnknown>(MakeCounted<T>());
+}
+
+}  // namespace
+
+ComPtr<IUnknown> CreateObject(std::wstring_view progId) noexcept {
+  if (FaultHere("CreateObject")) return nullptr;
+  try {
+    if (Contains(kDocuments, progId)) return Make<Document>();
+    if (Contains(kSchemaCaches, progId)) return Make<SchemaCache>();
+  } catch (const std::bad_alloc&) {
+  } catch (const _com_error&) {
+  }
+  return nullptr;
+}
+
+}  // namespace cfgex

@@ -1,0 +1,5 @@
+#include "cfgex/cslock.h"
+
+CSLock::CSLock() = default;
+
+CSLock::~CSLock() = default;

@@ -1,0 +1,62 @@
+// The system calls that the file operations make, one thin function each.
+//
+// Every call passes the fault point of its name first ("open", "write"...); where the hook makes it
+// fail, nothing is done but what the call does even when it fails (a descriptor is closed), and
+// `errno` says ENOSPC for "write" and "ftruncate", EIO for the others. Results and `errno` are
+// otherwise those of the system.
+#pragma once
+
+#include <sys/stat.h>
+#include <sys/types.h>
+
+#include <cstddef>
+#include <string>
+#include <utility>
+
+namespace cfgex::file_calls {
+
+int Open(const char* path, int flags, mode_t mode = 0) noexcept;
+int Close(int descriptor) noexcept;
+int Dup(int descriptor) noexcept;  // closed on exec
+ssize_t Read(int descriptor, void* buffer, std::size_t size) noexcept;
+ssize_t Write(int descriptor, const void* bytes, std::size_t size) noexcept;
+int Seek(int descriptor, off_t position) noexcept;
+off_t Position(int descriptor) noexcept;
+int Truncate(int descriptor, off_t length) noexcept;
+int Sync(int descriptor) noexcept;
+int Status(int descriptor, struct stat& status) noexcept;
+int LinkStatus(const char* path, struct stat& status) noexcept;  // of a link itself
+ssize_t ReadLink(const char* path, char* buffer, std::size_t size) noexcept;
+int CheckWritable(const char* path) noexcept;
+int SetMode(int descriptor, mode_t mode) noexcept;
+int SetOwner(int descriptor, uid_t owner, gid_t group) noexcept;
+int TryLock(int descriptor) noexcept;  // flock, exclusive, without waiting
+int Rename(const char* from, const char* to) noexcept;
+int RenameToNew(const char* from, const char* to) noexcept;  // fails where `to` exists
+int Unlink(const char* path) noexcept;
+
+// Owns a descriptor and closes it; -1 for none.
+class Descriptor {
+ public:
+  explicit Descriptor(int descriptor = -1) noexcept : m_Descriptor(descriptor) {}
+  Descriptor(Descriptor&& other) noexcept : m_Descriptor(other.Detach()) {}
+  Descriptor& operator=(Descriptor&& other) noexcept {
+    std::swap(m_Descriptor, other.m_Descriptor);
+    return *this;
+  }
+  ~Descriptor() {
+    if (IsOpen()) Close(Detach());
+  }
+
+  bool IsOpen() const noexcept { return m_Descriptor >= 0; }
+  int Get() const noexcept { return m_Descriptor; }
+  int Detach() noexcept { return std::exchange(m_Descriptor, -1); }
+
+ private:
+  int m_Descriptor;
+};
+
+// Raises _com_error for the failure of `operation` on `path` with this `errno`.
+[[noreturn]] void RaiseErrno(const char* operation, const std::string& path, int error);
+
+}  // namespace cfgex::file_calls

@@ -1,0 +1,17 @@
+// Names with an optional prefix, as the interfaces take them.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace cfgex {
+
+struct QualifiedName {
+  std::string prefix;  // "" for none
+  std::string local;
+};
+
+// Splits "prefix:local" or "local" and converts it. Raises for what is no such name.
+QualifiedName SplitName(std::wstring_view name);
+
+}  // namespace cfgex

@@ -1,0 +1,26 @@
+// How large a schema may be. Within these limits the engine compiles it in less than a minute and
+// in about 600 MB; beyond them it soon needs hours or all of the memory, so the schema is refused.
+//
+// What a content model costs was measured. Occurrence numbers cost nothing: the engine counts
+// them. Memory goes with the square of the number of particles in one content model, groups and
+// inherited content written out and every member of a substitution group counted where its head
+// stands (12 bytes for each). Time goes with the cube of the number of optional particles and of
+// members of substitution groups among them.
+#pragma once
+
+#include <cstddef>
+
+namespace cfgex {
+
+// Steps of derivation below anyType, of a substitution group, of groups in groups.
+inline constexpr std::size_t kMaxSchemaChain = 1000;
+// The squares of all content models together: one of 7000 particles, or fifty of 1000.
+inline constexpr double kMaxContentSquares = 5e7;
+// The cubes: one content model with 2000 optional particles, or with 1300 members of a substitution
+// group, each of which weighs half as much again.
+inline constexpr double kMaxContentCubes = 8e9;
+inline constexpr double kSubstituteWeight = 1.5;
+// Attributes that attribute groups within each other write out to.
+inline constexpr double kMaxAttributes = 100'000;
+
+}  // namespace cfgex

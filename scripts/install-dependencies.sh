@@ -1,0 +1,58 @@
+#!/usr/bin/env bash
+# Installs what building the library needs, on Debian 12.
+#
+#   install-dependencies.sh       to build and test
+#   install-dependencies.sh ci    the checks of the continuous integration as well
+#
+# Does nothing when all of it is there. Needs root, or sudo.
+set -euo pipefail
+
+packages=(cmake ninja-build g++ libxml2-dev libgtest-dev pkg-config)
+case ${1-} in
+  '') ;;
+  ci) packages+=(clang clang-tidy clang-format valgrind libclang-rt-14-dev) ;;
+  *)
+    echo "usage: $(basename "$0") [ci]" >&2
+    exit 2
+    ;;
+esac
+
+fail() {
+  echo "install-dependencies.sh: $*" >&2
+  exit 1
+}
+
+if ! command -v dpkg >/dev/null || ! command -v apt-get >/dev/null; then
+  fail "this is no Debian system; install by its own means: ${packages[*]}"
+fi
+
+is_installed() { [[ $(dpkg -s "$1" 2>/dev/null) == *'Status: install ok installed'* ]]; }
+
+missing=()
+for package in "${packages[@]}"; do
+  is_installed "$package" || missing+=("$package")
+done
+if [[ ${#missing[@]} == 0 ]]; then
+  exit 0
+fi
+
+as_root=()
+if [[ $(id -u) != 0 ]]; then
+  command -v sudo >/dev/null || fail "run it as root, or install sudo; missing: ${missing[*]}"
+  as_root=(sudo)
+fi
+apt() { "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -qq "$@"; }
+install() { apt install -y --no-install-recommends "${missing[@]}" >/dev/null; }
+
+# An image without package lists, or with old ones, needs an update first.
+is_known() { apt-cache show "$1" >/dev/null 2>&1; }
+for package in "${missing[@]}"; do
+  if ! is_known "$package"; then
+    apt update || fail "the package lists could not be updated"
+    break
+  fi
+done
+if ! install 2>/dev/null; then
+  apt update || fail "the package lists could not be updated"
+  install || fail "could not install: ${missing[*]}"
+fi

@@ -1,0 +1,194 @@
+// Who keeps what alive: every case ends with the counts where they began, and means most under the
+// address sanitizer.
+#include <gtest/gtest.h>
+#include <malloc.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "platform/create_object.h"
+#include "platform/dom.h"
+#include "platform/live_counts.h"
+#include "tests/support/support.h"
+
+namespace cfgex {
+namespace {
+
+using Node = ComPtr<IXMLDOMNode>;
+using DocumentPtr = ComPtr<IXMLDOMDocument2>;
+
+DocumentPtr NewDocument() { return CreateObject<IXMLDOMDocument2>(L"MSXML2.DOMDocument.6.0"); }
+DocumentPtr Load(const std::wstring& text) {
+  auto document = NewDocument();
+  EXPECT_TRUE(document->loadXML(text)) << test::Narrow(text);
+  return document;
+}
+
+class DomLifetime : public testing::Test {
+ protected:
+  void TearDown() override {
+    EXPECT_EQ(g_LiveCounts.documents, 0);
+    EXPECT_EQ(g_LiveCounts.nodes, 0);
+    EXPECT_EQ(g_LiveCounts.fragments, 0);
+  }
+};
+
+constexpr wchar_t kText[] =
+    L"<R xmlns:x='http://x'><G><A x:nil='1' id='7'><K>short</K><L>a text too long to be kept inside"
+    L" its node</L><!--c--><?p q?><![CDATA[d]]></A><B/></G></R>";
+constexpr wchar_t kDetached[] =
+    L"<A xmlns:x=\"http://x\" x:nil=\"1\" id=\"7\"><K>short</K><L>a text too long to be kept inside"
+    L" its node</L><!--c--><?p q?><![CDATA[d]]></A>";
+
+// What a holder can hold: first what keeps its text whatever happens to A.
+constexpr const wchar_t* kHeld[] = {
+    L"/R/G/A/K", L"/R/G/A/L/text()", L"/R/G/A/@id", L"/R/G/A/@*", L"/R/G/A/comment()",
+    L"/R/G/B",   L"/R/G/A",          L"/R/G",       L"/R"};
+constexpr std::size_t kKeepText = 5;
+
+// What can happen to the element A.
+const std::vector<std::pair<const char*, std::function<void(const DocumentPtr&)>>>& Events() {
+  static const std::vector<std::pair<const char*, std::function<void(const DocumentPtr&)>>> events{
+      {"nothing", [](const DocumentPtr&) {}},
+      {"removed",
+       [](const DocumentPtr& d) {
+         const Node a = d->selectSingleNode(L"/R/G/A");
+         a->get_parentNode()->removeChild(a);
+       }},
+      {"its group removed, then it from that",
+       [](const DocumentPtr& d) {
+         const Node a = d->selectSingleNode(L"/R/G/A");
+         d->get_documentElement()->removeChild(a->get_parentNode());
+         a->get_parentNode()->removeChild(a);
+       }},
+      {"overwritten by text",
+       [](const DocumentPtr& d) { d->get_documentElement()->put_text(L"t"); }},
+      {"replaced by what was in it",
+       [](const DocumentPtr& d) {
+         const Node a = d->selectSingleNode(L"/R/G/A");
+         a->get_parentNode()->replaceChild(a->selectSingleNode(L"K"), a);
+       }},
+      {"moved to a document that ends",
+       [](const DocumentPtr& d) {
+         Load(L"<O/>")->get_documentElement()->appendChild(d->selectSingleNode(L"/R/G/A"));
+       }},
+      {"moved into a removed sibling",
+       [](const DocumentPtr& d) {
+         const Node b = d->selectSingleNode(L"/R/G/B");
+         b->get_parentNode()->removeChild(b);
+         b->appendChild(d->selectSingleNode(L"/R/G/A"));
+       }},
+      {"removed and put back",
+       [](const DocumentPtr& d) {
+         const Node a = d->selectSingleNode(L"/R/G/A");
+         const Node g = a->get_parentNode();
+         g->appendChild(g->removeChild(a));
+       }},
+      {"the root replaced",
+       [](const DocumentPtr& d) {
+         d->replaceChild(d->createElement(L"N"), d->get_documentElement());
+       }},
+  };
+  return events;
+}
+
+TEST_F(DomLifetime, EveryHolderSurvivesEveryEventInEveryOrderOfRelease) {
+  for (const auto& [name, event] : Events()) {
+    for (std::size_t first = 0; first < std::size(kHeld); ++first) {
+      for (std::size_t second = 0; second < std::size(kHeld); ++second) {
+        for (const bool documentDies : {false, true}) {
+          SCOPED_TRACE(name);
+          SCOPED_TRACE(test::Narrow(kHeld[first]) + ", then " + test::Narrow(kHeld[second]));
+          DocumentPtr document = Load(kText);
+          Node held[] = {document->selectSingleNode(kHeld[first]),
+                         document->selectSingleNode(kHeld[second])};
+          const std::wstring texts[] = {held[0]->get_text(), held[1]->get_text()};
+          event(document);
+          if (documentDies) document = nullptr;
+          for (const std::size_t i : {0U, 1U}) {
+            if ((i == 0 ? first : second) < kKeepText) {
+              EXPECT_EQ(held[i]->get_text(), texts[i]);
+            }
+            EXPECT_FALSE(held[i]->get_xml().empty());
+            ASSERT_TRUE(held[i]->get_ownerDocument());
+            held[i]->selectNodes(L"/R/G/*[K='short']//K");
+            held[i] = nullptr;
+          }
+        }
+      }
+    }
+  }
+}
+
+TEST_F(DomLifetime, AMovedTreeOutlivesTheDocumentThatItCameFrom) {
+  const DocumentPtr target = Load(L"<R><G/></R>");
+  const Node group = target->selectSingleNode(L"R/G");
+  Node attribute;
+  {
+    const DocumentPtr source = Load(kText);
+    attribute = source->selectSingleNode(L"/R/G/A/@id");
+    group->appendChild(source->selectSingleNode(L"/R/G/A"));
+  }
+  EXPECT_EQ(g_LiveCounts.documents, 1);
+  EXPECT_EQ(group->get_xml(), std::wstring(L"<G>") + kDetached + L"</G>");
+  EXPECT_EQ(attribute->get_ownerDocument(), target);
+  EXPECT_EQ(attribute->get_text(), L"7");
+  // And with names and texts that the target's parser knows, too.
+  { group->appendChild(Load(L"<R><G>  <K>R</K><K>G</K></G></R>")->selectSingleNode(L"R/G")); }
+  EXPECT_EQ(group->selectSingleNode(L"G")->get_xml(), L"<G><K>R</K><K>G</K></G>");
+}
+
+TEST_F(DomLifetime, NodesMadeBeforeLoadingFitIntoWhatIsLoaded) {
+  const DocumentPtr document = NewDocument();
+  const Node early = document->createElement(L"Early");
+  ASSERT_TRUE(document->loadXML(L"<R/>"));
+  EXPECT_TRUE(early->selectSingleNode(L"/R"));
+  document->get_documentElement()->appendChild(early);
+  EXPECT_EQ(document->get_xml(), L"<R><Early/></R>");
+}
+
+TEST_F(DomLifetime, WhatIsReplacedOrRemovedIsGivenBack) {
+  const DocumentPtr document = Load(L"<R><G><A><K>0</K></A></G></R>");
+  const Node group = document->selectSingleNode(L"R/G");
+  std::size_t before = 0;
+  for (int i = 0; i < 100000; ++i) {
+    const std::wstring number = std::to_wstring(i);
+    const Node old = group->selectSingleNode(L"/R/G/A[K='" + number + L"']");
+    ASSERT_TRUE(old) << i;
+    const Node copy = old->cloneNode(true);
+    copy->selectSingleNode(L"K")->put_text(std::to_wstring(i + 1));
+    const Node extra = document->createElement(L"Extra" + std::to_wstring(i % 7));
+    copy->appendChild(extra);
+    group->replaceChild(copy, old);
+    copy->removeChild(extra);
+    if (i == 10000) before = mallinfo2().uordblks;
+  }
+  EXPECT_EQ(g_LiveCounts.fragments, 0);
+  EXPECT_LE(g_LiveCounts.nodes, 1);
+  EXPECT_LE(mallinfo2().uordblks, before + 20000);
+}
+
+TEST_F(DomLifetime, AListFollowsTheChildrenAndHoldsTheirParent) {
+  DocumentPtr document = Load(L"<R><A/><B/><C/></R>");
+  const auto list = document->get_documentElement()->get_childNodes();
+  const Node root = document->get_documentElement();
+  EXPECT_EQ(list->get_length(), 3);
+  EXPECT_EQ(list->get_item(1)->get_xml(), L"<B/>");
+  root->removeChild(list->get_item(1));
+  EXPECT_EQ(list->get_length(), 2);
+  EXPECT_EQ(list->get_item(1)->get_xml(), L"<C/>");
+  EXPECT_EQ(list->get_item(0)->get_xml(), L"<A/>");
+  EXPECT_FALSE(list->get_item(2));
+  EXPECT_FALSE(list->get_item(-1));
+  const DocumentPtr other = Load(L"<O/>");
+  other->get_documentElement()->appendChild(root);
+  root->appendChild(document->createElement(L"D"));
+  document = nullptr;
+  EXPECT_EQ(list->get_item(2)->get_xml(), L"<D/>");
+  EXPECT_EQ(list->get_length(), 3);
+  EXPECT_EQ(list->get_item(1), root->selectSingleNode(L"C"));
+}
+
+}  // namespace
+}  // namespace cfgex

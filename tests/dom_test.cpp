@@ -1,0 +1,231 @@
+// The operations on nodes: text, attributes, namespaces, moving, and what they refuse.
+#include "platform/dom.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "platform/create_object.h"
+#include "tests/support/support.h"
+
+namespace cfgex {
+namespace {
+
+using Node = ComPtr<IXMLDOMNode>;
+using DocumentPtr = ComPtr<IXMLDOMDocument2>;
+using ElementPtr = ComPtr<IXMLDOMElement>;
+
+DocumentPtr NewDocument() { return CreateObject<IXMLDOMDocument2>(L"MSXML2.DOMDocument.6.0"); }
+DocumentPtr Load(const std::wstring& text) {
+  auto document = NewDocument();
+  EXPECT_TRUE(document->loadXML(text)) << test::Narrow(text);
+  return document;
+}
+
+TEST(Dom, TextsAndAttributesKeepEveryCharacterThroughFiles) {
+  const test::Folder folder;
+  const std::wstring file = folder.Path(L"a.xml");
+  for (const std::wstring text :
+       {L"", L" ", L"  both ends  ", L"\r", L"\r\n", L"\n", L"\ta\tb\t", L"\"'<&>]]>", L"&amp;",
+        L"\u00e4\u20ac\ufffd\U0001F600\U0010FFFF", L"\u0085\u2028", L"\n  <b/>\n"}) {
+    SCOPED_TRACE(test::Narrow(text));
+    DocumentPtr document = Load(L"<R><T>old<b/></T></R>");
+    document->selectSingleNode(L"R/T")->put_text(text);
+    document->get_documentElement()->setAttribute(L"a", text);
+    for (int round = 0; round < 3; ++round) {
+      EXPECT_EQ(document->selectSingleNode(L"R/T")->get_text(), text);
+      EXPECT_EQ(document->get_documentElement()->getAttribute(L"a"), text);
+      document->save(file);
+      document = NewDocument();
+      ASSERT_TRUE(document->load(file));
+    }
+    EXPECT_TRUE(Load(document->get_xml()));
+  }
+  EXPECT_EQ(Load(L"<a>1<b>2<!--x--></b><![CDATA[3]]><?p 4?>5</a>")->get_text(), L"1235");
+}
+
+TEST(Dom, WhatXmlCannotCarryIsRefusedAndChangesNothing) {
+  const DocumentPtr document = Load(L"<R a='1'><T>old<b/></T></R>");
+  const std::wstring before = document->get_xml();
+  const ElementPtr root = document->get_documentElement();
+  const Node text = root->selectSingleNode(L"T");
+  for (const std::wstring& bad :
+       {std::wstring(1, L'\0'), std::wstring(L"\x01"), std::wstring(L"\x1f"),
+        std::wstring(1, wchar_t(0xD800)), std::wstring(1, wchar_t(0xFFFE)),
+        std::wstring(1, wchar_t(0x110000))}) {
+    EXPECT_THROW(text->put_text(bad), _com_error);
+    EXPECT_THROW(root->setAttribute(L"a", bad), _com_error);
+    EXPECT_THROW(root->setAttribute(L"xmlns:a", bad), _com_error);
+  }
+  for (const wchar_t* name :
+       {L"", L"1", L"a b", L":a", L"a:", L"a:b:c", L"none:a", L"xmlns:xml", L"xmlns:xmlns", L"<"})
+    EXPECT_THROW(root->setAttribute(name, L"v"), _com_error) << test::Narrow(name);
+  EXPECT_THROW(root->setAttribute(L"xmlns:p", L""), _com_error);
+  for (const wchar_t* name : {L"", L"1", L"a:b", L"a b", L"<"})
+    EXPECT_THROW(document->createElement(name), _com_error) << test::Narrow(name);
+  EXPECT_EQ(document->get_xml(), before);
+}
+
+TEST(Dom, MovesThatWouldBreakTheTreeAreRefused) {
+  const DocumentPtr document = Load(L"<R a='1'><A><B/></A><C/></R>");
+  const std::wstring before = document->get_xml();
+  const ElementPtr root = document->get_documentElement();
+  const Node a = root->selectSingleNode(L"A");
+  const Node b = a->selectSingleNode(L"B");
+  const Node c = root->selectSingleNode(L"C");
+  EXPECT_THROW(b->appendChild(a), _com_error);
+  EXPECT_THROW(b->appendChild(b), _com_error);
+  EXPECT_THROW(a->replaceChild(root, b), _com_error);
+  EXPECT_THROW(root->replaceChild(c, b), _com_error);
+  EXPECT_THROW(root->replaceChild(nullptr, a), _com_error);
+  EXPECT_THROW(root->replaceChild(c, nullptr), _com_error);
+  EXPECT_THROW(root->removeChild(b), _com_error);
+  EXPECT_THROW(root->removeChild(nullptr), _com_error);
+  EXPECT_THROW(root->removeChild(root->selectSingleNode(L"@a")), _com_error);
+  EXPECT_THROW(root->appendChild(nullptr), _com_error);
+  EXPECT_THROW(root->appendChild(document), _com_error);
+  EXPECT_THROW(root->appendChild(root->selectSingleNode(L"@a")), _com_error);
+  EXPECT_THROW(document->appendChild(document->createElement(L"S")), _com_error);
+  EXPECT_THROW(document->appendChild(a), _com_error);
+  EXPECT_THROW(document->put_text(L"x"), _com_error);
+  EXPECT_EQ(root->replaceChild(a, a), a);
+  document->appendChild(root);
+  EXPECT_EQ(document->get_xml(), before);
+
+  const test::FailCall fail("appendChild", 1);
+  EXPECT_THROW(a->appendChild(c), _com_error);
+  EXPECT_EQ(document->get_xml(), before);
+}
+
+TEST(Dom, NoTreeGrowsDeeperThanCanBeLoaded) {
+  const DocumentPtr document = Load(L"<a/>");
+  Node node = document->get_documentElement();
+  for (int depth = 2; depth <= kMaxDepth; ++depth)
+    node = node->appendChild(document->createElement(L"a"));
+  EXPECT_THROW(node->appendChild(document->createElement(L"a")), _com_error);
+  EXPECT_TRUE(Load(document->get_xml()));
+  const Node copy = document->get_documentElement()->cloneNode(true);
+  EXPECT_EQ(copy->get_xml(), document->get_xml());
+  EXPECT_THROW(Load(L"<b/>")->get_documentElement()->appendChild(copy), _com_error);
+}
+
+TEST(Dom, AnElementThatWasCutOutStaysUsable) {
+  const DocumentPtr document = Load(L"<R><G><A>x</A></G><H/></R>");
+  const Node g = document->selectSingleNode(L"R/G");
+  const Node a = g->selectSingleNode(L"A");
+  EXPECT_EQ(document->get_documentElement()->removeChild(g), g);
+  EXPECT_FALSE(g->get_parentNode());
+  EXPECT_EQ(a->get_parentNode(), g);
+  EXPECT_EQ(a->get_ownerDocument(), document);
+  EXPECT_FALSE(document->get_ownerDocument());
+  EXPECT_EQ(a->selectSingleNode(L"/R/H"), document->selectSingleNode(L"R/H"));
+  EXPECT_FALSE(a->selectSingleNode(L"/R/G"));
+  a->put_text(L"y");
+  EXPECT_EQ(g->get_xml(), L"<G><A>y</A></G>");
+  EXPECT_EQ(document->get_xml(), L"<R><H/></R>");
+  EXPECT_EQ(As<IXMLDOMElement>(g)->get_tagName(), L"G");
+  EXPECT_FALSE(As<IXMLDOMDocument2>(g));
+  EXPECT_FALSE(As<IXMLDOMElement>(Node(document)));
+}
+
+TEST(Dom, AttributesGoByTheirNameAsWritten) {
+  const DocumentPtr document =
+      Load(L"<R xmlns:i='http://www.w3.org/2001/XMLSchema-instance' i:nil='1' b=''><A/></R>");
+  const ElementPtr root = document->get_documentElement();
+  EXPECT_EQ(root->getAttribute(L"i:nil"), L"1");
+  EXPECT_EQ(root->getAttribute(L"b"), L"");
+  EXPECT_EQ(root->getAttribute(L"nil"), std::nullopt);
+  EXPECT_EQ(root->getAttribute(L"xsi:nil"), std::nullopt);
+  EXPECT_EQ(root->getAttribute(L"xmlns"), std::nullopt);
+  EXPECT_EQ(root->getAttribute(L"xmlns:i"), L"http://www.w3.org/2001/XMLSchema-instance");
+  EXPECT_THROW(AttributeText(root->getAttribute(L"c")), _com_error);
+
+  // Another prefix for the same namespace: one attribute all the same.
+  root->setAttribute(L"xmlns:xsi", L"http://www.w3.org/2001/XMLSchema-instance");
+  root->setAttribute(L"xsi:nil", L"0");
+  root->setAttribute(L"xml:space", L"default");
+  EXPECT_EQ(root->getAttribute(L"xsi:nil"), L"0");
+  EXPECT_EQ(root->getAttribute(L"i:nil"), std::nullopt);
+  const Node made = document->createNode(DomNodeType::kAttribute, L"n:nil",
+                                         L"http://www.w3.org/2001/XMLSchema-instance");
+  made->put_text(L"2");
+  root->setAttributeNode(As<IXMLDOMAttribute>(made));
+  EXPECT_EQ(root->getAttribute(L"n:nil"), L"2");
+  EXPECT_THROW(As<IXMLDOMElement>(root->selectSingleNode(L"A"))
+                   ->setAttributeNode(As<IXMLDOMAttribute>(made)),
+               _com_error);
+  EXPECT_THROW(root->setAttributeNode(nullptr), _com_error);
+  EXPECT_THROW(root->setAttribute(L"xmlns:n", L"http://other"), _com_error) << "in use";
+  EXPECT_THROW(root->setAttribute(L"xmlns", L"http://other"), _com_error) << "would move elements";
+  root->setAttribute(L"xmlns:i", L"http://other");
+  const DocumentPtr read = Load(document->get_xml());
+  EXPECT_EQ(read->get_xml(), document->get_xml());
+  EXPECT_EQ(read->get_documentElement()->getAttribute(L"xmlns:i"), L"http://other");
+
+  // A prefix that means something else here gives way.
+  const DocumentPtr taken = Load(L"<R xmlns:n='http://taken' n:a=''/>");
+  taken->get_documentElement()->setAttributeNode(As<IXMLDOMAttribute>(
+      NewDocument()->createNode(DomNodeType::kAttribute, L"n:b", L"http://new")));
+  EXPECT_EQ(taken->get_xml(),
+            L"<R xmlns:n=\"http://taken\" xmlns:ns1=\"http://new\" n:a=\"\" ns1:b=\"\"/>");
+  for (const auto& [name, uri] :
+       {std::pair{L"a", L"u"}, {L"p:a", L""}, {L"xmlns:p", L"u"}, {L"xml:a", L"u"}, {L"p:", L"u"}})
+    EXPECT_THROW(document->createNode(DomNodeType::kAttribute, name, uri), _com_error);
+  EXPECT_THROW(document->createNode(DomNodeType::kElement, L"p:a", L"u"), _com_error);
+}
+
+// Moves the element T of a source into the element P of a target, and back into the source's root.
+TEST(Dom, NamespacesTravelWithWhatUsesThem) {
+  const struct {
+    const wchar_t* source;
+    const wchar_t* target;
+    const wchar_t* cut;
+    const wchar_t* moved;
+  } cases[] = {
+      {L"<R xmlns:x='X'><T x:nil='1'><c x:nil='2'/></T></R>", L"<P/>",
+       L"<T xmlns:x=\"X\" x:nil=\"1\"><c x:nil=\"2\"/></T>",
+       L"<P><T xmlns:x=\"X\" x:nil=\"1\"><c x:nil=\"2\"/></T></P>"},
+      {L"<R xmlns:x='X'><T><c x:nil='2'/></T></R>", L"<P xmlns:x='X'/>",
+       L"<T xmlns:x=\"X\"><c x:nil=\"2\"/></T>", L"<P xmlns:x=\"X\"><T><c x:nil=\"2\"/></T></P>"},
+      {L"<R xmlns:x='X'><T x:nil='1'/></R>", L"<P xmlns:x='Y' x:a=''/>",
+       L"<T xmlns:x=\"X\" x:nil=\"1\"/>",
+       L"<P xmlns:x=\"Y\" x:a=\"\"><T xmlns:x=\"X\" x:nil=\"1\"/></P>"},
+      {L"<R xmlns:x='X'><T/></R>", L"<P xmlns='D'/>", L"<T/>",
+       L"<P xmlns=\"D\"><T xmlns=\"\"/></P>"},
+      {L"<R xmlns='D'><T xmlns=''><c/></T></R>", L"<P/>", L"<T><c/></T>", L"<P><T><c/></T></P>"},
+      {L"<R xmlns:s='http://www.w3.org/2001/XMLSchema-instance' xmlns:q='Q'><T s:type=' q:t'/></R>",
+       L"<P/>",
+       L"<T xmlns:s=\"http://www.w3.org/2001/XMLSchema-instance\" xmlns:q=\"Q\" s:type=\" q:t\"/>",
+       L"<P><T xmlns:s=\"http://www.w3.org/2001/XMLSchema-instance\" xmlns:q=\"Q\" s:type=\" "
+       L"q:t\"/>"
+       L"</P>"},
+      {L"<R><T xml:lang='de'/></R>", L"<P/>", L"<T xml:lang=\"de\"/>",
+       L"<P><T xml:lang=\"de\"/></P>"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(test::Narrow(c.source));
+    const DocumentPtr target = Load(c.target);
+    {
+      const DocumentPtr source = Load(c.source);
+      const Node t = source->selectSingleNode(L"//*[local-name()='T']");
+      const std::wstring before = source->get_xml();
+      const Node root = source->get_documentElement();
+      for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(t->cloneNode(true)->get_xml().find(L"<T"), 0U);
+        EXPECT_EQ(root->removeChild(t)->get_xml(), c.cut);
+        root->appendChild(t);
+        EXPECT_EQ(Load(source->get_xml())->get_xml(), source->get_xml());
+        EXPECT_EQ(source->get_xml(), before) << "declarations pile up";
+        target->get_documentElement()->appendChild(t);
+        EXPECT_EQ(target->get_xml(), c.moved);
+        root->appendChild(t);
+      }
+      target->get_documentElement()->appendChild(t->cloneNode(true));
+    }
+    EXPECT_EQ(target->get_xml(), c.moved);
+    EXPECT_EQ(Load(target->get_xml())->get_xml(), c.moved);
+  }
+}
+
+}  // namespace
+}  // namespace cfgex

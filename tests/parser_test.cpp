@@ -1,0 +1,183 @@
+// What is read and what is refused, and that neither says a word.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "platform/create_object.h"
+#include "platform/dom.h"
+#include "tests/support/support.h"
+
+namespace cfgex {
+namespace {
+
+ComPtr<IXMLDOMDocument2> NewDocument() {
+  return CreateObject<IXMLDOMDocument2>(L"MSXML2.DOMDocument.6.0");
+}
+
+// What the process writes to its standard output and error while it lives.
+class Capture {
+ public:
+  explicit Capture(const std::wstring& file) : m_File(file) {
+    fflush(nullptr);
+    const int target = open(test::Narrow(file).c_str(), O_CREAT | O_WRONLY | O_APPEND, 0600);
+    for (int fd : {1, 2}) {
+      m_Saved[fd - 1] = dup(fd);
+      dup2(target, fd);
+    }
+    close(target);
+  }
+  ~Capture() { Stop(); }
+  std::string Stop() {
+    if (m_Saved[0] < 0) return {};
+    fflush(nullptr);
+    for (int fd : {1, 2}) {
+      dup2(m_Saved[fd - 1], fd);
+      close(m_Saved[fd - 1]);
+      m_Saved[fd - 1] = -1;
+    }
+    return test::ReadBytes(m_File);
+  }
+
+ private:
+  std::wstring m_File;
+  int m_Saved[2];
+};
+
+std::string Nested(int depth) {
+  std::string text;
+  for (int i = 0; i < depth; ++i) text += "<a>";
+  for (int i = 0; i < depth; ++i) text += "</a>";
+  return text;
+}
+
+TEST(Parser, WhatIsNotWellFormedIsRefusedInSilence) {
+  std::string bomb = "<!DOCTYPE a [<!ENTITY e0 'x'>";
+  for (int i = 1; i < 40; ++i)
+    bomb += "<!ENTITY e" + std::to_string(i) + " '&e" + std::to_string(i - 1) + ";&e" +
+            std::to_string(i - 1) + ";'>";
+  const std::string cases[] = {
+      "",
+      "   ",
+      "text",
+      "<a>",
+      "<a></b>",
+      "<a/><b/>",
+      "<a b='1' b='2'/>",
+      "<a>&unknown;</a>",
+      "<a>&#0;</a>",
+      "<x:a/>",
+      "<a xmlns:p=''/>",
+      "<a x:b=''/>",
+      "<!DOCTYPE a><a/>",
+      "<!DOCTYPE a SYSTEM 'http://localhost:1/x.dtd'><a/>",
+      "<!DOCTYPE a [<!ENTITY x SYSTEM '/etc/passwd'>]><a>&x;</a>",
+      bomb + "]><a>&e39;</a>",
+      Nested(kMaxDepth + 1),
+      Nested(100000),
+      "<a>\xff\xfe</a>",
+      "<a>\xed\xa0\x80</a>",
+      std::string("<a>\0</a>", 8),
+      "<a>\x01</a>",
+      "<?xml version='1.0' encoding='no-such-encoding'?><a/>",
+      "<?xml version='1.0' encoding='UTF-16'?><a/>",
+      "<?xml version='1.0' encoding='UTF-8'?><a>\xe4</a>",
+      std::string("\xff\xfe<\0a\0", 6),
+      "<?xml version='1.0' encoding='Shift_JIS'?><a>\x81</a>",
+  };
+  const test::Folder folder;
+  const std::wstring file = folder.Path(L"a.xml");
+  for (const std::string& text : cases) {
+    SCOPED_TRACE(text.substr(0, 200));
+    test::WriteBytes(file, text);
+    const auto document = NewDocument();
+    Capture capture(folder.Path(L"out"));
+    const bool loaded = document->load(file);
+    const std::string said = capture.Stop();
+    EXPECT_FALSE(loaded);
+    EXPECT_EQ(said, "");
+    EXPECT_FALSE(document->get_documentElement());
+    EXPECT_TRUE(document->loadXML(L"<ok/>")) << "a refused load leaves the document usable";
+    EXPECT_THROW(document->load(file), _com_error) << "a document is loaded once";
+  }
+  EXPECT_FALSE(NewDocument()->load(folder.Path(L"absent.xml")));
+  EXPECT_FALSE(NewDocument()->load(folder.Path(L"")));
+  EXPECT_FALSE(NewDocument()->loadXML(std::wstring_view(L"<a>\0</a>", 8)));
+  EXPECT_FALSE(NewDocument()->loadXML(L"<a>\xd800</a>"));
+  EXPECT_TRUE(NewDocument()->loadXML(test::Wide(Nested(kMaxDepth))));
+}
+
+TEST(Parser, EncodingsAreReadAsDeclaredInFilesAndIgnoredInTexts) {
+  const test::Folder folder;
+  const std::wstring file = folder.Path(L"a.xml");
+  const std::string cases[] = {
+      "<a>\xc3\xa4</a>",
+      "\xef\xbb\xbf<a>\xc3\xa4</a>",
+      "<?xml version='1.0' encoding='ISO-8859-1'?><a>\xe4</a>",
+      std::string("\xff\xfe<\0a\0>\0\xe4\0<\0/\0a\0>\0", 18),
+  };
+  for (const std::string& text : cases) {
+    test::WriteBytes(file, text);
+    const auto document = NewDocument();
+    ASSERT_TRUE(document->load(file)) << text;
+    EXPECT_EQ(document->get_text(), L"\u00e4") << text;
+  }
+  for (const wchar_t* encoding : {L"UTF-16", L"ISO-8859-1", L"nonsense"}) {
+    const auto document = NewDocument();
+    const std::wstring declaration = std::wstring(L"<?xml version='1.0' encoding='") + encoding;
+    ASSERT_TRUE(document->loadXML(declaration + L"'?><a>\u00e4\U0001F600</a>")) << encoding;
+    EXPECT_EQ(document->get_text(), L"\u00e4\U0001F600") << encoding;
+  }
+}
+
+TEST(Parser, OnlyBlanksBetweenElementsAreDropped) {
+  const struct {
+    const wchar_t* text;
+    const wchar_t* kept;
+  } cases[] = {
+      {L"<a>\n  <b> </b>\n  <c>\t\r\n</c>\n</a>", L"<a><b> </b><c>\t\n</c></a>"},
+      {L"<a> x <b/> </a>", L"<a> x <b/> </a>"},
+      {L"<a> <![CDATA[x]]> <b/></a>", L"<a> <![CDATA[x]]> <b/></a>"},
+      {L"<a> <!--c--> </a>", L"<a> <!--c--> </a>"},
+      {L"<a> <!--c--> <?p q?> <b/> </a>", L"<a><!--c--><?p q?><b/></a>"},
+      {L"<a xml:space='preserve'> <b> <c/> </b> </a>",
+       L"<a xml:space=\"preserve\"> <b> <c/> </b> </a>"},
+      {L"<a xml:space='preserve'> <b xml:space='default'> <c/> </b> </a>",
+       L"<a xml:space=\"preserve\"> <b xml:space=\"default\"><c/></b> </a>"},
+  };
+  for (const auto& c : cases) {
+    const auto document = NewDocument();
+    ASSERT_TRUE(document->loadXML(c.text)) << c.text;
+    EXPECT_EQ(document->get_documentElement()->get_xml(), c.kept);
+  }
+}
+
+TEST(Serializer, SavedTextIsIndentedAndReadsBackTheSame) {
+  const wchar_t text[] =
+      L"<?note a?><!--top--><a xmlns='u' xmlns:p='v' p:q='&quot;&#9;&#10;&#13;&lt;&amp;>'><b>x</b>"
+      L"<c> <d/> y<e><f/></e></c><p:g><h/><!--i--></p:g><j> &#13;\n\t</j><k></k>"
+      L"<l><![CDATA[<&]]></l></a>";
+  const char saved[] =
+      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<?note a?>\n<!--top-->\n"
+      "<a xmlns=\"u\" xmlns:p=\"v\" p:q=\"&quot;&#9;&#10;&#13;&lt;&amp;&gt;\">\n  <b>x</b>\n"
+      "  <c> <d/> y<e><f/></e></c>\n  <p:g>\n    <h/>\n    <!--i-->\n  </p:g>\n"
+      "  <j> &#13;\n\t</j>\n  <k/>\n  <l><![CDATA[<&]]></l>\n</a>\n";
+  const test::Folder folder;
+  const std::wstring file = folder.Path(L"a.xml");
+  auto document = NewDocument();
+  ASSERT_TRUE(document->loadXML(text));
+  const std::wstring xml = document->get_xml();
+  for (int i = 0; i < 3; ++i) {
+    document->save(file);
+    EXPECT_EQ(test::ReadBytes(file), saved);
+    document = NewDocument();
+    ASSERT_TRUE(document->load(file));
+    EXPECT_EQ(document->get_xml(), xml);
+  }
+  EXPECT_THROW(NewDocument()->save(file), _com_error);
+  EXPECT_EQ(test::ReadBytes(file), saved);
+}
+
+}  // namespace
+}  // namespace cfgex

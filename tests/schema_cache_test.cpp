@@ -1,0 +1,277 @@
+// What the schema cache accepts, and how it validates.
+#include "platform/schema_cache.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+#include <vector>
+
+#include "platform/create_object.h"
+#include "platform/encoding.h"
+#include "platform/fault_point.h"
+#include "tests/support/support.h"
+
+namespace {
+
+using cfgex::As;
+using cfgex::ComPtr;
+using cfgex::SchemaCache;
+
+cfgex::XmlDocPtr Parse(const std::string& text, const std::string& url = "") {
+  cfgex::XmlDocPtr doc = cfgex::ParseXml(text, cfgex::TextEncoding::kDeclared, url);
+  EXPECT_NE(doc, nullptr) << text;
+  return doc;
+}
+
+std::string Schema(const std::string& body, const std::string& attributes = "") {
+  return "<xs:schema xmlns:xs='http://www.w3.org/2001/XMLSchema' " + attributes + ">" + body +
+         "</xs:schema>";
+}
+
+// What `add` says to a schema whose file is `path`: "" when it is accepted.
+std::string Add(const std::string& schema, const std::wstring& path = L"",
+                const std::wstring& ns = L"") {
+  const auto doc = Parse(schema, path.empty() ? "" : test::Narrow(path));
+  const auto cache = cfgex::MakeCounted<SchemaCache>();
+  try {
+    cache->Add(ns, doc.get());
+  } catch (const _com_error& error) {
+    EXPECT_STRNE(error.what(), "");
+    EXPECT_FALSE(cache->getSchema(ns));
+    return error.what();
+  }
+  EXPECT_TRUE(cache->getSchema(ns));
+  return "";
+}
+
+std::string Numbered(const std::string& pattern, int from, int to) {
+  std::string result;
+  for (int i = from; i < to; ++i) {
+    for (const char c : pattern) {
+      if (c == '#')
+        result += std::to_string(i);
+      else if (c == '@')
+        result += std::to_string(i + 1);
+      else
+        result += c;
+    }
+  }
+  return result;
+}
+
+TEST(SchemaCache, RefusesWhatDoesNotCompileAndSaysWhy) {
+  EXPECT_NE(Add("<schema/>"), "");
+  EXPECT_NE(Add("<xs:element xmlns:xs='http://www.w3.org/2001/XMLSchema'/>"), "");
+  EXPECT_NE(Add(Schema("<xs:element name='a' type='xs:none'/>")).find("none"), std::string::npos);
+  EXPECT_NE(Add(Schema("<xs:element name='a' type='p:none'/>")), "");
+  EXPECT_NE(Add(Schema("<xs:element name='a'/><xs:element name='a'/>")), "");
+  EXPECT_EQ(Add(Schema("<xs:element name='a'/>")), "");
+  EXPECT_EQ(Add(Schema("<xs:element name='a'/>", "targetNamespace='urn:a'"), L"", L"urn:a"), "");
+  EXPECT_NE(Add(Schema("<xs:element name='a'/>", "targetNamespace='urn:a'")), "");
+  EXPECT_NE(Add(Schema("<xs:element name='a'/>"), L"", L"urn:a"), "");
+}
+
+TEST(SchemaCache, RefusesWhatTheEngineWouldNotGetDoneWith) {
+  const std::string substitution = "<xs:element name='e#' substitutionGroup='e@'/>";
+  const std::string group =
+      "<xs:group name='g#'><xs:sequence><xs:group ref='g@'/><xs:group ref='g@'/></xs:sequence>"
+      "</xs:group>";
+  const std::string last =
+      "<xs:group name='g#'><xs:sequence><xs:element name='x'/></xs:sequence></xs:group>";
+  const std::string use = "<xs:complexType name='t'><xs:group ref='g0'/></xs:complexType>";
+  const std::string extension =
+      "<xs:complexType name='t#'><xs:complexContent><xs:extension base='t@'/></xs:complexContent>"
+      "</xs:complexType>";
+  const std::string attributes =
+      "<xs:attributeGroup name='a#'><xs:attributeGroup ref='a@'/><xs:attributeGroup ref='a@'/>"
+      "</xs:attributeGroup>";
+  const std::string optional = "<xs:element name='e#' minOccurs='0'/>";
+  const std::string open = "<xs:complexType name='t'><xs:sequence>";
+  const std::string close = "</xs:sequence></xs:complexType>";
+  const std::string many = "minOccurs='100000' maxOccurs='1000000000'";
+  const struct {
+    const char* name;
+    std::string body;
+    bool accepted;
+  } cases[] = {
+      {"substitution for itself", "<xs:element name='a' substitutionGroup='a'/>", false},
+      {"substitution in a circle",
+       Numbered(substitution, 0, 3) + "<xs:element name='e3' substitutionGroup='e0'/>", false},
+      {"a chain of substitutions", Numbered(substitution, 0, 50) + "<xs:element name='e50'/>",
+       true},
+      {"groups that double 10 times", Numbered(group, 0, 10) + Numbered(last, 10, 11) + use, true},
+      {"groups that double 60 times", Numbered(group, 0, 60) + Numbered(last, 60, 61) + use, false},
+      {"groups in a circle",
+       Numbered(group, 0, 2) + Numbered(group, 2, 3) +
+           "<xs:group name='g3'>"
+           "<xs:choice><xs:group ref='g0'/></xs:choice></xs:group>",
+       false},
+      {"a recursive element in a group",
+       "<xs:group name='g'><xs:sequence><xs:element name='e' "
+       "minOccurs='0'><xs:complexType><xs:group ref='g'/></xs:complexType></xs:element>"
+       "</xs:sequence></xs:group>",
+       true},
+      {"500 extensions", Numbered(extension, 0, 500) + "<xs:complexType name='t500'/>", true},
+      {"10000 extensions", Numbered(extension, 0, 10000) + "<xs:complexType name='t10000'/>",
+       false},
+      {"types in a circle",
+       Numbered(extension, 0, 2) + Numbered(extension, 2, 3) +
+           "<xs:complexType name='t3'><xs:complexContent><xs:extension "
+           "base='t0'/></xs:complexContent>"
+           "</xs:complexType>",
+       false},
+      {"a union with itself",
+       "<xs:simpleType name='u'><xs:union memberTypes='u xs:int'/>"
+       "</xs:simpleType>",
+       false},
+      {"attribute groups that double",
+       Numbered(attributes, 0, 60) +
+           "<xs:attributeGroup name='a60'><xs:attribute name='x'/></xs:attributeGroup>",
+       false},
+      {"300 optional elements", open + Numbered(optional, 0, 300) + close, true},
+      {"5000 optional elements", open + Numbered(optional, 0, 5000) + close, false},
+      {"large occurrence numbers",
+       open + "<xs:element name='a' " + many + "/><xs:choice " + many + "><xs:element name='b' " +
+           many + "/><xs:element name='c'/></xs:choice>" + close,
+       true},
+  };
+  for (const auto& each : cases)
+    EXPECT_EQ(Add(Schema(each.body)).empty(), each.accepted)
+        << each.name << ": " << Add(Schema(each.body));
+}
+
+TEST(SchemaCache, IncludesOnlyHarmlessLocalFiles) {
+  const test::Folder folder;
+  const std::string good = Schema("<xs:complexType name='T'/>");
+  test::WriteBytes(folder.Path(L"good one.xsd"), good);
+  test::WriteBytes(folder.Path(L"50%.xsd"), good);
+  test::WriteBytes(folder.Path(L"\u00e4.xsd"), good);
+  test::WriteBytes(folder.Path(L"broken.xsd"), "<xs:schema");
+  test::WriteBytes(folder.Path(L"dtd.xsd"), "<!DOCTYPE a>" + good);
+  test::WriteBytes(folder.Path(L"entity.xsd"),
+                   "<!DOCTYPE a [<!ENTITY e SYSTEM 'good%20one.xsd'>]>" + good);
+  test::WriteBytes(folder.Path(L"indirect.xsd"), Schema("<xs:include schemaLocation='dtd.xsd'/>"));
+  test::WriteBytes(
+      folder.Path(L"cycle.xsd"),
+      Schema("<xs:include schemaLocation='main%20file.xsd'/><xs:complexType name='T'/>"));
+  const std::string root = test::Narrow(folder.Path(L""));
+  const std::pair<std::string, bool> cases[] = {
+      {"good%20one.xsd", true},
+      {"./x/../good%20one.xsd", true},
+      {"50%25.xsd", true},
+      {"%C3%A4.xsd", true},
+      {"cycle.xsd", true},
+      {root + "good%20one.xsd", true},
+      {"file://" + root + "good%20one.xsd", true},
+      {"file://localhost" + root + "good%20one.xsd", true},
+      {"missing.xsd", false},
+      {".", false},
+      {"broken.xsd", false},
+      {"dtd.xsd", false},
+      {"entity.xsd", false},
+      {"indirect.xsd", false},
+      {"http://localhost:9/good.xsd", false},
+      {"ftp://localhost:9/good.xsd", false},
+      {"file://elsewhere" + root + "good%20one.xsd", false},
+      {"//elsewhere" + root + "good%20one.xsd", false},
+      {"good%20one.xsd?x", false},
+      {"good%20one.xsd#x", false},
+      {"%FF.xsd", false},
+      {":", false},
+  };
+  const std::wstring main = folder.Path(L"main file.xsd");
+  for (const auto& [location, accepted] : cases) {
+    // A main file includes itself through "cycle.xsd", so it has to be there.
+    const std::string schema =
+        Schema("<xs:include schemaLocation='" + location + "'/><xs:element name='a' type='T'/>");
+    test::WriteBytes(main, schema);
+    EXPECT_EQ(Add(schema, main).empty(), accepted) << location << ": " << Add(schema, main);
+  }
+  for (const char* link : {"import namespace='urn:a'", "redefine"}) {
+    EXPECT_NE(Add(Schema(std::string("<xs:") + link + " schemaLocation='http://localhost:9/a'/>")),
+              "")
+        << link;
+  }
+  EXPECT_EQ(Add(Schema("<xs:import namespace='urn:a'/>")), "");
+}
+
+TEST(SchemaCache, TakesOneSchemaAndStaysAsItWas) {
+  const auto cache = cfgex::MakeCounted<SchemaCache>();
+  const auto good = Parse(Schema("<xs:element name='a'/>"));
+  const auto doc = Parse("<a/>");
+  EXPECT_THROW(cache->Validate(doc.get()), _com_error);
+  EXPECT_THROW(cache->Add(L"", Parse("<a/>").get()), _com_error);
+  cache->Add(L"", good.get());
+  EXPECT_THROW(cache->Add(L"", Parse(Schema("<xs:element name='b'/>")).get()), _com_error);
+  EXPECT_EQ(cache->Validate(doc.get()).code, 0);
+}
+
+constexpr const char* kIds =
+    "<xs:element name='r'><xs:complexType><xs:sequence><xs:element name='e' maxOccurs='unbounded'>"
+    "<xs:complexType><xs:attribute name='id' type='xs:ID'/><xs:attribute name='ref' "
+    "type='xs:IDREF'/></xs:complexType></xs:element></xs:sequence><xs:attribute name='d' "
+    "default='x'/></xs:complexType></xs:element>";
+
+TEST(SchemaCache, ValidatingLeavesTheDocumentAndItsVerdictAsTheyWere) {
+  const auto cache = cfgex::MakeCounted<SchemaCache>();
+  cache->Add(L"", Parse(Schema(kIds)).get());
+  const auto valid = Parse("<r><e id='a'/><e id='b' ref='a'/></r>");
+  const auto twice = Parse("<r>\n<e id='a'/>\n<e id='a'/></r>");
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(cache->Validate(valid.get()).code, 0);
+    const cfgex::ValidationOutcome outcome = cache->Validate(twice.get());
+    EXPECT_NE(outcome.code, 0);
+    EXPECT_EQ(outcome.line, 3);
+    EXPECT_NE(outcome.reason.find(L"id"), std::wstring::npos);
+    EXPECT_NE(outcome.reason.back(), L'\n');
+    for (const auto* doc : {valid.get(), twice.get()}) {
+      EXPECT_EQ(doc->ids, nullptr);
+      EXPECT_EQ(doc->refs, nullptr);
+      EXPECT_EQ(xmlDocGetRootElement(doc)->properties, nullptr);
+    }
+  }
+}
+
+TEST(SchemaCache, ThreadsShareOneCache) {
+  const auto cache = cfgex::MakeCounted<SchemaCache>();
+  cache->Add(L"", Parse(Schema(kIds)).get());
+  std::vector<std::thread> threads;
+  threads.reserve(4);
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&cache, t] {
+      for (int i = 0; i < 100; ++i) {
+        const bool valid = (i + t) % 2 == 0;
+        const auto doc = Parse(valid ? "<r><e id='a'/></r>" : "<r><e id='a'/><f/></r>");
+        EXPECT_EQ(cache->Validate(doc.get()).code == 0, valid);
+        EXPECT_NE(cache->DeclarationOf(xmlDocGetRootElement(doc.get())->children), nullptr);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+}
+
+TEST(SchemaCache, ServesDocumentsOfTheInterface) {
+  const auto schema = cfgex::CreateObject<cfgex::IXMLDOMDocument2>(L"MSXML2.DOMDocument.6.0");
+  const auto cache =
+      cfgex::CreateObject<cfgex::IXMLDOMSchemaCollection2>(L"MSXML2.XMLSchemaCache.6.0");
+  ASSERT_TRUE(schema->loadXML(test::Wide(Schema(kIds))));
+  {
+    const test::FailCall fail("add", 1);
+    EXPECT_THROW(cache->add(L"", schema), _com_error);
+  }
+  EXPECT_THROW(cache->add(L"", nullptr), _com_error);
+  cache->add(L"", schema);
+
+  const auto doc = cfgex::CreateObject<cfgex::IXMLDOMDocument2>(L"MSXML2.DOMDocument.6.0");
+  ASSERT_TRUE(doc->loadXML(L"<r>t<e id='a'/></r>"));
+  const ComPtr<cfgex::IXMLDOMNode> element = doc->selectSingleNode(L"/r/e");
+  EXPECT_FALSE(cache->getDeclaration(element));  // not bound to this cache
+  doc->putref_schemas(cache);
+  EXPECT_EQ(cache->getDeclaration(element)->get_name(), L"e");
+  EXPECT_TRUE(As<cfgex::ISchemaElement>(cache->getDeclaration(element)));
+  EXPECT_FALSE(cache->getDeclaration(doc->selectSingleNode(L"/r/text()")));
+  EXPECT_FALSE(cache->getDeclaration(doc));
+  EXPECT_THROW(cache->getDeclaration(nullptr), _com_error);
+}
+
+}  // namespace

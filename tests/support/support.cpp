@@ -1,0 +1,84 @@
+#include "tests/support/support.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <ostream>
+#include <stdexcept>
+
+#include "platform/encoding.h"
+#include "platform/fault_point.h"
+
+namespace test {
+namespace {
+
+std::atomic<const char*> g_Operation{nullptr};
+std::atomic<int> g_Nth{0};
+std::atomic<int> g_Passed{0};
+
+bool CountAndFail(const char* operation) noexcept {
+  const char* wanted = g_Operation;
+  if (wanted != nullptr && std::strcmp(wanted, operation) != 0) return false;
+  return ++g_Passed == g_Nth;
+}
+
+}  // namespace
+
+std::string Narrow(std::wstring_view text) { return cfgex::ToUtf8(text); }
+std::wstring Wide(std::string_view text) { return cfgex::FromUtf8(text); }
+
+Folder::Folder() {
+  std::string pattern = (std::filesystem::temp_directory_path() / "cfgex-XXXXXX").string();
+  if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp " + pattern);
+  m_Root = pattern;
+}
+
+Folder::~Folder() {
+  std::error_code ignored;
+  std::filesystem::remove_all(m_Root, ignored);
+}
+
+std::wstring Folder::Path(std::wstring_view name) const {
+  return Wide(m_Root.string()) + L"/" + std::wstring(name);
+}
+
+std::vector<std::string> Folder::Names() const {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(m_Root))
+    names.push_back(entry.path().filename().string());
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+std::string ReadBytes(const std::wstring& path) {
+  std::ifstream file(Narrow(path), std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void WriteBytes(const std::wstring& path, std::string_view bytes) {
+  std::ofstream file(Narrow(path), std::ios::binary | std::ios::trunc);
+  file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  if (!file.flush()) throw std::runtime_error("cannot write " + Narrow(path));
+}
+
+bool FileExists(const std::wstring& path) { return std::filesystem::exists(Narrow(path)); }
+
+FailCall::FailCall(const char* operation, int nth) {
+  g_Operation = operation;
+  g_Nth = nth;
+  g_Passed = 0;
+  cfgex::g_FaultHook = CountAndFail;
+}
+FailCall::~FailCall() { cfgex::g_FaultHook = nullptr; }
+int FailCall::Passed() const { return g_Passed; }
+
+}  // namespace test
+
+namespace OS {
+void PrintTo(const x_wstring& text, std::ostream* out) {
+  *out << '"' << test::Narrow(text.str()) << '"';
+}
+}  // namespace OS

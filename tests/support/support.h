@@ -1,0 +1,58 @@
+// The vocabulary of the tests.
+//
+//   Folder       a fresh directory, gone with the object: folder.Path(L"a.xml") names a file in it
+//   ReadBytes, WriteBytes, FileExists   on a wide path, as bytes
+//   FailCall     makes the N-th passage through one fault point fail, for the time of a scope
+//   PrintTo      makes GoogleTest show wide texts
+#pragma once
+
+#include <filesystem>
+#include <iosfwd>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "cfgex/os_string.h"
+
+namespace test {
+
+std::string Narrow(std::wstring_view text);  // UTF-8
+std::wstring Wide(std::string_view text);
+
+class Folder {
+ public:
+  Folder();
+  ~Folder();
+  Folder(const Folder&) = delete;
+  Folder& operator=(const Folder&) = delete;
+
+  std::wstring Path(std::wstring_view name) const;
+  const std::filesystem::path& Root() const { return m_Root; }
+  // The names of the files in it, sorted.
+  std::vector<std::string> Names() const;
+
+ private:
+  std::filesystem::path m_Root;
+};
+
+std::string ReadBytes(const std::wstring& path);  // "" when there is no such file
+void WriteBytes(const std::wstring& path, std::string_view bytes);
+bool FileExists(const std::wstring& path);
+
+// While it lives, the passages through the fault point `operation` (any, if null) are counted, and
+// the `nth` (from 1; 0 for none) fails. One at a time.
+class FailCall {
+ public:
+  FailCall(const char* operation, int nth);
+  ~FailCall();
+  FailCall(const FailCall&) = delete;
+  FailCall& operator=(const FailCall&) = delete;
+
+  int Passed() const;  // passages so far, the failed one included
+};
+
+}  // namespace test
+
+namespace OS {
+void PrintTo(const x_wstring& text, std::ostream* out);
+}
