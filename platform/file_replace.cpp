@@ -9,8 +9,7 @@
 // 2. A temporary file that nobody has locked is the remains of a crash (or was made a moment ago
 //    by a writer that has yet to lock it, and finds out that it lost it). The next writer removes
 //    it.
-// 3. The target's name always leads to a whole file: the old one until the rename, then the new
-// one.
+// 3. The target's name always leads to a whole file: the old one until the rename, then the new.
 //
 // Steps: look at the target, make the temporary file, fill it, take over owner and permissions,
 // flush, close, rename, flush the directory. Where the directory does not let this happen, the

@@ -5,11 +5,9 @@
 // Invariants, of the index for (R, G), as far as its parts have been made:
 //   1. For each name of members, m_Names holds how many there are and the first in document order.
 //   2. For each K asked for, a KeyIndex holds each key K of each member once, under the hash of its
-//   text:
-//      in `single` when it is alone under that hash, else in `several`.
+//      text: in `single` when it is alone under that hash, else in `several`.
 //   3. No text is kept: what is found under a hash is compared with the tree. So the tree must
-//   still
-//      have the old text when a key is taken out.
+//      still have the old text when a key is taken out.
 #include "platform/keyed_index.h"
 
 #include <algorithm>

@@ -43,6 +43,7 @@ class SchemaDocuments {
   explicit SchemaDocuments(xmlDoc* c_schema);
 
   const SchemaDocument& Main() const { return m_Documents.front(); }
+  const std::deque<SchemaDocument>& All() const { return m_Documents; }
   // Gives the copy away. The links of the main document must not be used any more.
   XmlDocPtr TakeMain() { return std::move(m_Documents.front().doc); }
   // The files of all documents but the main one.

@@ -17,12 +17,14 @@ namespace {
 
 std::atomic<const char*> g_Operation{nullptr};
 std::atomic<int> g_Nth{0};
+std::atomic<bool> g_Onward{false};
 std::atomic<int> g_Passed{0};
 
 bool CountAndFail(const char* operation) noexcept {
   const char* wanted = g_Operation;
   if (wanted != nullptr && std::strcmp(wanted, operation) != 0) return false;
-  return ++g_Passed == g_Nth;
+  const int passage = ++g_Passed;
+  return g_Onward ? passage >= g_Nth : passage == g_Nth;
 }
 
 }  // namespace
@@ -66,9 +68,10 @@ void WriteBytes(const std::wstring& path, std::string_view bytes) {
 
 bool FileExists(const std::wstring& path) { return std::filesystem::exists(Narrow(path)); }
 
-FailCall::FailCall(const char* operation, int nth) {
+FailCall::FailCall(const char* operation, int nth, bool onward) {
   g_Operation = operation;
   g_Nth = nth;
+  g_Onward = onward;
   g_Passed = 0;
   cfgex::g_FaultHook = CountAndFail;
 }

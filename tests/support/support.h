@@ -43,7 +43,7 @@ bool FileExists(const std::wstring& path);
 // the `nth` (from 1; 0 for none) fails. One at a time.
 class FailCall {
  public:
-  FailCall(const char* operation, int nth);
+  FailCall(const char* operation, int nth, bool onward = false);
   ~FailCall();
   FailCall(const FailCall&) = delete;
   FailCall& operator=(const FailCall&) = delete;

@@ -1,0 +1,39 @@
+// An array of truth values.
+#pragma once
+
+#include <cstddef>
+
+#include "cfgex/export.h"
+
+// A list that grows at its end, by which the values of an array field cross the library's boundary:
+// see CCfgObject::SetFieldValue and GetFieldValue. It is a copy of the values, without a tie to a
+// document.
+//
+// A handle: copies share one list, and what is added or emptied through one shows through all.
+//
+// Threads: handles of one list are not used from two threads at once if one of them changes it.
+class CFGEX_API CCfgBooleanArray {
+ public:
+  // An empty array. Raises CCfgExException, -92004, if it cannot be allocated.
+  CCfgBooleanArray();
+  CCfgBooleanArray(const CCfgBooleanArray& other);
+  CCfgBooleanArray& operator=(const CCfgBooleanArray& other);
+  virtual ~CCfgBooleanArray();
+
+  virtual std::size_t GetItemCount() const;
+  // The item.
+  // `index` counts from 0; at GetItemCount() or beyond CCfgExException, -92003, is raised.
+  virtual bool GetItem(std::size_t index) const;
+  // Appends a value. Raises std::bad_alloc or std::length_error
+  // when the list cannot grow; it keeps its items then.
+  virtual void AddItem(bool value);
+  // Removes all items.
+  virtual void Empty();
+
+ private:
+  class CImpl;
+  void _AddRef();
+  void _Free();
+
+  CImpl* m_pImpl;
+};

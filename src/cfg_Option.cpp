@@ -1,0 +1,150 @@
+#include "cfgex/cfg_Option.h"
+
+#include <string>
+#include <vector>
+
+#include "platform/create_object.h"
+#include "platform/schema_model.h"
+#include "platform/system.h"
+#include "src/frame.h"
+#include "src/prog_id.h"
+
+using namespace cfgex;
+
+namespace {
+
+// Appends the pieces of the text between the separators, empty ones included.
+bool SplitStringToTokensW(std::vector<OS::x_wstring>* tokens, const OS::x_wstring& text,
+                          const wchar_t* separator) {
+  const std::wstring& whole = text.str();
+  std::size_t begin = 0;
+  for (std::size_t end; (end = whole.find(separator, begin)) != std::wstring::npos; begin = end + 1)
+    tokens->emplace_back(whole.substr(begin, end - begin));
+  tokens->emplace_back(whole.substr(begin));
+  return true;
+}
+
+}  // namespace
+
+class CCfgOption::CImpl : public CountedImpl {
+ public:
+  bool Initialize(const wchar_t* schemaFile);
+  bool Uninitialize();
+
+  ComPtr<IXMLDOMSchemaCollection2> m_pSchemaCache;
+  ComPtr<IXMLDOMDocument2> m_pSchemaDocument;
+  std::wstring m_TargetNamespace;
+  std::wstring m_SchemaFile;
+  bool m_bInitialized = false;
+  std::uint32_t m_Major = 0;
+  std::uint32_t m_Minor = 0;
+  std::uint32_t m_Revision = 0;
+
+ private:
+  void ReadTargetNamespace();
+  void ReadVersion(const std::wstring& version);
+};
+
+bool CCfgOption::CImpl::Initialize(const wchar_t* schemaFile) {
+  if (m_bInitialized) return true;
+  if (schemaFile == nullptr) return false;
+  Guarded([&] {
+    m_SchemaFile = schemaFile;
+    m_pSchemaDocument = CreateObject<IXMLDOMDocument2>(SelectDomProgId());
+    const wchar_t* cacheProgId = SelectSchemaCacheProgId();
+    m_pSchemaCache = nullptr;
+    if (cacheProgId != nullptr)
+      m_pSchemaCache = CreateObject<IXMLDOMSchemaCollection2>(cacheProgId);
+    if (!m_pSchemaDocument || !m_pSchemaCache) return;
+
+    m_pSchemaDocument->put_async(false);
+    m_pSchemaDocument->put_resolveExternals(true);
+    m_pSchemaDocument->put_validateOnParse(false);
+    if (!m_pSchemaDocument->load(m_SchemaFile)) return;
+    ReadTargetNamespace();
+    m_pSchemaCache->add(m_TargetNamespace, m_pSchemaDocument);
+    const ComPtr<ISchema> schema = m_pSchemaCache->getSchema(m_TargetNamespace);
+    if (!schema) return;
+    ReadVersion(schema->get_version());
+    m_bInitialized = true;
+  });
+  return m_bInitialized;
+}
+
+void CCfgOption::CImpl::ReadTargetNamespace() {
+  std::wstring targetNamespace;
+  Guarded([&] {
+    targetNamespace =
+        AttributeText(m_pSchemaDocument->get_documentElement()->getAttribute(L"targetNamespace"));
+  });
+  m_TargetNamespace = targetNamespace;
+}
+
+// Each number is set only if one more piece follows it.
+void CCfgOption::CImpl::ReadVersion(const std::wstring& version) {
+  std::vector<OS::x_wstring> tokens;
+  SplitStringToTokensW(&tokens, OS::x_wstring(version), L".");
+  if (tokens.size() > 1) m_Major = OS::_wtoi(tokens[0]);
+  if (tokens.size() > 2) m_Minor = OS::_wtoi(tokens[1]);
+  if (tokens.size() > 3) m_Revision = OS::_wtoi(tokens[2]);
+}
+
+bool CCfgOption::CImpl::Uninitialize() {
+  m_pSchemaCache = nullptr;
+  m_pSchemaDocument = nullptr;
+  m_TargetNamespace.clear();
+  m_SchemaFile.clear();
+  m_bInitialized = false;
+  m_Major = m_Minor = m_Revision = 0;
+  return true;
+}
+
+CSLock CCfgOption::m_Lock;
+std::atomic<CCfgOption*> CCfgOption::m_pInstance{nullptr};
+
+CFGEX_DEFINE_HANDLE(CCfgOption)
+
+CCfgOption::CCfgOption() : m_pImpl(MakeImpl<CImpl>(L"cfg_Option", __LINE__)) {}
+
+CCfgOption* CCfgOption::Instance() {
+  if (CCfgOption* instance = m_pInstance) return instance;
+  const Guard<CSLock> guard(m_Lock);
+  if (m_pInstance == nullptr) m_pInstance = new CCfgOption;
+  return m_pInstance;
+}
+
+void CCfgOption::CloseSingleton() {
+  const Guard<CSLock> guard(m_Lock);
+  delete m_pInstance.exchange(nullptr);
+}
+
+bool CCfgOption::Initialize(const wchar_t* schemaFile) { return m_pImpl->Initialize(schemaFile); }
+
+bool CCfgOption::Uninitialize() { return m_pImpl->Uninitialize(); }
+
+IUnknown* CCfgOption::GetSchemaCache() const {
+  return m_pImpl->m_bInitialized ? m_pImpl->m_pSchemaCache.get() : nullptr;
+}
+
+void CCfgOption::GetSchemaVersion(unsigned long& major, unsigned long& minor,
+                                  unsigned long& revision) const {
+  major = m_pImpl->m_Major;
+  minor = m_pImpl->m_Minor;
+  revision = m_pImpl->m_Revision;
+}
+
+OS::x_wstring CCfgOption::GetSchemaFile() { return OS::x_wstring(m_pImpl->m_SchemaFile); }
+
+OS::x_wstring CCfgOption::GetTargetNamespace() const {
+  return OS::x_wstring(m_pImpl->m_TargetNamespace);
+}
+
+bool CCfgEx_Initialization(const wchar_t* schemaFile) {
+  return CCfgOption::Instance()->Initialize(schemaFile);
+}
+
+bool CCfgEx_Uninitialization() {
+  CCfgOption::Instance()->Uninitialize();
+  CCfgOption::CloseSingleton();
+  return true;
+}

@@ -1,0 +1,134 @@
+#include "cfgex/cfg_category.h"
+
+#include <optional>
+
+#include "platform/create_object.h"
+#include "platform/xml_schema.h"
+#include "src/frame.h"
+#include "src/instance_document.h"
+#include "src/instance_id.h"
+#include "src/prog_id.h"
+
+using namespace cfgex;
+
+class CCfgCategory::CImpl : public CountedImpl {
+ public:
+  CImpl(const wchar_t* category, const CCfgOption& option) : m_Option(option) {
+    SetCategory(category);
+  }
+
+  void SetCategory(const wchar_t* category) {
+    if (category != nullptr) {
+      m_Category = category;
+    } else {
+      m_Category.reset();
+    }
+  }
+
+  bool CreateInstance(CCfgInstance& instance);
+  bool CreateObject(const wchar_t* objectName, CCfgObject& object);
+
+  std::optional<std::wstring> m_Category;
+  CCfgOption m_Option;
+
+ private:
+  class CCreateDefaultCCfgObjectCallback;
+
+  std::wstring Generate(const wchar_t* name, const wchar_t* scope);
+};
+
+// Decides, element by element of the schema, what a default object holds.
+class CCfgCategory::CImpl::CCreateDefaultCCfgObjectCallback
+    : public CXMLSchema::CSchemaElementCallback {
+ public:
+  void OnStart() override {}
+  void OnEnd() override {}
+
+  // Leaves optional elements out, and empties what has neither a default nor a fixed value.
+  void OnElement(CSchemaElementInfo& info) override {
+    info.SetOmitted(false);
+    const ComPtr<ISchemaElement> declaration = info.GetDeclaration();
+    if (!declaration) return;
+    if (declaration->get_minOccurs() == L"0") {
+      info.SetOmitted(true);
+      return;
+    }
+    const ComPtr<IXMLDOMNode> node = info.GetNode();
+    if (!node) return;
+    if (declaration->get_defaultValue().empty() && declaration->get_fixedValue().empty())
+      node->put_text(L"");
+  }
+};
+
+std::wstring CCfgCategory::CImpl::Generate(const wchar_t* name, const wchar_t* scope) {
+  CXMLSchema schema;
+  CCreateDefaultCCfgObjectCallback callback;
+  schema.LoadSchema(m_Option.GetSchemaFile());
+  return schema.CreateXmlInstance(name, callback, scope);
+}
+
+bool CCfgCategory::CImpl::CreateInstance(CCfgInstance& instance) {
+  if (!m_Category || m_Category->empty()) return false;
+  bool result = false;
+  Guarded([&] {
+    const std::wstring text = Generate(m_Category->c_str(), nullptr);
+    const ComPtr<IXMLDOMDocument2> generated = NewDocument(m_Option);
+    if (!generated || !generated->loadXML(text)) return;
+    const std::wstring newId = MakeInstanceId();
+    const ComPtr<IXMLDOMElement> element = generated->get_documentElement();
+    const auto idElement = As<IXMLDOMElement>(element->selectSingleNode(L"InstanceId"));
+    if (!idElement) return;
+    idElement->put_text(newId);
+
+    const ComPtr<IXMLDOMElement> header = CreateHeaderDocument(generated, newId.c_str(), m_Option);
+    if (!header) return;
+    const ComPtr<IXMLDOMElement> group = generated->createElement(L"Category");
+    group->appendChild(element);
+    header->appendChild(group);
+    const std::wstring xml = header->get_xml();
+    std::wstring reason;
+    if (!ParseInstanceDocument(xml.c_str(), m_Option, reason)) return;
+    result = instance.Initialize(xml.c_str());
+  });
+  return result;
+}
+
+// The document has no schema, so the object checks no types.
+bool CCfgCategory::CImpl::CreateObject(const wchar_t* objectName, CCfgObject& object) {
+  if (!m_Category || m_Category->empty()) return false;
+  bool result = false;
+  Guarded([&] {
+    const std::wstring text = Generate(objectName, m_Category->c_str());
+    const auto document = cfgex::CreateObject<IXMLDOMDocument2>(SelectDomProgId());
+    if (!document) return;
+    document->put_resolveExternals(true);
+    document->put_async(false);
+    document->put_validateOnParse(false);
+    if (!document->loadXML(text)) return;
+    result = object.Initialize(document->get_documentElement().get(), false);
+  });
+  return result;
+}
+
+CFGEX_DEFINE_HANDLE(CCfgCategory)
+
+CCfgCategory::CCfgCategory(CCfgOption option) : CCfgCategory(nullptr, option) {}
+
+CCfgCategory::CCfgCategory(const wchar_t* category, CCfgOption option)
+    : m_pImpl(MakeImpl<CImpl>(L"cfg_category", __LINE__, category, option)) {}
+
+bool CCfgCategory::CreateInstance(CCfgInstance& instance) {
+  return m_pImpl->CreateInstance(instance);
+}
+
+bool CCfgCategory::CreateObject(const wchar_t* objectName, CCfgObject& object) {
+  return m_pImpl->CreateObject(objectName, object);
+}
+
+OS::x_wstring CCfgCategory::GetCategory() const {
+  return OS::x_wstring(m_pImpl->m_Category.value_or(L""));
+}
+
+void CCfgCategory::SetCategory(const wchar_t* category) { m_pImpl->SetCategory(category); }
+
+bool CCfgCategory::EnumAllInstance(std::vector<OS::x_wstring>& /*ids*/) { return false; }

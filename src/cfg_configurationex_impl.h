@@ -1,0 +1,73 @@
+// The state behind CCfgConfigurationEx, and its operations.
+//
+// 1. m_bLoaded is set exactly while m_pDocument holds a configuration, which was valid when it
+//    was loaded.
+// 2. m_pDocument may become invalid by a commit that fails; it stays so until a change makes it
+//    valid again. The main file always holds a configuration that was valid when it was written.
+// 3. Everything but the first test of m_bLoaded in readers happens with m_ConfigLock held. The lock
+//    is recursive: copying calls the other operations with it held.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "cfgex/cfg_configurationex.h"
+#include "cfgex/cslock.h"
+#include "platform/dom.h"
+#include "src/config_file_set.h"
+#include "src/frame.h"
+#include "src/instance_document.h"
+
+class CCfgConfigurationEx::CImpl : public cfgex::CountedImpl {
+ public:
+  using IdList = std::vector<OS::x_wstring>;
+
+  explicit CImpl(CCfgOption& option) : m_Option(option) {}
+  ~CImpl();
+
+  bool Initialize(const wchar_t* path);
+  bool GetConfiguration(const wchar_t* instanceId, OS::x_wstring& xml);
+  bool GetConfiguration(const wchar_t* instanceId, const wchar_t* category, OS::x_wstring& xml);
+  // `save`: whether a successful change is written to the file.
+  bool SetConfiguration(const wchar_t* xml, IdList* changedIds, IdList* reservedIds, bool save);
+  bool RemoveConfiguration(const wchar_t* xml, IdList* changedIds, bool save);
+  bool CopyConfiguration(const wchar_t* sourceId, const wchar_t* targetId, bool deep,
+                         IdList* changedIds, IdList* reservedIds);
+
+ private:
+  // Loads one file and makes it current; on failure copies it to a bad file.
+  bool LoadConfigurationFile(const wchar_t* path);
+  // At the end of the store: refreshes the backup, or saves what has become invalid from oblivion.
+  void CheckOnClose();
+
+  // The instance `source` of the store, and all it reaches, as a stand-alone document about
+  // `instanceId`.
+  bool ExportInstance(const cfgex::ComPtr<cfgex::IXMLDOMElement>& source, const wchar_t* instanceId,
+                      OS::x_wstring& xml);
+
+  // The two ways of a write. Both may raise _com_error, with the change done as far as it came.
+  void ReplaceInstance(const cfgex::ComPtr<cfgex::IXMLDOMElement>& storedElement,
+                       const cfgex::IncomingInstance& incoming, IdList* changedIds);
+  void InsertInstance(const cfgex::IncomingInstance& incoming, IdList* changedIds);
+
+  // RemoveConfiguration, but if the removed instance reaches the instance `survivorId` of its own
+  // category, that one stays, with all that it reaches. A null survivor is none.
+  bool RemoveInstance(const wchar_t* xml, const wchar_t* survivorId, IdList* changedIds, bool save);
+
+  // The commit of a change that was made in memory: validates the whole document, counts, and on
+  // every tenth time copies the main file to the temporary file. False when the document is not
+  // valid. The caller then saves, if it is to.
+  bool Commit();
+  void Save();  // raises _com_error when the file cannot be written
+
+  CSLock m_ConfigLock;
+  std::wstring m_ConfigFile;  // where the document came from, and where it is saved
+  cfgex::ComPtr<cfgex::IXMLDOMDocument2> m_pDocument;
+  std::atomic<bool> m_bLoaded{false};
+  CCfgOption m_Option;
+  cfgex::CConfigFileSet m_FileSet;
+  std::uint32_t m_SaveCount = 0;            // commits of this store, saved or not
+  const std::uint32_t m_TempInterval = 10;  // commits
+};

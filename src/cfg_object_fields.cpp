@@ -1,0 +1,80 @@
+// From a field name to its element, and the four paths that read and write what it holds.
+
+#include "platform/schema_model.h"
+#include "src/cfg_object_impl.h"
+#include "src/element_declaration.h"
+
+using namespace cfgex;
+
+ComPtr<IXMLDOMElement> CCfgObject::CImpl::SelectField(const wchar_t* name) const {
+  if (!m_pRoot) return nullptr;
+  return As<IXMLDOMElement>(m_pRoot->selectSingleNode(name));
+}
+
+FieldType CCfgObject::CImpl::GetFieldType(const wchar_t* name) const {
+  FieldType type = FieldType::kUnknown;
+  Guarded([&] {
+    if (const ComPtr<ISchemaElement> declaration = DeclarationOf(SelectField(name)))
+      type = FieldTypeFromName(declaration->get_type()->get_name());
+  });
+  return type;
+}
+
+bool CCfgObject::CImpl::GetFieldText(const wchar_t* name, std::wstring& value, FieldType expected,
+                                     bool check) const {
+  bool result = false;
+  Guarded([&] {
+    const ComPtr<IXMLDOMElement> element = SelectField(name);
+    if (!element || (check && !CheckFieldType(element, expected))) return;
+    value = element->get_text();
+    result = true;
+  });
+  return result;
+}
+
+bool CCfgObject::CImpl::SetFieldText(const wchar_t* name, const std::wstring& value,
+                                     FieldType expected, bool check) {
+  bool result = false;
+  Guarded([&] {
+    const ComPtr<IXMLDOMElement> element = SelectField(name);
+    if (!element || (check && !CheckFieldType(element, expected))) return;
+    element->put_text(value);
+    result = true;
+  });
+  return result;
+}
+
+bool CCfgObject::CImpl::GetFieldItems(const wchar_t* name, TextList& items, FieldType expected,
+                                      bool check) const {
+  bool result = false;
+  Guarded([&] {
+    const ComPtr<IXMLDOMElement> element = SelectField(name);
+    if (!element || (check && !CheckFieldType(element, expected))) return;
+    const ComPtr<IXMLDOMNodeList> children = element->get_childNodes();
+    for (long index = 0; index < children->get_length(); ++index) {
+      if (const auto item = As<IXMLDOMElement>(children->get_item(index)))
+        items.push_back(item->get_text());
+    }
+    result = true;
+  });
+  return result;
+}
+
+bool CCfgObject::CImpl::SetFieldItems(const wchar_t* name, const TextList& items,
+                                      FieldType expected, bool check) {
+  bool result = false;
+  Guarded([&] {
+    const ComPtr<IXMLDOMElement> element = SelectField(name);
+    if (!element || (check && !CheckFieldType(element, expected))) return;
+    const ComPtr<IXMLDOMDocument2> document = m_pRoot->get_ownerDocument();
+    const ComPtr<IXMLDOMElement> replacement = document->createElement(element->get_tagName());
+    for (const std::wstring& text : items) {
+      const ComPtr<IXMLDOMElement> item = document->createElement(L"Item");
+      item->put_text(text);
+      replacement->appendChild(item);
+    }
+    element->get_parentNode()->replaceChild(replacement, element);
+    result = true;
+  });
+  return result;
+}

@@ -1,0 +1,279 @@
+// Embedded objects, which are read as views and written as copies, and references, whose targets
+// travel with them from document to document.
+
+#include "src/cfg_object_impl.h"
+#include "src/reference_walk.h"
+
+using namespace cfgex;
+
+namespace {
+
+using Element = ComPtr<IXMLDOMElement>;
+
+Element RootOf(const Element& element) {
+  return element->get_ownerDocument()->get_documentElement();
+}
+
+Element ElementOf(const CCfgObject& object) { return As<IXMLDOMElement>(object.GetRawInterface()); }
+
+Element Child(const Element& element, const wchar_t* name) {
+  return element ? As<IXMLDOMElement>(element->selectSingleNode(name)) : nullptr;
+}
+
+void Replace(const Element& element, const ComPtr<IXMLDOMNode>& replacement) {
+  element->get_parentNode()->replaceChild(replacement, element);
+}
+
+template <class Visit>
+void ForEachChildElement(const Element& element, Visit&& visit) {
+  const ComPtr<IXMLDOMNodeList> children = element->get_childNodes();
+  for (long index = 0; index < children->get_length(); ++index) {
+    if (const auto child = As<IXMLDOMElement>(children->get_item(index))) visit(child);
+  }
+}
+
+// The target of a single reference or of an `Item`; none if a child is missing or nothing is there.
+Element TargetOf(const Element& reference) {
+  const Element id = Child(reference, L"InstanceId");
+  const Element category = Child(reference, L"Category");
+  if (!id || !category) return nullptr;
+  return FindInstanceElement(RootOf(reference), id->get_text().c_str(),
+                             category->get_text().c_str());
+}
+
+// The instance that an element belongs to: its ancestor, or itself, under a child of the document's
+// root. None in a fragment.
+Element HolderOf(const Element& element) {
+  const Element root = RootOf(element);
+  Element holder = element;
+  for (;;) {
+    const auto parent = As<IXMLDOMElement>(holder->get_parentNode());
+    if (!parent) return nullptr;
+    if (As<IXMLDOMElement>(parent->get_parentNode()) == root) return holder;
+    holder = parent;
+  }
+}
+
+}  // namespace
+
+bool CCfgObject::CImpl::SetValue(const wchar_t* name, const CCfgObject& value) {
+  if (name == nullptr) return false;
+  bool result = false;
+  Guarded([&] {
+    const Element element = SelectField(name);
+    if (m_bCheckTypes && !CheckFieldType(element, FieldType::kEmbeddedObject)) return;
+    const Element source = ElementOf(value);
+    if (!source || !element) return;
+    Replace(element, source->cloneNode(true));
+    result = true;
+  });
+  return result;
+}
+
+bool CCfgObject::CImpl::GetValue(const wchar_t* name, CCfgObject& value) const {
+  if (name == nullptr) return false;
+  bool result = false;
+  Guarded([&] {
+    const Element element = SelectField(name);
+    if (m_bCheckTypes && !CheckFieldType(element, FieldType::kEmbeddedObject)) return;
+    result = value.Initialize(element.get(), m_bCheckTypes);
+  });
+  return result;
+}
+
+bool CCfgObject::CImpl::GetValue(const wchar_t* name, CCfgObjectArray& value) const {
+  if (name == nullptr) return false;
+  bool result = false;
+  Guarded([&] {
+    const Element element = SelectField(name);
+    if (m_bCheckTypes && !CheckFieldType(element, FieldType::kEmbeddedObjectArray)) return;
+    if (!element) return;
+    ForEachChildElement(element, [&](const Element& child) {
+      CCfgObject object(m_Option);
+      if (object.Initialize(child.get(), m_bCheckTypes)) value.AddItem(object);
+    });
+    result = true;
+  });
+  return result;
+}
+
+bool CCfgObject::CImpl::GetValue(const wchar_t* name, CCfgInstance& value) const {
+  if (name == nullptr) return false;
+  bool result = false;
+  Guarded([&] {
+    const Element element = SelectField(name);
+    if (m_bCheckTypes && !CheckFieldType(element, FieldType::kReference)) return;
+    const Element target = element ? TargetOf(element) : nullptr;
+    if (target) result = value.Initialize(target.get(), m_bCheckTypes);
+  });
+  return result;
+}
+
+bool CCfgObject::CImpl::GetValue(const wchar_t* name, CCfgInstanceArray& value) const {
+  if (name == nullptr) return false;
+  bool result = false;
+  Guarded([&] {
+    const Element element = SelectField(name);
+    if (m_bCheckTypes && !CheckFieldType(element, FieldType::kReferenceArray)) return;
+    if (!element) return;
+    ForEachChildElement(element, [&](const Element& item) {
+      const Element target = TargetOf(item);
+      if (!target) return;
+      CCfgInstance instance(m_Option);
+      if (instance.Initialize(target.get(), m_bCheckTypes)) value.AddItem(instance);
+    });
+    result = true;
+  });
+  return result;
+}
+
+namespace {
+
+// Removes what the old target of a reference brought; the old target itself stays, also when
+// references lead back to it.
+void DropWhatTargetReaches(const Element& field, const std::wstring& oldId, const Element& holder) {
+  const Element root = RootOf(field);
+  ReferenceClosure closure;
+  CollectReferences(root, oldId.c_str(), L"*", closure);
+  ReferenceClosure target;
+  if (const Element element = FindInstanceElement(root, oldId.c_str(), L"*"))
+    target.Enter(element->get_tagName(), oldId);
+  RemoveClosureInstances(field, closure.Without(target), holder);
+}
+
+// Copies what the target reaches, and the target itself if it comes from another document.
+void BringWhatTargetReaches(const Element& field, const Element& target, const std::wstring& newId,
+                            bool sameDocument, const Element& holder) {
+  ReferenceClosure closure;
+  const Element sourceRoot = RootOf(target);
+  if (!sameDocument) closure.Enter(target->get_tagName(), newId);
+  CollectReferences(sourceRoot, newId.c_str(), L"*", closure);
+  CopyClosureInstances(RootOf(field), sourceRoot, closure, holder);
+}
+
+}  // namespace
+
+bool CCfgObject::CImpl::SetValue(const wchar_t* name, const CCfgInstance& value) {
+  if (name == nullptr) return false;
+  bool result = false;
+  Guarded([&] {
+    const Element target = ElementOf(value);
+    if (!target) return;
+    const Element targetId = Child(target, L"InstanceId");
+    const Element field = SelectField(name);
+    const Element fieldId = Child(field, L"InstanceId");
+    const Element fieldCategory = Child(field, L"Category");
+    if (!targetId || !fieldId) return;
+
+    const std::wstring newId = targetId->get_text();
+    const std::wstring oldId = fieldId->get_text();
+    const std::wstring category = target->get_tagName();
+    const bool sameDocument = field->get_ownerDocument() == target->get_ownerDocument();
+    if (newId != oldId || !sameDocument) {
+      const Element holder = HolderOf(field);
+      if (!sameDocument) DropWhatTargetReaches(field, oldId, holder);
+      BringWhatTargetReaches(field, target, newId, sameDocument, holder);
+    }
+    if (newId != oldId) {
+      fieldId->put_text(newId);
+      if (fieldCategory) fieldCategory->put_text(category);
+    }
+    result = true;
+  });
+  return result;
+}
+
+namespace {
+
+// Whether the items name the ids of the instances, in this order. An item that cannot be compared
+// counts as equal.
+bool NamesSameIds(const ComPtr<IXMLDOMNodeList>& items, const CCfgInstanceArray& value,
+                  const CCfgOption& option) {
+  if (static_cast<std::size_t>(items->get_length()) != value.GetItemCount()) return false;
+  for (std::size_t index = 0; index < value.GetItemCount(); ++index) {
+    CCfgInstance instance(option);
+    value.GetItem(index, instance);
+    const Element id =
+        Child(As<IXMLDOMElement>(items->get_item(static_cast<long>(index))), L"InstanceId");
+    if (id && id->get_text() != instance.GetInstanceId().str()) return false;
+  }
+  return true;
+}
+
+Element MakeItem(const ComPtr<IXMLDOMDocument2>& document, const CCfgInstance& instance) {
+  const Element item = document->createElement(L"Item");
+  const Element category = document->createElement(L"Category");
+  category->put_text(instance.GetCategory().str());
+  item->appendChild(category);
+  const Element id = document->createElement(L"InstanceId");
+  id->put_text(instance.GetInstanceId().str());
+  item->appendChild(id);
+  return item;
+}
+
+// Brings the targets of an array, one after the other, into the document of the field.
+//
+// A target brings everything that the array has reached so far and that its document holds: of an
+// instance that several documents hold, the last one's form stays. As long as the document is
+// the same as before, only what the target adds is new.
+class TargetBringer {
+ public:
+  TargetBringer(const Element& root, const Element& holder) : m_Root(root), m_Holder(holder) {}
+
+  void Bring(const Element& target, const std::wstring& category, const std::wstring& id) {
+    const Element sourceRoot = RootOf(target);
+    const std::size_t before = m_Closure.Size();
+    m_Closure.Enter(category, id);
+    CollectReferences(sourceRoot, id.c_str(), L"*", m_Closure);
+    ReferenceClosure news = m_Closure.Since(before);
+    if (!(sourceRoot == m_LastSourceRoot)) {
+      if (before > 0) CopyClosureInstances(m_Root, sourceRoot, HeldBy(sourceRoot), m_Holder);
+      m_LastSourceRoot = sourceRoot;
+    }
+    CopyClosureInstances(m_Root, sourceRoot, news, m_Holder);
+  }
+
+ private:
+  // The part of the closure that a document holds, found in time that grows with the document.
+  ReferenceClosure HeldBy(const Element& sourceRoot) const {
+    ReferenceClosure held;
+    const ComPtr<IXMLDOMNodeList> instances = sourceRoot->selectNodes(L"/Configuration/Category/*");
+    for (long index = 0; index < instances->get_length(); ++index) {
+      const auto instance = As<IXMLDOMElement>(instances->get_item(index));
+      const Element id = Child(instance, L"InstanceId");
+      if (id && m_Closure.Holds(instance->get_tagName(), id->get_text()))
+        held.EnterOnce(instance->get_tagName(), id->get_text());
+    }
+    return held;
+  }
+
+  const Element m_Root;
+  const Element m_Holder;
+  ReferenceClosure m_Closure;
+  Element m_LastSourceRoot;
+};
+
+}  // namespace
+
+bool CCfgObject::CImpl::SetValue(const wchar_t* name, const CCfgInstanceArray& value) {
+  if (name == nullptr) return false;
+  bool result = false;
+  Guarded([&] {
+    const Element field = SelectField(name);
+    if (!field || NamesSameIds(field->selectNodes(L"Item"), value, m_Option)) return;
+
+    const ComPtr<IXMLDOMDocument2> document = m_pRoot->get_ownerDocument();
+    const Element replacement = document->createElement(field->get_tagName());
+    TargetBringer bringer(RootOf(field), HolderOf(field));
+    for (std::size_t index = 0; index < value.GetItemCount(); ++index) {
+      CCfgInstance instance(m_Option);
+      value.GetItem(index, instance);
+      replacement->appendChild(MakeItem(document, instance));
+      if (const Element target = ElementOf(instance))
+        bringer.Bring(target, instance.GetCategory().str(), instance.GetInstanceId().str());
+    }
+    Replace(field, replacement);
+    result = true;
+  });
+  return result;
+}

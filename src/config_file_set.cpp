@@ -1,0 +1,77 @@
+#include "src/config_file_set.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <string_view>
+
+#include "platform/encoding.h"
+#include "platform/file.h"
+#include "platform/system.h"
+#include "src/frame.h"
+
+namespace cfgex {
+namespace {
+
+constexpr std::size_t kNameBuffer = 260;  // characters, the end of the text included
+constexpr std::wstring_view kBackupEnding = L".backup.xml";
+constexpr std::wstring_view kTempEnding = L".tmp.xml";
+constexpr std::wstring_view kBadEnding = L".%d.bad";
+
+}  // namespace
+
+bool CConfigFileSet::DeriveFileNames(const wchar_t* path) {
+  if (path == nullptr) return m_bReady;
+  std::wstring stem = std::wstring(path).substr(0, kNameBuffer - 1);
+  const std::size_t dot = stem.rfind(L'.');
+  if (dot == std::wstring::npos) return m_bReady;
+  stem.resize(dot);
+  const std::size_t longestEnding =
+      std::max({kBackupEnding.size(), kTempEnding.size(), kBadEnding.size()});
+  if (stem.size() + longestEnding > kNameBuffer - 1) return m_bReady;
+  m_BackupFile = stem + std::wstring(kBackupEnding);
+  m_TempFile = stem + std::wstring(kTempEnding);
+  m_BadFilePattern = stem + std::wstring(kBadEnding);
+  m_MainFile = path;
+  m_bReady = true;
+  return true;
+}
+
+bool CConfigFileSet::CopyToBackup() const {
+  return m_bReady && OS::CopyFileW(m_MainFile, m_BackupFile, false);
+}
+
+bool CConfigFileSet::CopyToTemp() const {
+  return m_bReady && OS::CopyFileW(m_MainFile, m_TempFile, false);
+}
+
+bool CConfigFileSet::RestoreFromBackup() const {
+  return m_bReady && OS::CopyFileW(m_BackupFile, m_MainFile, false);
+}
+
+// The number replaces the pattern's own "%d", which is the last: the path may hold others.
+std::wstring CConfigFileSet::BadFileName() const {
+  std::wstring name = m_BadFilePattern;
+  const auto number = static_cast<std::int32_t>(OS::GetTickCount());
+  const std::size_t place = name.rfind(L"%d");
+  if (place != std::wstring::npos) name.replace(place, 2, std::to_wstring(number));
+  return name;
+}
+
+bool CConfigFileSet::CopyToBadFile(const wchar_t* source) {
+  if (source == nullptr) return false;
+  if (!OS::CopyFileW(source, BadFileName(), false)) return false;
+  m_RecoveryFile = source;
+  return true;
+}
+
+bool CConfigFileSet::WriteBadFile(const wchar_t* text) const {
+  if (text == nullptr) return false;
+  bool written = false;
+  Guarded([&] {
+    ReplaceFile(BadFileName(), ToUtf16Le(text));
+    written = true;
+  });
+  return written;
+}
+
+}  // namespace cfgex

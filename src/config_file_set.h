@@ -1,0 +1,47 @@
+// The family of files around a configuration file.
+//
+//   main        the configuration, at the path that the application gave
+//   backup      STEM.backup.xml: the last main file known to be valid
+//   temporary   STEM.tmp.xml: the main file as it stood before the last tenth commit
+//   bad         STEM.N.bad: what failed validation; N is the system's millisecond counter
+//
+// STEM is the path up to its last dot, wherever that is. A set is ready once names were derived;
+// one that is not makes no copies.
+#pragma once
+
+#include <string>
+
+namespace cfgex {
+
+class CConfigFileSet {
+ public:
+  // Derives the names. Nothing changes when `path` is null, has no dot in its first 259
+  // characters, or is so long that a derived name would not fit into 260 characters with its end.
+  // Gives whether the set is ready, now or from an earlier path.
+  bool DeriveFileNames(const wchar_t* path);
+
+  bool CopyToBackup() const;       // main over backup
+  bool CopyToTemp() const;         // main over temporary
+  bool RestoreFromBackup() const;  // backup over main
+  // Makes a bad file as a copy of `source`, which on success becomes the recovery file: the path to
+  // load again once the backup has been put in its place.
+  bool CopyToBadFile(const wchar_t* source);
+  // Makes a bad file that holds `text` in UTF-16, little-endian, without a byte-order mark.
+  bool WriteBadFile(const wchar_t* text) const;
+
+  bool IsReady() const { return m_bReady; }
+  std::wstring GetBackupFile() const { return m_BackupFile; }
+  std::wstring GetRecoveryFile() const { return m_RecoveryFile; }
+
+ private:
+  std::wstring BadFileName() const;
+
+  bool m_bReady = false;
+  std::wstring m_MainFile;
+  std::wstring m_BackupFile;
+  std::wstring m_TempFile;
+  std::wstring m_BadFilePattern;  // with the "%d" unfilled
+  std::wstring m_RecoveryFile;    // empty until a copy to a bad file has worked
+};
+
+}  // namespace cfgex

@@ -1,0 +1,138 @@
+#include "src/instance_document.h"
+
+#include "platform/create_object.h"
+#include "platform/schema_model.h"
+#include "src/frame.h"
+#include "src/prog_id.h"
+#include "src/reference_walk.h"
+
+namespace cfgex {
+namespace {
+
+constexpr const wchar_t* kXsiNamespace = L"http://www.w3.org/2001/XMLSchema-instance";
+constexpr const wchar_t* kSchemaLocation = L"xsi:noNamespaceSchemaLocation";
+
+// A parser reads a tab or line end in an attribute as a blank unless it is written as a number.
+std::wstring WithBlanksNumbered(const wchar_t* value) {
+  std::wstring result;
+  for (; *value != L'\0'; ++value) {
+    if (*value == L'\t' || *value == L'\n' || *value == L'\r') {
+      result += L"&#" + std::to_wstring(static_cast<int>(*value)) + L";";
+    } else {
+      result += *value;
+    }
+  }
+  return result;
+}
+
+}  // namespace
+
+ComPtr<IXMLDOMDocument2> NewDocument(const CCfgOption& option) {
+  const auto document = CreateObject<IXMLDOMDocument2>(SelectDomProgId());
+  const auto schemas = As<IXMLDOMSchemaCollection2>(option.GetSchemaCache());
+  if (!document || !schemas) return nullptr;
+  document->put_resolveExternals(true);
+  document->put_async(false);
+  document->put_validateOnParse(false);
+  document->putref_schemas(schemas);
+  return document;
+}
+
+bool ValidateDocument(const ComPtr<IXMLDOMDocument2>& document, std::wstring& failureText) {
+  if (!document) return false;
+  bool valid = false;
+  Guarded([&] {
+    const ComPtr<IXMLDOMParseError> error = document->validate();
+    if (error->get_errorCode() == 0) {
+      valid = true;
+      return;
+    }
+    failureText = L"At line " + std::to_wstring(error->get_line()) + L"\n" + error->get_reason();
+  });
+  return valid;
+}
+
+ComPtr<IXMLDOMElement> CreateHeaderDocument(const ComPtr<IXMLDOMDocument2>& existing,
+                                            const wchar_t* rootName, const wchar_t* instanceId,
+                                            std::uint32_t major, std::uint32_t minor,
+                                            std::uint32_t revision, CCfgOption& option) {
+  if (rootName == nullptr || !existing) return nullptr;
+  ComPtr<IXMLDOMElement> root;
+  Guarded([&] {
+    const OS::x_wstring schemaFile = option.GetSchemaFile();
+    const ComPtr<IXMLDOMDocument2> document = NewDocument(option);
+    if (!document) return;
+
+    OS::x_wstring text;
+    text.Format(
+        L"<%s xmlns:xsi=\"%s\" xsi:noNamespaceSchemaLocation=\"%s\" instance_id=\"%s\""
+        L" major_version=\"%d\" minor_version=\"%d\" revision=\"%d\"/>",
+        rootName, kXsiNamespace, WithBlanksNumbered(schemaFile).c_str(),
+        WithBlanksNumbered(instanceId != nullptr ? instanceId : L"").c_str(), major, minor,
+        revision);
+    if (!document->loadXML(text.str())) return;
+    std::wstring reason;
+    if (!ValidateDocument(document, reason)) return;
+    root = document->get_documentElement();
+  });
+  return root;
+}
+
+ComPtr<IXMLDOMElement> CreateHeaderDocument(const ComPtr<IXMLDOMDocument2>& existing,
+                                            const wchar_t* instanceId, CCfgOption& option) {
+  unsigned long major = 0;
+  unsigned long minor = 0;
+  unsigned long revision = 0;
+  option.GetSchemaVersion(major, minor, revision);
+  return CreateHeaderDocument(existing, L"Configuration", instanceId,
+                              static_cast<std::uint32_t>(major), static_cast<std::uint32_t>(minor),
+                              static_cast<std::uint32_t>(revision), option);
+}
+
+bool ParseInstanceDocument(const wchar_t* text, const CCfgOption& option,
+                           std::wstring& failureText) {
+  if (text == nullptr) return false;
+  bool valid = false;
+  Guarded([&] {
+    const ComPtr<IXMLDOMDocument2> document = NewDocument(option);
+    if (!document || !document->loadXML(text)) return;
+    valid = ValidateDocument(document, failureText);
+  });
+  return valid;
+}
+
+void ApplySchemaLocation(const ComPtr<IXMLDOMElement>& root, CCfgOption& option) {
+  const OS::x_wstring schemaFile = option.GetSchemaFile();
+  bool done = false;
+  Guarded([&] {
+    AttributeText(root->getAttribute(kSchemaLocation));
+    root->setAttribute(kSchemaLocation, schemaFile.str());
+    done = true;
+  });
+  if (done) return;
+  Guarded([&] {
+    const ComPtr<IXMLDOMDocument2> document = root->get_ownerDocument();
+    root->setAttribute(L"xmlns:xsi", kXsiNamespace);
+    const auto attribute = As<IXMLDOMAttribute>(
+        document->createNode(DomNodeType::kAttribute, kSchemaLocation, kXsiNamespace));
+    if (attribute) {
+      root->setAttributeNode(attribute);
+      root->setAttribute(kSchemaLocation, schemaFile.str());
+    }
+  });
+}
+
+IncomingInstance ReadIncomingInstance(const wchar_t* xml, CCfgOption& option) {
+  IncomingInstance incoming;
+  incoming.document = NewDocument(option);
+  if (!incoming.document || !incoming.document->loadXML(xml)) return incoming;
+  const ComPtr<IXMLDOMElement> root = incoming.document->get_documentElement();
+  ApplySchemaLocation(root, option);
+  std::wstring reason;
+  if (!ValidateDocument(incoming.document, reason)) return incoming;
+  incoming.id = root->getAttribute(L"instance_id");
+  if (incoming.id) incoming.element = FindInstanceElement(root, incoming.id->c_str(), L"*");
+  return incoming;
+}
+
+}  // namespace cfgex

@@ -1,0 +1,62 @@
+// The stand-alone document: an instance outside the store, with all that it reaches, under a root
+// that carries the header.
+//
+//   <Configuration xmlns:xsi="..." xsi:noNamespaceSchemaLocation="SCHEMA FILE"
+//       instance_id="ID" major_version="1" minor_version="2" revision="3">
+//     <Category> the instance </Category>
+//     <Category> instances of one category that it reaches </Category> ...
+//   </Configuration>
+//
+// Each step answers a failure of the XML platform with its failure value and raises none.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "cfgex/cfg_Option.h"
+#include "platform/dom.h"
+
+namespace cfgex {
+
+// A new empty document that is bound to the schema of `option` and made ready to load; none when
+// the option is not initialised or no document can be made.
+ComPtr<IXMLDOMDocument2> NewDocument(const CCfgOption& option);
+
+// Whether the document, as it stands, is valid. If not, `failureText` tells the first fault:
+// "At line ", the line, a newline, the reason. Unchanged when valid, or when it cannot be told.
+bool ValidateDocument(const ComPtr<IXMLDOMDocument2>& document, std::wstring& failureText);
+
+// Makes a document that holds the header alone and gives its root element, which keeps it alive.
+// None when `rootName` is null or `existing` absent, when the option is not initialised, when
+// the schema does not allow the bare header, and when the id or the schema's path holds a double
+// quote,
+// "&" or "<": they stand in the header as they are. A null `instanceId` makes the empty one.
+ComPtr<IXMLDOMElement> CreateHeaderDocument(const ComPtr<IXMLDOMDocument2>& existing,
+                                            const wchar_t* rootName, const wchar_t* instanceId,
+                                            std::uint32_t major, std::uint32_t minor,
+                                            std::uint32_t revision, CCfgOption& option);
+
+// The same for the root "Configuration" and the version of the schema in use.
+ComPtr<IXMLDOMElement> CreateHeaderDocument(const ComPtr<IXMLDOMDocument2>& existing,
+                                            const wchar_t* instanceId, CCfgOption& option);
+
+// Whether `text` is a well-formed and valid document.
+bool ParseInstanceDocument(const wchar_t* text, const CCfgOption& option,
+                           std::wstring& failureText);
+
+// Points the document at the schema in use, whatever it named before.
+void ApplySchemaLocation(const ComPtr<IXMLDOMElement>& root, CCfgOption& option);
+
+// A document that came in as text, and the instance that it is about.
+struct IncomingInstance {
+  ComPtr<IXMLDOMDocument2> document;  // set as soon as one was made
+  std::optional<std::wstring> id;     // the header's `instance_id`; set when the document is valid
+  ComPtr<IXMLDOMElement> element;     // the instance with that id; set when there is one
+};
+
+// Parses `xml`, points it at the schema in use, validates it, and finds the instance that its
+// header names. Raises _com_error where the platform fails outside the steps above.
+IncomingInstance ReadIncomingInstance(const wchar_t* xml, CCfgOption& option);
+
+}  // namespace cfgex

@@ -1,0 +1,16 @@
+// New ids for instances.
+#pragma once
+
+#include <functional>
+#include <string>
+
+namespace cfgex {
+
+// A GUID as text in braces, or, if the system gives none, the tick count with "%8d". Such a number
+// goes up until `isTaken` says that it is free; a GUID is never taken.
+std::wstring MakeInstanceId(const std::function<bool(const std::wstring&)>& isTaken);
+
+// The same where no other id is known.
+std::wstring MakeInstanceId();
+
+}  // namespace cfgex

@@ -1,0 +1,33 @@
+#include "src/paths.h"
+
+#include "cfgex/com_error.h"
+#include "platform/encoding.h"
+
+namespace cfgex {
+namespace {
+
+void RequireFitting(bool fits) {
+  if (!fits) throw _com_error(_com_error::kInvalidArgument, "malformed path");
+}
+
+}  // namespace
+
+bool IsCategory(std::wstring_view category) noexcept {
+  return category == L"*" || IsNCName(category);
+}
+
+std::wstring CategoryPath(std::wstring_view category) {
+  RequireFitting(IsCategory(category));
+  return L"/Configuration/Category/" + std::wstring(category);
+}
+
+std::wstring InstancePath(std::wstring_view category, std::wstring_view id) {
+  RequireFitting(id.find(L'\'') == std::wstring_view::npos);
+  return CategoryPath(category) + L"[InstanceId='" + std::wstring(id) + L"']";
+}
+
+std::wstring InstanceIdsPath(std::wstring_view category, std::wstring_view id) {
+  return InstancePath(category, id) + L"//InstanceId";
+}
+
+}  // namespace cfgex

@@ -1,0 +1,197 @@
+#include "src/reference_walk.h"
+
+#include <string_view>
+
+#include "src/element_declaration.h"
+#include "src/frame.h"
+#include "src/paths.h"
+
+namespace cfgex {
+
+void ReferenceClosure::Enter(const std::wstring& category, const std::wstring& id) {
+  const auto group = m_Categories.try_emplace(category).first;
+  const std::wstring* kept = &*group->second.m_Known.insert(id).first;
+  group->second.m_Order.push_back(kept);
+  m_Log.push_back({&group->first, kept});
+}
+
+bool ReferenceClosure::EnterOnce(const std::wstring& category, const std::wstring& id) {
+  if (Holds(category, id)) return false;
+  Enter(category, id);
+  return true;
+}
+
+bool ReferenceClosure::Holds(const std::wstring& category, const std::wstring& id) const {
+  const auto group = m_Categories.find(category);
+  return group != m_Categories.end() && group->second.m_Known.contains(id);
+}
+
+ReferenceClosure ReferenceClosure::Since(std::size_t size) const {
+  ReferenceClosure result;
+  for (std::size_t index = size; index < m_Log.size(); ++index)
+    result.Enter(*m_Log[index].category, *m_Log[index].id);
+  return result;
+}
+
+ReferenceClosure ReferenceClosure::Without(const ReferenceClosure& other) const {
+  ReferenceClosure result;
+  for (const Entry& entry : m_Log) {
+    if (!other.Holds(*entry.category, *entry.id)) result.Enter(*entry.category, *entry.id);
+  }
+  return result;
+}
+
+bool IsElementOfType(const ComPtr<IXMLDOMElement>& element, const wchar_t* typeName) {
+  bool result = false;
+  Guarded([&] {
+    const ComPtr<ISchemaElement> declaration = DeclarationOf(element);
+    if (!declaration) return;
+    const ComPtr<ISchemaType> type = declaration->get_type();
+    if (!type) return;
+    if (type->get_name() == typeName) {
+      result = true;
+      return;
+    }
+    const ComPtr<ISchemaItemCollection> baseTypes = type->get_baseTypes();
+    if (!baseTypes) return;
+    result = static_cast<bool>(As<ISchemaComplexType>(baseTypes->itemByName(typeName)));
+  });
+  return result;
+}
+
+std::optional<Reference> ReadReference(const ComPtr<IXMLDOMNode>& node) {
+  const auto idElement = As<IXMLDOMElement>(node);
+  if (!idElement) return std::nullopt;
+  std::wstring id = idElement->get_text();
+  if (id.empty()) return std::nullopt;
+  const auto parent = As<IXMLDOMElement>(idElement->get_parentNode());
+  if (!parent) return std::nullopt;
+
+  const bool single = IsElementOfType(parent, L"ReferenceType");
+  if (!single) {
+    if (parent->get_tagName() != L"Item") return std::nullopt;
+    const auto array = As<IXMLDOMElement>(parent->get_parentNode());
+    if (!array || !IsElementOfType(array, L"ReferenceArrayType")) return std::nullopt;
+  }
+  const auto category = As<IXMLDOMElement>(parent->selectSingleNode(L"Category"));
+  if (!category) return std::nullopt;
+  return Reference{category->get_text(), std::move(id), !single};
+}
+
+ComPtr<IXMLDOMElement> FindInstanceElement(const ComPtr<IXMLDOMElement>& root,
+                                           const wchar_t* instanceId, const wchar_t* category) {
+  ComPtr<IXMLDOMElement> element;
+  if (instanceId == nullptr || !root) return element;
+  Guarded([&] {
+    element = As<IXMLDOMElement>(root->selectSingleNode(InstancePath(category, instanceId)));
+  });
+  return element;
+}
+
+namespace {
+
+// One instance under way in the walk: its `InstanceId` elements, and how far they were looked at.
+struct WalkLevel {
+  ComPtr<IXMLDOMNodeList> ids;
+  long length = 0;
+  long next = 0;
+};
+
+// Starts the walk of an instance.
+void Enter(const ComPtr<IXMLDOMElement>& root, const std::wstring& instanceId,
+           const std::wstring& category, std::vector<WalkLevel>& levels) {
+  Guarded([&] {
+    WalkLevel level{root->selectNodes(InstanceIdsPath(category, instanceId))};
+    level.length = level.ids->get_length();
+    levels.push_back(std::move(level));
+  });
+}
+
+// Goes on with an instance to its next reference that is new to the closure; nothing at its end.
+std::optional<Reference> NextNewReference(WalkLevel& level, ReferenceClosure& closure) {
+  std::optional<Reference> found;
+  Guarded([&] {
+    while (!found && level.next < level.length) {
+      found = ReadReference(level.ids->get_item(level.next++));
+      if (found && !closure.EnterOnce(found->category, found->id)) found.reset();
+    }
+  });
+  return found;
+}
+
+}  // namespace
+
+void CollectReferences(const ComPtr<IXMLDOMElement>& root, const wchar_t* instanceId,
+                       const wchar_t* category, ReferenceClosure& closure) {
+  std::vector<WalkLevel> levels;
+  Enter(root, instanceId, category, levels);
+  while (!levels.empty()) {
+    if (const std::optional<Reference> found = NextNewReference(levels.back(), closure)) {
+      Enter(root, found->id, found->category, levels);
+    } else {
+      levels.pop_back();
+    }
+  }
+}
+
+void RemoveClosureInstances(const ComPtr<IXMLDOMElement>& context, const ReferenceClosure& closure,
+                            const ComPtr<IXMLDOMElement>& spared) {
+  if (!context) return;
+  Guarded([&] {
+    for (const auto& [category, ids] : closure.Categories()) {
+      for (const std::wstring* id : ids.InOrder()) {
+        const ComPtr<IXMLDOMElement> element =
+            FindInstanceElement(context, id->c_str(), category.c_str());
+        if (element && !(element == spared)) element->get_parentNode()->removeChild(element);
+      }
+    }
+  });
+}
+
+ComPtr<IXMLDOMNode> ReceivingElement(const ComPtr<IXMLDOMElement>& root,
+                                     const std::wstring& category) {
+  const ComPtr<IXMLDOMNode> first = root->selectSingleNode(CategoryPath(category));
+  if (first) return first->get_parentNode();
+  const ComPtr<IXMLDOMElement> receiving = root->get_ownerDocument()->createElement(L"Category");
+  root->appendChild(receiving);
+  return receiving;
+}
+
+void CopyClosureInstances(const ComPtr<IXMLDOMElement>& target,
+                          const ComPtr<IXMLDOMElement>& source, const ReferenceClosure& closure,
+                          const ComPtr<IXMLDOMElement>& spared) {
+  if (!target || !source) return;
+  Guarded([&] {
+    for (const auto& [category, ids] : closure.Categories()) {
+      // What can name no instance must not keep the others from being copied.
+      if (!IsCategory(category)) continue;
+      const ComPtr<IXMLDOMNode> receiving = ReceivingElement(target, category);
+      for (const std::wstring* id : ids.InOrder()) {
+        const ComPtr<IXMLDOMElement> original =
+            FindInstanceElement(source, id->c_str(), category.c_str());
+        if (!original || original == spared) continue;
+        const ComPtr<IXMLDOMElement> present =
+            FindInstanceElement(target, id->c_str(), category.c_str());
+        if (present && present == spared) continue;
+        const ComPtr<IXMLDOMNode> copy = original->cloneNode(true);
+        if (present) {
+          present->get_parentNode()->replaceChild(copy, present);
+        } else {
+          receiving->appendChild(copy);
+        }
+      }
+    }
+  });
+}
+
+void MergeClosureIds(const ReferenceClosure& closure, std::vector<OS::x_wstring>& ids) {
+  std::unordered_set<std::wstring> present;
+  for (const OS::x_wstring& id : ids) present.insert(id.str());
+  for (const auto& [category, list] : closure.Categories()) {
+    for (const std::wstring* id : list.InOrder()) {
+      if (present.insert(*id).second) ids.emplace_back(*id);
+    }
+  }
+}
+
+}  // namespace cfgex

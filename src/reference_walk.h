@@ -1,0 +1,114 @@
+// References between instances, and the operations on all that an instance reaches by them.
+//
+// An instance is addressed by its category, the tag name of its element, and its id. Instances
+// stand beside each other under the `Category` elements of a document; a reference is a small
+// element at any depth of an instance whose children `Category` and `InstanceId` name another:
+//
+//   * an element of the schema type "ReferenceType", or based on it, or
+//   * an `Item` in an element of the type "ReferenceArrayType", or based on it.
+//
+// An empty `InstanceId` refers to nothing. Types are known only in a document bound to a schema.
+//
+// None of these operations fails towards its caller: where the platform fails, each ends with what
+// it has done so far. None locks anything, and none uses the machine's stack for the length of a
+// chain of references.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+#include "cfgex/os_string.h"
+#include "platform/dom.h"
+
+namespace cfgex {
+
+// The instances that a walk has found, by category in ascending order and, within one, in the order
+// of discovery. It holds what references say: a dangling one stands in it too.
+class ReferenceClosure {
+ public:
+  ReferenceClosure() = default;
+  ReferenceClosure(ReferenceClosure&&) = default;
+  ReferenceClosure& operator=(ReferenceClosure&&) = default;
+
+  class Ids {
+   public:
+    // Each points to an id that lives as long as the closure.
+    const std::vector<const std::wstring*>& InOrder() const { return m_Order; }
+
+   private:
+    friend class ReferenceClosure;
+    std::unordered_set<std::wstring> m_Known;  // makes the walk's test for membership cheap
+    std::vector<const std::wstring*> m_Order;
+  };
+
+  // Enters a pair, also one that is there already.
+  void Enter(const std::wstring& category, const std::wstring& id);
+  // Enters a pair unless it is there; false if it was.
+  bool EnterOnce(const std::wstring& category, const std::wstring& id);
+
+  const std::map<std::wstring, Ids>& Categories() const { return m_Categories; }
+  bool Holds(const std::wstring& category, const std::wstring& id) const;
+  std::size_t Size() const { return m_Log.size(); }  // pairs entered
+  // What was entered after the closure had the size `size`.
+  ReferenceClosure Since(std::size_t size) const;
+  // What does not stand in `other`.
+  ReferenceClosure Without(const ReferenceClosure& other) const;
+
+ private:
+  struct Entry {
+    const std::wstring* category;
+    const std::wstring* id;
+  };
+
+  std::map<std::wstring, Ids> m_Categories;
+  std::vector<Entry> m_Log;  // in the order of entering; points into m_Categories
+};
+
+// A reference, found through its id.
+struct Reference {
+  std::wstring category;
+  std::wstring id;
+  bool inArray;  // an `Item` of a reference array
+};
+
+// The reference whose `InstanceId` child `node` is; nothing if it is no such thing.
+std::optional<Reference> ReadReference(const ComPtr<IXMLDOMNode>& node);
+
+// Whether the schema says that the element is of the named type or of a type based on it directly.
+bool IsElementOfType(const ComPtr<IXMLDOMElement>& element, const wchar_t* typeName);
+
+// The instance with that id in the category, "*" for any: the first in document order, or none.
+// `root` is any element of the document.
+ComPtr<IXMLDOMElement> FindInstanceElement(const ComPtr<IXMLDOMElement>& root,
+                                           const wchar_t* instanceId, const wchar_t* category);
+
+// Adds to `closure` all that is reachable from the instance: depth first, each pair once. The
+// instance itself is entered only if a reference leads back to it.
+void CollectReferences(const ComPtr<IXMLDOMElement>& root, const wchar_t* instanceId,
+                       const wchar_t* category, ReferenceClosure& closure);
+
+// Removes the instances of the closure from the document that `context` lies in, whoever else
+// refers to them; `spared` stays. Emptied `Category` elements stay too.
+void RemoveClosureInstances(const ComPtr<IXMLDOMElement>& context, const ReferenceClosure& closure,
+                            const ComPtr<IXMLDOMElement>& spared);
+
+// Brings copies of the closure's instances from the document with the root `source` into that
+// with the root `target`: in the place of an instance that is there, else at the end of the
+// `Category` element that holds the category's first instance, else in a new one. `spared` is
+// neither replaced, if it stands in the target, nor copied, if it stands in the source.
+void CopyClosureInstances(const ComPtr<IXMLDOMElement>& target,
+                          const ComPtr<IXMLDOMElement>& source, const ReferenceClosure& closure,
+                          const ComPtr<IXMLDOMElement>& spared);
+
+// The element that takes new instances of a category: the parent of the category's first instance,
+// or a new `Category` element at the end of `root`. Raises _com_error where the platform fails.
+ComPtr<IXMLDOMNode> ReceivingElement(const ComPtr<IXMLDOMElement>& root,
+                                     const std::wstring& category);
+
+// Appends the ids of the closure that are not in `ids` yet.
+void MergeClosureIds(const ReferenceClosure& closure, std::vector<OS::x_wstring>& ids);
+
+}  // namespace cfgex

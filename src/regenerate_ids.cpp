@@ -1,0 +1,111 @@
+#include "src/regenerate_ids.h"
+
+#include <map>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+#include "cfgex/cfg_category.h"
+#include "src/frame.h"
+#include "src/instance_id.h"
+#include "src/paths.h"
+#include "src/reference_walk.h"
+
+namespace cfgex {
+namespace {
+
+using Element = ComPtr<IXMLDOMElement>;
+using Pair = std::pair<std::wstring, std::wstring>;  // category and id
+
+// First everything is found under its old id, then everything is renamed: in between no path would
+// tell an instance that has its new id from one that never existed.
+class Regeneration {
+ public:
+  Regeneration(Element root, const std::function<bool(const std::wstring&)>& isTaken,
+               CCfgOption& option)
+      : m_Root(std::move(root)), m_IsTaken(isTaken), m_Option(option) {}
+
+  void Run(const Pair& start, const wchar_t* copyId) {
+    const Element startElement =
+        FindInstanceElement(m_Root, start.second.c_str(), start.first.c_str());
+    if (!startElement) return;
+    const Pair startPair{startElement->get_tagName(), start.second};
+    m_NewIds[startPair] = copyId;
+    Collect(startPair);
+    while (!m_ToWalk.empty()) {
+      const Pair next = std::move(m_ToWalk.back());
+      m_ToWalk.pop_back();
+      Guarded([&] { Visit(next); });
+    }
+    for (const auto& [idElement, target] : m_References) {
+      const auto renamed = m_NewIds.find(target);
+      if (renamed != m_NewIds.end()) idElement->put_text(renamed->second);
+    }
+    for (const auto& [idElement, newId] : m_Instances) idElement->put_text(newId);
+  }
+
+ private:
+  // Notes the references of one instance, and their targets for a visit.
+  void Collect(const Pair& instance) {
+    const ComPtr<IXMLDOMNodeList> ids =
+        m_Root->selectNodes(InstanceIdsPath(instance.first, instance.second));
+    const long length = ids->get_length();
+    for (long index = 0; index < length; ++index) {
+      const auto idElement = As<IXMLDOMElement>(ids->get_item(index));
+      const std::optional<Reference> reference = ReadReference(idElement);
+      if (!reference) continue;
+      Pair target{reference->category, reference->id};
+      if (m_Seen.insert(target.first + L'\0' + target.second).second) m_ToWalk.push_back(target);
+      m_References.emplace_back(idElement, std::move(target));
+    }
+  }
+
+  void Visit(const Pair& target) {
+    if (m_NewIds.contains(target)) return;
+    const std::wstring newId = MakeInstanceId(
+        [&](const std::wstring& id) { return m_Used.contains(id) || m_IsTaken(id); });
+    m_Used.insert(newId);
+    const Element element =
+        FindInstanceElement(m_Root, target.second.c_str(), target.first.c_str());
+    if (element) {
+      const auto idElement = As<IXMLDOMElement>(element->selectSingleNode(L"InstanceId"));
+      if (!idElement) return;
+      m_NewIds[target] = newId;
+      m_Instances.emplace_back(idElement, newId);
+      Collect(target);
+    } else if (AddDefaultInstance(target.first, newId)) {
+      m_NewIds[target] = newId;
+    }
+  }
+
+  // References in a default instance lead nowhere and are left alone.
+  bool AddDefaultInstance(const std::wstring& category, const std::wstring& newId) {
+    CCfgCategory maker(category.c_str(), m_Option);
+    CCfgInstance instance(m_Option);
+    if (!maker.CreateInstance(instance)) return false;
+    instance.SetInstanceId(newId.c_str());
+    ReceivingElement(m_Root, category)->appendChild(As<IXMLDOMElement>(instance.GetRawInterface()));
+    return true;
+  }
+
+  const Element m_Root;
+  const std::function<bool(const std::wstring&)>& m_IsTaken;
+  CCfgOption& m_Option;
+  std::map<Pair, std::wstring> m_NewIds;
+  std::unordered_set<std::wstring> m_Used;  // the new ids
+  std::unordered_set<std::wstring> m_Seen;  // pairs that were noted for a visit
+  std::vector<Pair> m_ToWalk;
+  std::vector<std::pair<Element, Pair>> m_References;         // the id element, what it names
+  std::vector<std::pair<Element, std::wstring>> m_Instances;  // the id element, the new id
+};
+
+}  // namespace
+
+void RegenerateReferenceIds(const ComPtr<IXMLDOMElement>& root, const wchar_t* instanceId,
+                            const wchar_t* category, const wchar_t* copyId,
+                            const std::function<bool(const std::wstring&)>& isTaken,
+                            CCfgOption& option) {
+  Guarded([&] { Regeneration(root, isTaken, option).Run({category, instanceId}, copyId); });
+}
+
+}  // namespace cfgex

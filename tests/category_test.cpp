@@ -1,0 +1,197 @@
+// New instances and objects, made from the schema.
+
+#include <gtest/gtest.h>
+
+#include <mutex>
+#include <regex>
+#include <set>
+#include <thread>
+
+#include "tests/support/sample.h"
+
+namespace {
+
+using namespace test;
+
+// A schema whose categories show what can and what cannot be made.
+const char* const kMakersSchema = R"(<?xml version="1.0"?>
+<xs:schema xmlns:xs="http://www.w3.org/2001/XMLSchema" version="1.0.0.0">
+  <xs:element name="Configuration">
+    <xs:complexType>
+      <xs:sequence><xs:element ref="Category" minOccurs="0" maxOccurs="unbounded"/></xs:sequence>
+      <xs:attribute name="instance_id" type="xs:string"/>
+      <xs:attribute name="major_version" type="xs:string"/>
+      <xs:attribute name="minor_version" type="xs:string"/>
+      <xs:attribute name="revision" type="xs:string"/>
+    </xs:complexType>
+  </xs:element>
+  <xs:element name="Category">
+    <xs:complexType><xs:choice minOccurs="0" maxOccurs="unbounded">
+      <xs:element ref="Good"/><xs:element ref="Demanding"/><xs:element ref="NoId"/>
+      <xs:element ref="DeepId"/><xs:element ref="Endless"/>
+    </xs:choice></xs:complexType>
+  </xs:element>
+  <xs:simpleType name="InstanceIdType"><xs:restriction base="xs:string"/></xs:simpleType>
+  <xs:complexType name="EmbeddedObjectType"/>
+  <xs:complexType name="AddressType"><xs:complexContent><xs:extension base="EmbeddedObjectType">
+    <xs:sequence>
+      <xs:element name="Street" type="xs:string"/>
+      <xs:element name="Number" type="xs:integer" default="1"/>
+    </xs:sequence>
+  </xs:extension></xs:complexContent></xs:complexType>
+  <xs:element name="Good"><xs:complexType><xs:sequence>
+    <xs:element name="InstanceId" type="InstanceIdType"/>
+    <xs:element name="Text" type="xs:string"/>
+    <xs:element name="Port" type="xs:integer" default="80"/>
+    <xs:element name="Kind" type="xs:string" fixed="good"/>
+    <xs:element name="Optional" type="xs:string" minOccurs="0" default="left out"/>
+    <xs:element name="Address" type="AddressType"/>
+    <xs:choice><xs:element name="First" type="xs:string"/><xs:element name="Second" type="xs:string"/></xs:choice>
+  </xs:sequence></xs:complexType></xs:element>
+  <xs:element name="Demanding"><xs:complexType><xs:sequence>
+    <xs:element name="InstanceId" type="InstanceIdType"/><xs:element name="Port" type="xs:integer"/>
+  </xs:sequence></xs:complexType></xs:element>
+  <xs:element name="NoId"><xs:complexType/></xs:element>
+  <xs:element name="DeepId"><xs:complexType><xs:sequence><xs:element name="In"><xs:complexType><xs:sequence>
+    <xs:element name="InstanceId" type="InstanceIdType"/>
+  </xs:sequence></xs:complexType></xs:element></xs:sequence></xs:complexType></xs:element>
+  <xs:element name="Endless"><xs:complexType><xs:sequence>
+    <xs:element name="InstanceId" type="InstanceIdType"/><xs:element ref="Endless"/>
+  </xs:sequence></xs:complexType></xs:element>
+</xs:schema>
+)";
+
+class CategoryTest : public testing::Test {
+ protected:
+  std::string TextOf(const CCfgObject& object, const wchar_t* field) {
+    OS::x_wstring text;
+    return object.GetFieldValue(field, text) ? Narrow(text.str()) : "none";
+  }
+  Sample sample{{}, kMakersSchema};
+  CCfgInstance instance{sample.option};
+};
+
+TEST_F(CategoryTest, ANewInstanceHoldsWhatTheSchemaGives) {
+  CCfgCategory category(L"Good", sample.option);
+  ASSERT_TRUE(category.CreateInstance(instance));
+  EXPECT_EQ(instance.GetCategory(), L"Good");
+  OS::x_wstring xml;
+  ASSERT_TRUE(instance.GetXml(xml));
+  const std::wstring id = instance.GetInstanceId().str();
+  EXPECT_TRUE(std::regex_match(
+      Narrow(id),
+      std::regex("\\{[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}\\}")))
+      << Narrow(id);
+  EXPECT_NE(xml.str().find(L" instance_id=\"" + id + L"\" major_version=\"1\""),
+            std::wstring::npos);
+  EXPECT_NE(
+      xml.str().find(L"<Category><Good><InstanceId>" + id +
+                     L"</InstanceId><Text/><Port>80</Port><Kind>good</Kind>"
+                     L"<Address><Street/><Number>1</Number></Address><First/></Good></Category>"),
+      std::wstring::npos)
+      << Narrow(xml.str());
+  EXPECT_FALSE(instance.SetFieldValue(L"Port", L"text")) << "types are checked";
+
+  OS::x_wstring stored;
+  EXPECT_FALSE(sample.store->GetConfiguration(id.c_str(), stored)) << "no store knows it yet";
+  ASSERT_TRUE(sample.store->SetConfiguration(xml, nullptr, nullptr));
+  EXPECT_TRUE(sample.store->GetConfiguration(id.c_str(), stored));
+}
+
+TEST_F(CategoryTest, WhatCannotBeMadeLeavesTheInstanceAsItWas) {
+  ASSERT_TRUE(CCfgCategory(L"Good", sample.option).CreateInstance(instance));
+  const OS::x_wstring id = instance.GetInstanceId();
+  for (const wchar_t* name : {L"", L"Unknown", L"Demanding", L"NoId", L"DeepId", L"Endless",
+                              L"AddressType", L"<", L"Configuration"}) {
+    EXPECT_FALSE(CCfgCategory(name, sample.option).CreateInstance(instance)) << Narrow(name);
+    EXPECT_EQ(instance.GetInstanceId(), id) << Narrow(name);
+  }
+  EXPECT_FALSE(CCfgCategory(nullptr, sample.option).CreateInstance(instance));
+  EXPECT_FALSE(CCfgCategory(sample.option).CreateInstance(instance));
+  CCfgOption none;
+  EXPECT_FALSE(CCfgCategory(L"Good", none).CreateInstance(instance));
+  EXPECT_EQ(instance.GetInstanceId(), id);
+}
+
+TEST_F(CategoryTest, AnObjectIsAFragmentWithoutTypeChecks) {
+  CCfgCategory category(L"Good", sample.option);
+  CCfgObject address(sample.option);
+  ASSERT_TRUE(category.CreateObject(L"Address", address));
+  EXPECT_EQ(TextOf(address, L"Number"), "1");
+  EXPECT_TRUE(address.SetFieldValue(L"Number", 12));
+  EXPECT_TRUE(address.SetFieldValue(L"Street", 7)) << "no schema, no check";
+  CVar any;
+  EXPECT_FALSE(address.GetFieldValue(L"Number", any)) << "no declaration either";
+  ASSERT_TRUE(category.CreateInstance(instance));
+  ASSERT_TRUE(instance.SetFieldValue(L"Address", address));
+  int number = 0;
+  EXPECT_TRUE(instance.GetFieldValue(L"Address/Number", number)) << "checked in its new place";
+  EXPECT_EQ(number, 12);
+
+  CCfgObject typed(sample.option);
+  ASSERT_TRUE(category.CreateObject(L"AddressType", typed)) << "by the name of a type";
+  EXPECT_FALSE(category.CreateObject(L"Unknown", typed));
+  EXPECT_FALSE(category.CreateObject(nullptr, typed));
+  EXPECT_FALSE(CCfgCategory(sample.option).CreateObject(L"Address", typed));
+  EXPECT_EQ(TextOf(typed, L"Number"), "1") << "as it was";
+}
+
+TEST_F(CategoryTest, CopiesShareTheName) {
+  CCfgCategory category(L"Demanding", sample.option);
+  CCfgCategory copy(category);
+  copy.SetCategory(L"Good");
+  EXPECT_EQ(category.GetCategory(), L"Good");
+  EXPECT_TRUE(category.CreateInstance(instance));
+  category.SetCategory(nullptr);
+  EXPECT_TRUE(copy.GetCategory().empty());
+  Ids ids = {L"kept"};
+  EXPECT_FALSE(category.EnumAllInstance(ids));
+  EXPECT_EQ(Join(ids), "kept");
+}
+
+TEST_F(CategoryTest, WithoutAGuidTheIdIsTheTickCount) {
+  const FailCall fail("getrandom", 1);
+  ASSERT_TRUE(CCfgCategory(L"Good", sample.option).CreateInstance(instance));
+  const std::string id = Narrow(instance.GetInstanceId().str());
+  EXPECT_TRUE(std::regex_match(id, std::regex(" *-?[0-9]+"))) << id;
+  EXPECT_GE(id.size(), 8U);
+}
+
+TEST_F(CategoryTest, ThreadsMakeTenThousandDifferentIds) {
+  constexpr int kThreads = 16;
+  constexpr int kEach = 625;
+  std::mutex mutex;
+  std::set<std::wstring> ids;
+  {
+    std::vector<std::jthread> threads;
+    for (int thread = 0; thread < kThreads; ++thread) {
+      threads.emplace_back([&] {
+        CCfgCategory category(L"Good", sample.option);
+        for (int i = 0; i < kEach; ++i) {
+          CCfgInstance made(sample.option);
+          if (!category.CreateInstance(made)) return;
+          const std::lock_guard lock(mutex);
+          ids.insert(made.GetInstanceId().str());
+        }
+      });
+    }
+  }
+  EXPECT_EQ(ids.size(), static_cast<std::size_t>(kThreads * kEach));
+}
+
+// Every category of the example makes valid instances, two in a row with different ids.
+TEST(ExampleSchemaTest, EveryCategoryMakesAnInstance) {
+  CCfgOption option;
+  ASSERT_TRUE(option.Initialize(Wide(CFGEX_EXAMPLES "/building/building.xsd").c_str()));
+  for (const wchar_t* name : {L"Site", L"Zone", L"Controller", L"Sensor", L"Actuator", L"Schedule",
+                              L"AlarmRule", L"User", L"Report", L"Calendar"}) {
+    CCfgCategory category(name, option);
+    CCfgInstance first(option);
+    CCfgInstance second(option);
+    ASSERT_TRUE(category.CreateInstance(first)) << Narrow(name);
+    ASSERT_TRUE(category.CreateInstance(second)) << Narrow(name);
+    EXPECT_FALSE(first.GetInstanceId() == second.GetInstanceId()) << Narrow(name);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,319 @@
+// Fields: which overload takes which, and what becomes of the values.
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "tests/support/sample.h"
+
+namespace {
+
+using namespace test;
+
+const std::wstring kFields =
+    L"<Name>n</Name><Short>s</Short><Count>-5</Count><Size>7</Size><Rank>3</Rank><On>true</On>"
+    L"<When>2006-01-02T03:04:05Z</When><Level>4</Level><Far>f</Far>"
+    L"<Ref><Category>P</Category><InstanceId>a</InstanceId></Ref>"
+    L"<Refs><Item><Category>P</Category><InstanceId>a</InstanceId></Item></Refs>"
+    L"<Part><Label>l</Label></Part><Parts><Item><Label>1</Label></Item><Item/></Parts>"
+    L"<Texts><Item>t</Item></Texts><Tags><Item>g</Item></Tags><Numbers><Item>-1</Item></Numbers>"
+    L"<Sizes><Item>1</Item></Sizes><Flags><Item>true</Item></Flags><Plain/>";
+
+class FieldsTest : public testing::Test {
+ protected:
+  FieldsTest() : instance(Document(L"a", {Item(L"P", L"a", kFields)}).c_str(), option) {
+    EXPECT_NE(instance.GetRawInterface(), nullptr);
+  }
+  // The same element with types unchecked.
+  CCfgObject Unchecked() const {
+    CCfgObject object(option);
+    object.Initialize(instance.GetRawInterface(), false);
+    return object;
+  }
+  std::string TextOf(const wchar_t* field) const {
+    OS::x_wstring text;
+    return Unchecked().GetFieldValue(field, text) ? Narrow(text.str()) : "none";
+  }
+  std::wstring Xml() const {
+    OS::x_wstring xml;
+    instance.GetXml(xml);
+    return xml.str();
+  }
+
+  Sample sample{{}};
+  CCfgOption option = sample.option;
+  CCfgInstance instance;
+};
+
+// One row per overload: the fields that it takes, by name; all others are refused, both ways,
+// and leave the document and the value as they were.
+TEST_F(FieldsTest, EachOverloadTakesTheFieldsOfItsTypeAndNoOther) {
+  const std::wstring all[] = {L"InstanceId", L"Name",  L"Short", L"Count", L"Size",    L"Rank",
+                              L"On",         L"When",  L"Level", L"Far",   L"Ref",     L"Refs",
+                              L"Part",       L"Parts", L"Texts", L"Tags",  L"Numbers", L"Sizes",
+                              L"Flags",      L"Plain", L"None"};
+  struct Row {
+    const char* overload;
+    std::wstring fields;  // each between blanks
+    std::function<bool(CCfgObject&, const wchar_t*)> get, set;
+  };
+  const auto scalar = []<class T>(T value) {
+    return [value](CCfgObject& object, const wchar_t* name) {
+      return object.SetFieldValue(name, value);
+    };
+  };
+  const auto reader = []<class T>(T) {
+    return [](CCfgObject& object, const wchar_t* name) {
+      T value{};
+      return object.GetFieldValue(name, value);
+    };
+  };
+  const auto never = [](CCfgObject&, const wchar_t*) { return false; };
+  const Row rows[] = {
+      // "nonNegativeInteger" has "integer" as its direct base, and so has the range Level.
+      {"int", L" Count Size Level ", reader(0), scalar(6)},
+      {"long", L" Count Size Level ", reader(0L), scalar(6L)},
+      {"unsigned", L" Size Rank ", reader(0U), scalar(6U)},
+      {"unsigned long", L" Size Rank ", reader(0UL), scalar(6UL)},
+      {"bool", L" On ", reader(false), scalar(true)},
+      {"text", L" Name Short InstanceId ", reader(OS::x_wstring()), scalar(OS::x_wstring(L"a"))},
+      {"pointer", L" Name Short InstanceId ", reader(OS::x_wstring()),
+       scalar(static_cast<const wchar_t*>(L"a"))},
+      {"CTime", L" When ", reader(OS::CTime()), scalar(OS::CTime(2026, 1, 1, 0, 0, 0))},
+      {"tm", L" When ", reader(tm{}), scalar(OS::CTime(2026, 1, 1, 0, 0, 0).GetTm())},
+      {"CVar, by the type's own name", L" Name Count Size On When ", reader(CVar()), {}},
+      {"CVar number", L" Count Size Level ", {}, scalar(CVar(6))},
+      {"CVar text", L" Name Short InstanceId ", {}, scalar(CVar(L"a"))},
+      {"CVar double", L" ", {}, scalar(CVar(1.5))},
+      {"integers", L" Numbers ", reader(CCfgIntegerArray()), scalar(CCfgIntegerArray())},
+      {"unsigned integers", L" Sizes ", reader(CCfgUnsignedIntegerArray()),
+       scalar(CCfgUnsignedIntegerArray())},
+      {"booleans", L" Flags ", reader(CCfgBooleanArray()), scalar(CCfgBooleanArray())},
+      {"strings", L" Texts Tags ", reader(CCfgStringArray()), scalar(CCfgStringArray())},
+      {"vector", L" Texts Tags ", reader(Ids()), scalar(Ids())},
+      {"object", L" Part ", reader(CCfgObject(option)), {}},
+      {"objects", L" Parts ", reader(CCfgObjectArray()), never},
+      {"instance", L" Ref ", reader(CCfgInstance(option)), {}},
+      {"instances", L" Refs ", reader(CCfgInstanceArray()), {}},
+  };
+  for (const Row& row : rows) {
+    for (const std::wstring& field : all) {
+      const bool taken = row.fields.find(L" " + field + L" ") != std::wstring::npos;
+      CCfgInstance fresh(Document(L"a", {Item(L"P", L"a", kFields)}).c_str(), option);
+      OS::x_wstring before;
+      fresh.GetXml(before);
+      if (row.get) {
+        EXPECT_EQ(row.get(fresh, field.c_str()), taken)
+            << row.overload << " reads " << Narrow(field);
+        EXPECT_FALSE(row.get(fresh, nullptr)) << row.overload;
+      }
+      if (!row.set) continue;
+      const bool writable = taken && std::string(row.overload) != "objects";
+      EXPECT_EQ(row.set(fresh, field.c_str()), writable)
+          << row.overload << " writes " << Narrow(field);
+      EXPECT_FALSE(row.set(fresh, nullptr)) << row.overload;
+      OS::x_wstring after;
+      fresh.GetXml(after);
+      if (!writable) {
+        EXPECT_EQ(after, before) << row.overload << " " << Narrow(field);
+      }
+    }
+  }
+}
+
+TEST_F(FieldsTest, AFieldIsWhateverElementThePathSelectsFirst) {
+  OS::x_wstring text;
+  EXPECT_TRUE(instance.GetFieldValue(L"Part/Label", text));
+  EXPECT_EQ(text, L"l");
+  EXPECT_TRUE(instance.GetFieldValue(L"Parts/Item[1]/Label", text));
+  EXPECT_EQ(text, L"1");
+  EXPECT_TRUE(instance.GetFieldValue(L".//Label", text)) << "the first in document order";
+  EXPECT_EQ(text, L"l");
+  for (const wchar_t* name : {L"", L"Name[", L"None", L"Name/text()", L"@x", L"count(Name)", L"'x'",
+                              L"Name/@*", L"x:y", L"/..", L"//namespace::*", L"\x1"})
+    EXPECT_FALSE(instance.GetFieldValue(name, text)) << Narrow(name);
+  EXPECT_EQ(text, L"l");
+}
+
+TEST_F(FieldsTest, UncheckedObjectsReadAndWriteAnyElement) {
+  CCfgObject object = Unchecked();
+  EXPECT_TRUE(object.SetFieldValue(L"Far", L"x"));
+  EXPECT_EQ(TextOf(L"Far"), "x");
+  EXPECT_TRUE(object.SetFieldValue(L"Name", 12));
+  unsigned number = 0;
+  EXPECT_TRUE(object.GetFieldValue(L"Name", number));
+  EXPECT_EQ(number, 12U);
+  EXPECT_TRUE(object.SetFieldValue(L"Count", -1));
+  EXPECT_FALSE(object.GetFieldValue(L"Count", number)) << "does not convert";
+  EXPECT_EQ(number, 12U);
+  CVar any;
+  EXPECT_FALSE(object.GetFieldValue(L"Far", any)) << "a CVar asks the schema all the same";
+  CCfgStringArray texts;
+  texts.AddItem(L"i");
+  EXPECT_TRUE(object.SetFieldValue(L"Name", texts));
+  EXPECT_EQ(TextOf(L"Name/Item"), "i");
+}
+
+TEST_F(FieldsTest, NumbersKeepTheirRange) {
+  int number = 1;
+  unsigned int size = 1;
+  const std::pair<const wchar_t*, bool> texts[] = {{L"-2147483648", true}, {L"2147483647", true},
+                                                   {L"2147483648", false}, {L"99999999999", false},
+                                                   {L"", false},           {L"1e3", false},
+                                                   {L"x", false}};
+  CCfgObject object = Unchecked();
+  for (const auto& [text, fits] : texts) {
+    ASSERT_TRUE(object.SetFieldValue(L"Count", text));
+    number = 1;
+    EXPECT_EQ(instance.GetFieldValue(L"Count", number), fits) << Narrow(text);
+    EXPECT_EQ(number, fits ? std::stoi(text) : 1);
+  }
+  EXPECT_TRUE(instance.SetFieldValue(L"Size", 4294967295U));
+  EXPECT_EQ(TextOf(L"Size"), "4294967295");
+  EXPECT_TRUE(instance.GetFieldValue(L"Size", size));
+  EXPECT_EQ(size, 4294967295U);
+  EXPECT_FALSE(instance.GetFieldValue(L"Size", number));
+  EXPECT_FALSE(instance.SetFieldValue(L"Count", 2147483648L));
+  EXPECT_FALSE(instance.SetFieldValue(L"Size", 4294967296UL));
+  EXPECT_TRUE(instance.SetFieldValue(L"Size", -1)) << "for the next validation to refuse";
+  EXPECT_EQ(TextOf(L"Size"), "-1");
+}
+
+TEST_F(FieldsTest, BooleansReadTheFourFormsOfASchema) {
+  const std::pair<const wchar_t*, int> texts[] = {{L"true", 1}, {L"1", 1}, {L"false", 0},
+                                                  {L"0", 0},    {L"", -1}, {L"yes", -1}};
+  CCfgObject object = Unchecked();
+  for (const auto& [text, expected] : texts) {
+    ASSERT_TRUE(object.SetFieldValue(L"On", text));
+    bool value = expected != 1;
+    EXPECT_EQ(instance.GetFieldValue(L"On", value), expected >= 0) << Narrow(text);
+    if (expected >= 0) {
+      EXPECT_EQ(value, expected == 1) << Narrow(text);
+    }
+  }
+}
+
+struct Date {
+  const wchar_t* text;
+  bool read;
+  int fields[6];  // year, month, day, hour, minute, second as they stand in a tm
+};
+
+TEST_F(FieldsTest, DatesAreReadWithoutAZoneAndWithoutRanges) {
+  const Date dates[] = {
+      {L"2006-01-02T03:04:05Z", true, {106, 0, 2, 3, 4, 5}},
+      {L"2006-01-02T03:04:05.250+09:00", true, {106, 0, 2, 3, 4, 5}},
+      {L"1899-12-31T00:00:00Z", true, {1899, 11, 31, 0, 0, 0}},
+      {L"2006-00-10T00:00:00Z", true, {106, 0, 10, 0, 0, 0}},
+      {L"2006-13-45T25:61:61Z", true, {106, 12, 45, 25, 61, 61}},
+      {L"2006-01-02T03:04Z", false, {2006, 1, 2, 3, 4, 0}},
+      {L"", false, {0, 0, 0, 0, 0, 0}},
+  };
+  CCfgObject object = Unchecked();
+  for (const Date& date : dates) {
+    ASSERT_TRUE(object.SetFieldValue(L"When", date.text));
+    tm read{};
+    read.tm_wday = 9;
+    EXPECT_EQ(instance.GetFieldValue(L"When", read), date.read) << Narrow(date.text);
+    const int fields[] = {read.tm_year, read.tm_mon, read.tm_mday,
+                          read.tm_hour, read.tm_min, read.tm_sec};
+    EXPECT_TRUE(std::equal(std::begin(fields), std::end(fields), date.fields)) << Narrow(date.text);
+    EXPECT_EQ(read.tm_wday, 0);
+    EXPECT_EQ(read.tm_isdst, date.read ? -1 : 0);
+    OS::CTime time(1, 2, 3, 4, 5, 6);
+    EXPECT_EQ(instance.GetFieldValue(L"When", time), date.read);
+    EXPECT_EQ(time.GetTm().tm_min, date.read ? date.fields[4] : 5);
+  }
+  EXPECT_TRUE(instance.SetFieldValue(L"When", OS::CTime(987, 6, 5, 4, 3, 2)));
+  EXPECT_EQ(TextOf(L"When"), "0987-06-05T04:03:02Z");
+}
+
+TEST_F(FieldsTest, ACVarGetsItsKindFromTheField) {
+  struct Case {
+    const wchar_t* field;
+    CVar before;
+    VARTYPE kind;
+  };
+  const Case cases[] = {
+      {L"Name", CVar(5), VT_BSTR},
+      {L"Count", CVar(L"x"), VT_I4},
+      {L"Count", CVar::FromInt(1, VT_ERROR), VT_ERROR},
+      {L"Count", CVar(false), VT_BOOL},
+      {L"Count", CVar::FromInt(1, VT_INT), VT_I4},
+      {L"Size", CVar(1), VT_UI4},
+      {L"On", CVar(L"x"), VT_BOOL},
+      {L"When", CVar(), VT_DATE},
+  };
+  for (const Case& c : cases) {
+    CVar value = c.before;
+    ASSERT_TRUE(instance.GetFieldValue(c.field, value)) << Narrow(c.field);
+    EXPECT_EQ(value.GetKind(), c.kind) << Narrow(c.field);
+    EXPECT_TRUE(c.kind == VT_ERROR || instance.SetFieldValue(c.field, value) || c.kind == VT_BOOL)
+        << "goes back as it came";
+  }
+  EXPECT_EQ(TextOf(L"When"), "2006-01-02T03:04:05Z");
+  CVar truth = false;
+  ASSERT_TRUE(instance.GetFieldValue(L"Count", truth));
+  EXPECT_EQ(truth.GetVariant().boolVal, VARIANT_TRUE);
+  CVar kept = 5;
+  EXPECT_FALSE(instance.GetFieldValue(L"Short", kept));
+  EXPECT_EQ(static_cast<int>(kept), 5);
+
+  VARIANT text;
+  text.vt = VT_LPSTR;
+  text.pcVal = "\xc3\xa9";
+  EXPECT_TRUE(instance.SetFieldValue(L"Name", CVar(text)));
+  EXPECT_EQ(TextOf(L"Name"), "\xc3\xa9");
+  text.pcVal = "\xff";
+  EXPECT_THROW(instance.SetFieldValue(L"Name", CVar(text)), _com_error);
+  EXPECT_FALSE(instance.SetFieldValue(L"Count", CVar(L"12"))) << "the kind chooses, not the text";
+}
+
+TEST_F(FieldsTest, ArraysAreReplacedAsAWhole) {
+  CCfgIntegerArray numbers;
+  for (const long number : {5L, -2147483648L, 2147483647L}) numbers.AddItem(number);
+  ASSERT_TRUE(instance.SetFieldValue(L"Numbers", numbers));
+  CCfgIntegerArray read;
+  read.AddItem(1);
+  ASSERT_TRUE(instance.GetFieldValue(L"Numbers", read)) << "the new element is checked at once";
+  ASSERT_EQ(read.GetItemCount(), 3U);
+  EXPECT_EQ(read.GetItem(1), -2147483648L);
+
+  Ids texts = {L"x", L"", L" y "};
+  ASSERT_TRUE(instance.SetFieldValue(L"Texts", texts));
+  ASSERT_TRUE(instance.GetFieldValue(L"Texts", texts)) << "a vector keeps what it holds";
+  EXPECT_EQ(Join(texts), "x   y  x   y ");
+  ASSERT_TRUE(instance.SetFieldValue(L"Texts", Ids()));
+  EXPECT_NE(Xml().find(L"<Texts/>"), std::wstring::npos);
+
+  ASSERT_TRUE(Unchecked().SetFieldValue(L"Flags/Item", L"1"));
+  CCfgBooleanArray flags;
+  ASSERT_TRUE(instance.GetFieldValue(L"Flags", flags));
+  EXPECT_FALSE(flags.GetItem(0)) << "an item is true only as \"true\"";
+
+  ASSERT_TRUE(Unchecked().SetFieldValue(L"Numbers/Item[2]", L"99999999999"));
+  EXPECT_THROW(instance.GetFieldValue(L"Numbers", read), _com_error);
+  EXPECT_EQ(read.GetItemCount(), 1U);
+  EXPECT_FALSE(instance.SetFieldValue(L"Texts", Ids{L"ok", L"\x1"}));
+  EXPECT_NE(Xml().find(L"<Texts/>"), std::wstring::npos);
+}
+
+TEST(ArrayTest, RaisesPastItsEndAndKeepsItsItems) {
+  CCfgUnsignedIntegerArray array;
+  try {
+    array.GetItem(0);
+    FAIL() << "no exception";
+  } catch (const OS::CException& error) {
+    EXPECT_EQ(error.GetErrorCode(), CFGEX_ERROR_INDEX_OUT_OF_RANGE);
+    EXPECT_NE(error.GetErrorMsgEx().str().find(L"cfg_UnsignedIntegerArray"), std::wstring::npos);
+  }
+  array.AddItem(4294967295UL);
+  EXPECT_THROW(array.AddItem(4294967296UL), std::out_of_range);
+  EXPECT_THROW(CCfgIntegerArray().AddItem(2147483648L), std::out_of_range);
+  EXPECT_EQ(array.GetItemCount(), 1U);
+  EXPECT_EQ(array.GetItem(0), 4294967295UL);
+  CCfgInstance item;
+  EXPECT_THROW(CCfgInstanceArray().GetItem(0, item), CCfgExException);
+}
+
+}  // namespace

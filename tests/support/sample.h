@@ -1,0 +1,64 @@
+// A small configuration for the tests of the store and of objects.
+//
+// The schema knows three categories, P, Q and R, of one and the same type, ItemType. All its fields
+// but the id are optional, in this order:
+//   Name "string"  Short a pattern over string  Count "integer"  Size "nonNegativeInteger"
+//   Rank "positiveInteger"  On "boolean"  When "dateTime"  Level 1 to 9  Far two steps from string
+//   Ref "ReferenceType"  Refs "ReferenceArrayType"  Part an embedded object with Label, Ref and an
+//   inner Part  Parts an array of Part  Texts, Numbers, Sizes, Flags  Plain the base of embedded
+//   objects
+//
+//   Item(L"P", L"a", L"<Name>x</Name>")   an instance
+//   RefTo(L"Q", L"b")                     a reference in the field Ref;  RefsTo, PartRefTo alike
+//   Document(L"a", {...})                 a stand-alone document about an instance
+//   Sample                                a folder with the schema and a store over given instances
+#pragma once
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "cfgex/cfgex.h"
+#include "tests/support/support.h"
+
+namespace test {
+
+extern const char* const kSampleSchema;
+
+using Target = std::pair<std::wstring, std::wstring>;  // category and id
+
+std::wstring Item(const std::wstring& category, const std::wstring& id,
+                  const std::wstring& fields = L"");
+std::wstring RefTo(const std::wstring& category, const std::wstring& id);
+std::wstring RefsTo(const std::vector<Target>& targets);
+std::wstring PartRefTo(const std::wstring& category, const std::wstring& id);
+// Every group is the content of one `Category`.
+std::wstring Configuration(const std::vector<std::wstring>& groups);
+std::wstring Document(const std::wstring& id, const std::vector<std::wstring>& groups);
+
+class Sample {
+ public:
+  // A loaded store over these groups. The schema can be another one.
+  explicit Sample(const std::vector<std::wstring>& groups, const char* schema = kSampleSchema);
+
+  // The text of a stored instance with all it reaches; L"" if there is none.
+  std::wstring Get(const std::wstring& id);
+  // What the file holds: the categories and ids in order, as "[P:a P:b][Q:c]".
+  std::string Layout() const;
+  // The same of what a stand-alone document holds.
+  static std::string Layout(const std::wstring& xml);
+  // Drops the store and opens the file anew.
+  void Reopen();
+
+  Folder folder;
+  CCfgOption option;
+  std::wstring schemaFile;
+  std::wstring configFile;
+  std::unique_ptr<CCfgConfigurationEx> store;
+};
+
+using Ids = std::vector<OS::x_wstring>;
+std::string Join(const Ids& ids);  // "a b c"
+
+}  // namespace test
