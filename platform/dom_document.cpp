@@ -1,5 +1,7 @@
 #include "platform/dom_document.h"
 
+#include <cassert>
+
 #include "cfgex/com_error.h"
 #include "platform/encoding.h"
 #include "platform/fault_point.h"
@@ -74,6 +76,7 @@ bool Document::Adopt(XmlDocPtr tree) {
   m_Tree = std::move(tree);
   m_IsLoaded = true;
   m_Index.Clear();
+  m_Members.Clear();
   CountChange();
   return true;
 }
@@ -96,7 +99,9 @@ bool Document::loadXML(std::wstring_view text) {
 void Document::save(std::wstring_view path) {
   RaiseFaultHere("save");
   if (Root() == nullptr) throw _com_error(_com_error::kFail, "save: the document is empty");
-  ReplaceFile(std::wstring(path), ToFileText(Tree()));
+  const std::string& text = RenewFileText(Tree(), m_Members.Text());
+  assert(text == ToFileText(Tree()));
+  ReplaceFile(std::wstring(path), text);
 }
 
 // --- Making nodes
@@ -148,7 +153,7 @@ ComPtr<IXMLDOMParseError> Document::validate() {
   const auto* cache = dynamic_cast<const SchemaCache*>(m_Schemas.get());
   if (cache == nullptr || Root() == nullptr)
     throw _com_error(_com_error::kFail, "validate: no schemas, or no document");
-  return MakeCounted<ParseError>(cache->Validate(Tree()));
+  return MakeCounted<ParseError>(m_Members.Validate(Tree(), *cache));
 }
 
 // --- Changes

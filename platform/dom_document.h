@@ -8,6 +8,7 @@
 #include "platform/dom_node.h"
 #include "platform/keyed_index.h"
 #include "platform/live_counts.h"
+#include "platform/member_changes.h"
 #include "platform/parser.h"
 
 namespace cfgex {
@@ -46,6 +47,7 @@ class Document final : public NodeObject<IXMLDOMDocument2> {
   KeyedIndexes& Index() noexcept { return m_Index; }
   // Makes the schema remember the declaration that the element has in its place.
   void FixDeclaration(xmlNode* c_element) const;
+  MemberChanges& Members() noexcept { return m_Members; }
   // Goes up with every change of the children of any node.
   unsigned long Changes() const noexcept { return m_Changes; }
   void CountChange() noexcept { ++m_Changes; }
@@ -63,6 +65,7 @@ class Document final : public NodeObject<IXMLDOMDocument2> {
   bool m_IsLoaded = false;
   ComPtr<IXMLDOMSchemaCollection2> m_Schemas;
   KeyedIndexes m_Index;
+  MemberChanges m_Members;
   unsigned long m_Changes = 0;
   Counter<&LiveCounts::documents> m_Counter;
 };

@@ -42,12 +42,14 @@ void DeclareNamespace(xmlNode* c_element, const std::string& prefix, const std::
                      "setAttribute: in use for another namespace: " + prefix);
   if (c_own == nullptr) {
     AppendNs(c_element, NewNs(prefix, uri));
+    DocumentOf(c_element).Members().Changed(c_element);
     return;
   }
   xmlChar* c_uri = xmlStrdup(XmlChars(uri.c_str()));
   if (c_uri == nullptr) throw _com_error(_com_error::kOutOfMemory, "setAttribute");
   xmlFree(const_cast<xmlChar*>(c_own->href));
   c_own->href = c_uri;
+  DocumentOf(c_element).Members().Changed(c_element);
 }
 
 xmlNs* AttributeNs(xmlNode* c_element, const QualifiedName& name) {
@@ -102,6 +104,7 @@ void Element::setAttribute(std::wstring_view name, std::wstring_view value) {
   } else {
     c_attr = NewAttribute(m_c_node->doc, XmlChars(qname.local.c_str()), text);
     AppendAttribute(m_c_node, c_attr);
+    m_pDocument->Members().Changed(m_c_node);
   }
   c_attr->ns = c_ns;  // also where the document had another prefix for it
   if (IsTypeAttribute(c_attr)) ForgetDeclarationsBelow(m_c_node);

@@ -310,6 +310,7 @@ void PutText(xmlNode* c_node, std::wstring_view text) {
   }
   c_node->children = c_node->last = c_text;
   if (c_text != nullptr) c_text->parent = c_node;
+  DocumentOf(c_node).Members().Changed(c_node);
 }
 
 std::wstring Xml(xmlNode* c_node) {
@@ -322,6 +323,7 @@ void PutAttributeValue(xmlAttr* c_attr, const std::string& value) {
   xmlFreeNodeList(c_attr->children);
   c_text->parent = reinterpret_cast<xmlNode*>(c_attr);
   c_attr->children = c_attr->last = c_text;
+  if (c_attr->parent != nullptr) DocumentOf(c_attr->parent).Members().Changed(c_attr->parent);
   if (c_attr->parent != nullptr && IsTypeAttribute(c_attr)) ForgetDeclarationsBelow(c_attr->parent);
 }
 

@@ -1,5 +1,5 @@
-// A seam for tests: every operation of the platform layer that the outside world can make fail passes
-// here first, under its name, and fails as it would in earnest when the hook says so.
+// A seam for tests: every operation of the platform layer that the outside world can make fail
+// passes here first, under its name, and fails as it would in earnest when the hook says so.
 #pragma once
 
 #include <atomic>

@@ -184,6 +184,7 @@ bool Move::IsPrefixInside(const xmlNode* c_element, std::string_view prefix) con
 
 void Move::Unlink() noexcept {
   m_pOldDocument->Index().Removing(m_c_root);
+  m_pOldDocument->Members().Removing(m_c_root);
   xmlUnlinkNode(m_c_root);
 }
 
@@ -200,6 +201,7 @@ void Move::Link(xmlNode* c_before) noexcept {
   Settle();
   if (m_c_root->type == XML_ATTRIBUTE_NODE) {
     AppendAttribute(m_c_parent, reinterpret_cast<xmlAttr*>(m_c_root));
+    m_pNewDocument->Members().Changed(m_c_parent);
     return;
   }
   m_c_root->parent = m_c_parent;
@@ -208,6 +210,7 @@ void Move::Link(xmlNode* c_before) noexcept {
   (m_c_root->prev != nullptr ? m_c_root->prev->next : m_c_parent->children) = m_c_root;
   (c_before != nullptr ? c_before->prev : m_c_parent->last) = m_c_root;
   m_pNewDocument->Index().Added(m_c_root);
+  m_pNewDocument->Members().Added(m_c_root);
 }
 
 void Move::SettleWrapper(Wrapper& wrapper) const noexcept {

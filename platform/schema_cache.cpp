@@ -13,6 +13,7 @@
 #include "platform/node_tree.h"
 #include "platform/schema_documents.h"
 #include "platform/schema_reader.h"
+#include "platform/schema_separation.h"
 
 namespace cfgex {
 namespace {
@@ -112,11 +113,13 @@ void SchemaCache::Add(std::wstring_view namespaceUri, xmlDoc* c_document) {
     throw _com_error(_com_error::kInvalidArgument, "add: not the schema's target namespace");
   auto model = std::make_unique<SchemaModel>(*this);
   ReadSchema(documents, *model);
+  const bool ties = cfgex::TiesPartsTogether(documents);
   XmlDocPtr document = documents.TakeMain();
   XmlSchemaPtr schema = Compile(document.get());
   m_Document = std::move(document);
   m_Schema = std::move(schema);
   m_Model = std::move(model);
+  m_TiesPartsTogether = ties;
 }
 
 ComPtr<ISchema> SchemaCache::getSchema(std::wstring_view namespaceUri) {
@@ -133,20 +136,39 @@ ComPtr<ISchemaItem> SchemaCache::getDeclaration(const ComPtr<IXMLDOMNode>& node)
   return ComPtr<ISchemaItem>(DeclarationOf(EngineNode(node.get())));
 }
 
-ValidationOutcome SchemaCache::Validate(xmlDoc* c_document) const {
-  if (m_Schema == nullptr) throw _com_error(_com_error::kFail, "validate: no schema");
+namespace {
+
+// One run of the engine's validator; `start` sets it going on a document or an element.
+template <class Start>
+ValidationOutcome RunValidator(xmlSchema* schema, xmlDoc* c_document, Start&& start) {
+  if (schema == nullptr) throw _com_error(_com_error::kFail, "validate: no schema");
   const EngineScope scope;
   FirstError error;
-  const std::unique_ptr<xmlSchemaValidCtxt, FreeValidator> context(
-      xmlSchemaNewValidCtxt(m_Schema.get()));
+  const std::unique_ptr<xmlSchemaValidCtxt, FreeValidator> context(xmlSchemaNewValidCtxt(schema));
   if (context == nullptr) throw _com_error(_com_error::kOutOfMemory, "validate");
   xmlSchemaSetValidStructuredErrors(context.get(), &FirstError::Take, &error);
-  const int result = xmlSchemaValidateDoc(context.get(), c_document);
+  const int result = start(context.get());
   ForgetIds(c_document);
   if (result < 0) throw _com_error(_com_error::kFail, "validate: " + error.message);
   if (result == 0) return {};
   if (error.code == 0) error.code = result;
   return {error.code, error.line, FromUtf8(error.message)};
+}
+
+}  // namespace
+
+ValidationOutcome SchemaCache::Validate(xmlDoc* c_document) const {
+  return RunValidator(m_Schema.get(), c_document, [c_document](xmlSchemaValidCtxt* context) {
+    return xmlSchemaValidateDoc(context, c_document);
+  });
+}
+
+bool SchemaCache::IsValidByItself(xmlNode* c_element) const {
+  const auto outcome =
+      RunValidator(m_Schema.get(), c_element->doc, [c_element](xmlSchemaValidCtxt* context) {
+        return xmlSchemaValidateOneElement(context, c_element);
+      });
+  return outcome.code == 0;
 }
 
 const SchemaType* SchemaCache::TypeFromInstance(const xmlNode* c_element) const {

@@ -45,6 +45,11 @@ class SchemaCache final : public Counted<IXMLDOMSchemaCollection2> {
   // Validates the document as it stands and leaves it so. Raises _com_error when the cache is empty
   // or the engine cannot do its work. Any number of threads may validate, each its own document.
   ValidationOutcome Validate(xmlDoc* c_document) const;
+  // Whether an element in a document, with all below it, is valid against the global declaration
+  // of its name.
+  bool IsValidByItself(xmlNode* c_element) const;
+  // Whether a rule of the schema ties parts of a document together wherever they stand.
+  bool TiesPartsTogether() const noexcept { return m_TiesPartsTogether; }
 
   // The declaration of an element: of a root by its name, of another by its parent's type. Null
   // for none, and for whatever stands in no document and was not asked for when it did. The answer
@@ -61,6 +66,7 @@ class SchemaCache final : public Counted<IXMLDOMSchemaCollection2> {
   XmlDocPtr m_Document;  // before the schema, which points into it
   XmlSchemaPtr m_Schema;
   std::unique_ptr<SchemaModel> m_Model;
+  bool m_TiesPartsTogether = false;
 };
 
 }  // namespace cfgex

@@ -1,7 +1,9 @@
 #include "platform/serializer.h"
 
+#include <utility>
 #include <vector>
 
+#include "platform/file_text.h"
 #include "platform/namespaces.h"
 #include "platform/node_tree.h"
 
@@ -36,6 +38,7 @@ const char* Reference(char c, Where where) noexcept {
 class Writer {
  public:
   explicit Writer(bool indent) : m_Indent(indent) {}
+  explicit Writer(FileText& kept) : m_Indent(true), m_pKept(&kept), m_Out(kept.Start()) {}
 
   void Write(const xmlNode* c_root);
   void Add(std::string_view text) { m_Out += text; }
@@ -51,6 +54,8 @@ class Writer {
   void Attributes(const xmlNode* c_element);
   // Writes a node without children as a whole and gives false, or what stands before the children.
   bool Open(const xmlNode* c_node);
+  // The same for a node whose text may be kept: that is written as a whole, too.
+  bool OpenOrTake(const xmlNode* c_node);
   void Close(const xmlNode* c_element);
   bool IndentsChildren(const xmlNode* c_element) const;
   // Starts a line inside the innermost open element if its children stand on lines of their own.
@@ -59,6 +64,7 @@ class Writer {
   }
 
   bool m_Indent;
+  FileText* m_pKept = nullptr;
   std::vector<bool>
       m_Levels;  // of each open element: whether its children stand on their own lines
   std::string m_Out;
@@ -157,6 +163,24 @@ bool Writer::Open(const xmlNode* c_node) {
   }
 }
 
+// The text of an element depends on its place only by the indentation there.
+bool Writer::OpenOrTake(const xmlNode* c_node) {
+  const bool isKept = m_pKept != nullptr && c_node->type == XML_ELEMENT_NODE &&
+                      m_Levels.size() == 2 && m_Levels[0] && m_Levels[1];
+  if (!isKept) return Open(c_node);
+  const std::size_t begin = m_Out.size();
+  const std::string_view text = m_pKept->Find(c_node);
+  if (!text.empty()) {
+    Add(text);
+  } else {
+    FileText* kept = std::exchange(m_pKept, nullptr);
+    Write(c_node);
+    m_pKept = kept;
+  }
+  m_pKept->Place(c_node, begin, m_Out.size());
+  return false;
+}
+
 void Writer::Close(const xmlNode* c_element) {
   Add("</");
   Name(c_element->ns, c_element->name);
@@ -166,7 +190,7 @@ void Writer::Close(const xmlNode* c_element) {
 void Writer::Write(const xmlNode* c_root) {
   const xmlNode* c_node = c_root;
   for (;;) {
-    if (Open(c_node)) {
+    if (OpenOrTake(c_node)) {
       m_Levels.push_back(IndentsChildren(c_node));
       NewLine(m_Levels.size());
       c_node = c_node->children;
@@ -197,14 +221,23 @@ std::string ToXml(const xmlNode* c_node) {
   return writer.Take();
 }
 
-std::string ToFileText(const xmlDoc* c_document) {
-  Writer writer(true);
+namespace {
+
+std::string FileTextBy(Writer writer, const xmlDoc* c_document) {
   writer.Add("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n");
   for (const xmlNode* c_child = c_document->children; c_child != nullptr; c_child = c_child->next) {
     writer.Write(c_child);
     writer.Add("\n");
   }
   return writer.Take();
+}
+
+}  // namespace
+
+std::string ToFileText(const xmlDoc* c_document) { return FileTextBy(Writer(true), c_document); }
+
+const std::string& RenewFileText(const xmlDoc* c_document, FileText& text) {
+  return text.Finish(FileTextBy(Writer(text), c_document));
 }
 
 }  // namespace cfgex

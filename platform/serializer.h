@@ -8,6 +8,8 @@
 
 namespace cfgex {
 
+class FileText;
+
 // The node as XML in UTF-8, nothing added. Of a document: its top-level nodes, without a
 // declaration.
 std::string ToXml(const xmlNode* c_node);
@@ -16,5 +18,8 @@ std::string ToXml(const xmlNode* c_node);
 // Elements that hold text beside elements, and those under xml:space="preserve", are written as
 // they are. Reading this text and writing it again gives the same bytes.
 std::string ToFileText(const xmlDoc* c_document);
+
+// The same text, put together from what `text` keeps and from what has changed since.
+const std::string& RenewFileText(const xmlDoc* c_document, FileText& text);
 
 }  // namespace cfgex

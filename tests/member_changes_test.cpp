@@ -1,0 +1,154 @@
+// What is kept between validations and saves never shows: a document answers as one that was just
+// loaded from its own text.
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "platform/create_object.h"
+#include "platform/schema_model.h"
+#include "tests/support/sample.h"
+
+namespace {
+
+using namespace test;
+using namespace cfgex;
+
+using Document2 = ComPtr<IXMLDOMDocument2>;
+using Element = ComPtr<IXMLDOMElement>;
+
+class MemberChangesTest : public testing::TestWithParam<const char*> {
+ protected:
+  Document2 Empty(bool bound = true) const {
+    auto document = CreateObject<IXMLDOMDocument2>(L"MSXML2.DOMDocument.6.0");
+    if (bound) document->putref_schemas(m_Schemas);
+    return document;
+  }
+  Document2 Load(const std::wstring& text) const {
+    const Document2 document = Empty();
+    EXPECT_TRUE(document->loadXML(text)) << Narrow(text);
+    return document;
+  }
+  void Compile(const std::string& schema) {
+    WriteBytes(m_Folder.Path(L"s.xsd"), schema);
+    const Document2 document = Empty(false);
+    ASSERT_TRUE(document->load(m_Folder.Path(L"s.xsd")));
+    m_Schemas = CreateObject<IXMLDOMSchemaCollection2>(L"MSXML2.XMLSchemaCache.6.0");
+    m_Schemas->add(L"", document);
+  }
+  // The document's verdict and file are those of its own text, read anew.
+  void Compare(const Document2& document, const std::string& what, bool files) {
+    const Document2 fresh = Load(document->get_documentElement()->get_xml());
+    const ComPtr<IXMLDOMParseError> expected = fresh->validate();
+    const ComPtr<IXMLDOMParseError> outcome = document->validate();
+    ASSERT_EQ(outcome->get_errorCode(), expected->get_errorCode()) << what;
+    ASSERT_EQ(outcome->get_reason(), expected->get_reason()) << what;
+    if (!files) return;
+    document->save(m_Folder.Path(L"a.xml"));
+    fresh->save(m_Folder.Path(L"b.xml"));
+    ASSERT_EQ(ReadBytes(m_Folder.Path(L"a.xml")), ReadBytes(m_Folder.Path(L"b.xml"))) << what;
+  }
+
+  Folder m_Folder;
+  ComPtr<IXMLDOMSchemaCollection2> m_Schemas;
+};
+
+// Each a way to change the sample schema, as text to find and what to put for it. The first are
+// separable, the others not, each for a reason of its own.
+const char* const kVariants[] = {
+    "",
+    "<xs:sequence><xs:element ref=\"Category\" minOccurs=\"0\" "
+    "maxOccurs=\"unbounded\"/></xs:sequence>|"
+    "<xs:choice minOccurs='0' maxOccurs='unbounded'><xs:element ref='Category'/></xs:choice>",
+    "</xs:element>\n  <xs:element name=\"Category\">|<xs:unique name='u'><xs:selector "
+    "xpath='Category/*'/><xs:field xpath='Name'/></xs:unique></xs:element><xs:element "
+    "name='Category'>",
+    "minOccurs=\"0\" maxOccurs=\"unbounded\"/></xs:sequence>\n      <xs:attribute|"
+    "minOccurs=\"1\" maxOccurs=\"3\"/></xs:sequence><xs:attribute",
+    "<xs:element ref=\"P\"/><xs:element ref=\"Q\"/>|"
+    "<xs:sequence><xs:element ref=\"P\"/><xs:element ref=\"Q\"/></xs:sequence>",
+    "<xs:element ref=\"R\"/>|<xs:element name=\"R\" type=\"LevelType\"/>",
+    "<xs:element ref=\"P\"/><xs:element ref=\"Q\"/><xs:element ref=\"R\"/>|"
+    "<xs:any processContents='lax'/>",
+    "      <xs:choice minOccurs=\"0\" maxOccurs=\"unbounded\">|"
+    "      <xs:choice minOccurs=\"0\" maxOccurs=\"4\">",
+    "<xs:complexType name=\"LinkType\">|<xs:complexType name=\"OtherType\"><xs:attribute "
+    "name='k' type='xs:ID'/></xs:complexType><xs:complexType name=\"LinkType\">",
+    "<xs:element name=\"Q\" type=\"ItemType\"/>|"
+    "<xs:element name=\"Q\" type=\"ItemType\"/><xs:element name=\"S\" substitutionGroup=\"Q\"/>",
+};
+
+TEST_P(MemberChangesTest, AnswersLikeAFreshDocument) {
+  std::string schema = kSampleSchema;
+  const std::string variant = GetParam();
+  if (const std::size_t bar = variant.find('|'); bar != std::string::npos) {
+    const std::size_t place = schema.find(variant.substr(0, bar));
+    ASSERT_NE(place, std::string::npos) << variant;
+    schema.replace(place, bar, variant.substr(bar + 1));
+  }
+  Compile(schema);
+  for (unsigned seed = 0; seed < 4; ++seed) {
+    std::mt19937 random(seed);
+    const auto below = [&random](std::size_t n) { return static_cast<long>(random() % n); };
+    const Document2 document =
+        Load(Configuration({Item(L"P", L"a", L"<Name>1</Name><Level>5</Level>") + Item(L"Q", L"b"),
+                            Item(L"R", L"c")}));
+    Compare(document, "at the start", true);
+    for (int step = 0; step < 60; ++step) {
+      const auto pick = [&](const wchar_t* path) {
+        const ComPtr<IXMLDOMNodeList> nodes = document->selectNodes(path);
+        const long count = nodes->get_length();
+        return As<IXMLDOMElement>(
+            count > 0 ? nodes->get_item(below(static_cast<std::size_t>(count))) : nullptr);
+      };
+      const Element root = document->get_documentElement();
+      const Element group = pick(L"/Configuration/*");
+      const Element member = pick(L"/Configuration/*/*");
+      const Element inner = pick(L"/Configuration/*/*/*");
+      const long action = below(14);
+      const std::string what = "seed " + std::to_string(seed) + ", step " + std::to_string(step) +
+                               ", action " + std::to_string(action);
+      const wchar_t* const names[] = {L"P", L"Q", L"R", L"S", L"Category", L"Wrong"};
+      const auto made = [&] {
+        const Element element = document->createElement(names[below(6)]);
+        element->appendChild(document->createElement(L"InstanceId"));
+        return element;
+      };
+      if (action < 3 && group) {
+        group->appendChild(made());
+      } else if (action < 5 && member) {
+        member->get_parentNode()->removeChild(member);
+      } else if (action == 5 && member) {
+        member->get_parentNode()->replaceChild(made(), member);
+      } else if (action < 8 && inner) {
+        inner->put_text(below(3) == 0 ? L"bad" : std::to_wstring(below(9) + 1));
+      } else if (action == 8 && member) {
+        member->appendChild(document->createElement(below(4) == 0 ? L"Wrong" : L"Plain"));
+      } else if (action == 9 && inner) {
+        inner->get_parentNode()->removeChild(inner);
+      } else if (action == 10) {
+        const Element added = document->createElement(below(5) == 0 ? L"Wrong" : L"Category");
+        if (below(2) == 0) added->appendChild(made());
+        if (below(8) == 0) added->setAttribute(L"a", L"b");
+        if (below(8) == 0) added->put_text(L"text");
+        root->appendChild(added);
+      } else if (action == 11 && group) {
+        root->removeChild(group);
+      } else if (action == 12 && below(4) == 0) {
+        const Element target = below(2) == 0 ? root : member;
+        if (target) target->setAttribute(below(2) == 0 ? L"instance_id" : L"wrong", L"v");
+      } else if (group && member) {
+        group->appendChild(member);
+      }
+      Compare(document, what, step % 5 == 4);
+      if (HasFatalFailure()) return;
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Schemas, MemberChangesTest, testing::ValuesIn(kVariants),
+                         [](const auto& variant) {
+                           return "Variant" + std::to_string(variant.index);
+                         });
+
+}  // namespace
