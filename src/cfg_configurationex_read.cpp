@@ -20,9 +20,8 @@ void AppendReferencedInstances(const ComPtr<IXMLDOMElement>& resultRoot,
       bool filled = false;
       for (const std::wstring* id : ids.InOrder()) {
         // The instance asked for stays single when references lead back to it.
-        if (FindInstanceElement(resultRoot, id->c_str(), category.c_str())) continue;
-        const ComPtr<IXMLDOMElement> stored =
-            FindInstanceElement(storeRoot, id->c_str(), category.c_str());
+        if (FindReferencedInstance(resultRoot, *id, category)) continue;
+        const ComPtr<IXMLDOMElement> stored = FindReferencedInstance(storeRoot, *id, category);
         if (!stored) continue;
         group->appendChild(stored->cloneNode(true));
         filled = true;

@@ -30,8 +30,8 @@ bool CCfgConfigurationEx::CImpl::SetConfiguration(const wchar_t* xml, IdList* ch
   return result;
 }
 
-// The stored instance itself is spared in both steps on closures: references may lead back to it,
-// and it is replaced once, in its place.
+// References may lead back to the instance itself. It is replaced once, in its place: its stored
+// form is spared by both steps on closures, its incoming form is not copied.
 void CCfgConfigurationEx::CImpl::ReplaceInstance(const ComPtr<IXMLDOMElement>& storedElement,
                                                  const IncomingInstance& incoming,
                                                  IdList* changedIds) {
@@ -45,7 +45,7 @@ void CCfgConfigurationEx::CImpl::ReplaceInstance(const ComPtr<IXMLDOMElement>& s
   RemoveClosureInstances(storedElement, oldClosure, storedElement);
   ReferenceClosure newClosure;
   CollectReferences(incomingRoot, id.c_str(), category.c_str(), newClosure);
-  CopyClosureInstances(storedRoot, incomingRoot, newClosure, storedElement);
+  CopyClosureInstances(storedRoot, incomingRoot, newClosure, storedElement, incoming.element);
   storedElement->get_parentNode()->replaceChild(incoming.element, storedElement);
 
   if (changedIds == nullptr) return;
@@ -54,7 +54,7 @@ void CCfgConfigurationEx::CImpl::ReplaceInstance(const ComPtr<IXMLDOMElement>& s
   MergeClosureIds(newClosure, *changedIds);
 }
 
-// The incoming instance is spared likewise: it moves in once, after what it reaches.
+// Likewise: the incoming form moves in once, after what it reaches.
 void CCfgConfigurationEx::CImpl::InsertInstance(const IncomingInstance& incoming,
                                                 IdList* changedIds) {
   const ComPtr<IXMLDOMElement> storedRoot = m_pDocument->get_documentElement();
@@ -63,7 +63,7 @@ void CCfgConfigurationEx::CImpl::InsertInstance(const IncomingInstance& incoming
 
   ReferenceClosure closure;
   CollectReferences(incomingRoot, id.c_str(), L"*", closure);
-  CopyClosureInstances(storedRoot, incomingRoot, closure, incoming.element);
+  CopyClosureInstances(storedRoot, incomingRoot, closure, nullptr, incoming.element);
   ReceivingElement(storedRoot, incoming.element->get_tagName())->appendChild(incoming.element);
 
   if (changedIds == nullptr) return;

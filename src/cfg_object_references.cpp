@@ -32,15 +32,6 @@ void ForEachChildElement(const Element& element, Visit&& visit) {
   }
 }
 
-// The target of a single reference or of an `Item`; none if a child is missing or nothing is there.
-Element TargetOf(const Element& reference) {
-  const Element id = Child(reference, L"InstanceId");
-  const Element category = Child(reference, L"Category");
-  if (!id || !category) return nullptr;
-  return FindInstanceElement(RootOf(reference), id->get_text().c_str(),
-                             category->get_text().c_str());
-}
-
 // The instance that an element belongs to: its ancestor, or itself, under a child of the document's
 // root. None in a fragment.
 Element HolderOf(const Element& element) {

@@ -12,12 +12,8 @@ void RequireFitting(bool fits) {
 
 }  // namespace
 
-bool IsCategory(std::wstring_view category) noexcept {
-  return category == L"*" || IsNCName(category);
-}
-
 std::wstring CategoryPath(std::wstring_view category) {
-  RequireFitting(IsCategory(category));
+  RequireFitting(category == L"*" || IsNCName(category));
   return L"/Configuration/Category/" + std::wstring(category);
 }
 

@@ -1,17 +1,14 @@
 // The paths by which instances are found in a document.
 //
-// A category fills a name test, so it is an XML name or "*"; an id stands between single quotes, so
-// it holds none. What does not fit makes no path: these functions raise _com_error for it, as the
-// evaluation of a malformed path does.
+// A category fills a name test, so it is an XML name, or "*" where any is meant; an id stands
+// between single quotes, so it holds none. What does not fit makes no path: these functions raise
+// _com_error for it, as the evaluation of a malformed path does.
 #pragma once
 
 #include <string>
 #include <string_view>
 
 namespace cfgex {
-
-// Whether the text can stand for a category in a path.
-bool IsCategory(std::wstring_view category) noexcept;
 
 // "/Configuration/Category/CATEGORY": the first instance of a category.
 std::wstring CategoryPath(std::wstring_view category);

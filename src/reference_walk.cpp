@@ -2,6 +2,7 @@
 
 #include <string_view>
 
+#include "platform/encoding.h"
 #include "src/element_declaration.h"
 #include "src/frame.h"
 #include "src/paths.h"
@@ -73,9 +74,9 @@ std::optional<Reference> ReadReference(const ComPtr<IXMLDOMNode>& node) {
     const auto array = As<IXMLDOMElement>(parent->get_parentNode());
     if (!array || !IsElementOfType(array, L"ReferenceArrayType")) return std::nullopt;
   }
-  const auto category = As<IXMLDOMElement>(parent->selectSingleNode(L"Category"));
-  if (!category) return std::nullopt;
-  return Reference{category->get_text(), std::move(id), !single};
+  const auto categoryElement = As<IXMLDOMElement>(parent->selectSingleNode(L"Category"));
+  if (!categoryElement) return std::nullopt;
+  return Reference{categoryElement->get_text(), std::move(id), !single};
 }
 
 ComPtr<IXMLDOMElement> FindInstanceElement(const ComPtr<IXMLDOMElement>& root,
@@ -86,6 +87,24 @@ ComPtr<IXMLDOMElement> FindInstanceElement(const ComPtr<IXMLDOMElement>& root,
     element = As<IXMLDOMElement>(root->selectSingleNode(InstancePath(category, instanceId)));
   });
   return element;
+}
+
+ComPtr<IXMLDOMElement> FindReferencedInstance(const ComPtr<IXMLDOMElement>& root,
+                                              const std::wstring& id,
+                                              const std::wstring& category) {
+  return IsNCName(category) ? FindInstanceElement(root, id.c_str(), category.c_str()) : nullptr;
+}
+
+ComPtr<IXMLDOMElement> TargetOf(const ComPtr<IXMLDOMElement>& reference) {
+  ComPtr<IXMLDOMElement> target;
+  Guarded([&] {
+    const auto id = As<IXMLDOMElement>(reference->selectSingleNode(L"InstanceId"));
+    const auto category = As<IXMLDOMElement>(reference->selectSingleNode(L"Category"));
+    if (!id || !category) return;
+    target = FindReferencedInstance(reference->get_ownerDocument()->get_documentElement(),
+                                    id->get_text(), category->get_text());
+  });
+  return target;
 }
 
 namespace {
@@ -127,7 +146,7 @@ void CollectReferences(const ComPtr<IXMLDOMElement>& root, const wchar_t* instan
   Enter(root, instanceId, category, levels);
   while (!levels.empty()) {
     if (const std::optional<Reference> found = NextNewReference(levels.back(), closure)) {
-      Enter(root, found->id, found->category, levels);
+      if (IsNCName(found->category)) Enter(root, found->id, found->category, levels);
     } else {
       levels.pop_back();
     }
@@ -140,8 +159,7 @@ void RemoveClosureInstances(const ComPtr<IXMLDOMElement>& context, const Referen
   Guarded([&] {
     for (const auto& [category, ids] : closure.Categories()) {
       for (const std::wstring* id : ids.InOrder()) {
-        const ComPtr<IXMLDOMElement> element =
-            FindInstanceElement(context, id->c_str(), category.c_str());
+        const ComPtr<IXMLDOMElement> element = FindReferencedInstance(context, *id, category);
         if (element && !(element == spared)) element->get_parentNode()->removeChild(element);
       }
     }
@@ -159,20 +177,19 @@ ComPtr<IXMLDOMNode> ReceivingElement(const ComPtr<IXMLDOMElement>& root,
 
 void CopyClosureInstances(const ComPtr<IXMLDOMElement>& target,
                           const ComPtr<IXMLDOMElement>& source, const ReferenceClosure& closure,
-                          const ComPtr<IXMLDOMElement>& spared) {
+                          const ComPtr<IXMLDOMElement>& sparedTarget,
+                          const ComPtr<IXMLDOMElement>& sparedSource) {
   if (!target || !source) return;
   Guarded([&] {
     for (const auto& [category, ids] : closure.Categories()) {
-      // What can name no instance must not keep the others from being copied.
-      if (!IsCategory(category)) continue;
+      // What names no instance must not keep the others from being copied.
+      if (!IsNCName(category)) continue;
       const ComPtr<IXMLDOMNode> receiving = ReceivingElement(target, category);
       for (const std::wstring* id : ids.InOrder()) {
-        const ComPtr<IXMLDOMElement> original =
-            FindInstanceElement(source, id->c_str(), category.c_str());
-        if (!original || original == spared) continue;
-        const ComPtr<IXMLDOMElement> present =
-            FindInstanceElement(target, id->c_str(), category.c_str());
-        if (present && present == spared) continue;
+        const ComPtr<IXMLDOMElement> original = FindReferencedInstance(source, *id, category);
+        if (!original || original == sparedSource) continue;
+        const ComPtr<IXMLDOMElement> present = FindReferencedInstance(target, *id, category);
+        if (present && present == sparedTarget) continue;
         const ComPtr<IXMLDOMNode> copy = original->cloneNode(true);
         if (present) {
           present->get_parentNode()->replaceChild(copy, present);

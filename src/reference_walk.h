@@ -77,6 +77,15 @@ struct Reference {
 // The reference whose `InstanceId` child `node` is; nothing if it is no such thing.
 std::optional<Reference> ReadReference(const ComPtr<IXMLDOMNode>& node);
 
+// The instance that a reference names, or none. What a reference says is data: "*" is no category
+// here, but a text that is no XML name and so names nothing.
+ComPtr<IXMLDOMElement> FindReferencedInstance(const ComPtr<IXMLDOMElement>& root,
+                                              const std::wstring& id, const std::wstring& category);
+
+// The same for a reference element, or an `Item`; none also if it has not both children. The schema
+// is not asked.
+ComPtr<IXMLDOMElement> TargetOf(const ComPtr<IXMLDOMElement>& reference);
+
 // Whether the schema says that the element is of the named type or of a type based on it directly.
 bool IsElementOfType(const ComPtr<IXMLDOMElement>& element, const wchar_t* typeName);
 
@@ -95,13 +104,15 @@ void CollectReferences(const ComPtr<IXMLDOMElement>& root, const wchar_t* instan
 void RemoveClosureInstances(const ComPtr<IXMLDOMElement>& context, const ReferenceClosure& closure,
                             const ComPtr<IXMLDOMElement>& spared);
 
-// Brings copies of the closure's instances from the document with the root `source` into that
-// with the root `target`: in the place of an instance that is there, else at the end of the
-// `Category` element that holds the category's first instance, else in a new one. `spared` is
-// neither replaced, if it stands in the target, nor copied, if it stands in the source.
+// Brings copies of the closure's instances from the document with the root `source` into that with
+// the root `target`: in the place of an instance that is there, else at the end of the `Category`
+// element that holds the category's first instance, else in a new one. An instance that is about to
+// be replaced or moved by other means is spared: `sparedTarget` is not replaced, `sparedSource` not
+// copied.
 void CopyClosureInstances(const ComPtr<IXMLDOMElement>& target,
                           const ComPtr<IXMLDOMElement>& source, const ReferenceClosure& closure,
-                          const ComPtr<IXMLDOMElement>& spared);
+                          const ComPtr<IXMLDOMElement>& sparedTarget,
+                          const ComPtr<IXMLDOMElement>& sparedSource = nullptr);
 
 // The element that takes new instances of a category: the parent of the category's first instance,
 // or a new `Category` element at the end of `root`. Raises _com_error where the platform fails.

@@ -65,8 +65,7 @@ class Regeneration {
     const std::wstring newId = MakeInstanceId(
         [&](const std::wstring& id) { return m_Used.contains(id) || m_IsTaken(id); });
     m_Used.insert(newId);
-    const Element element =
-        FindInstanceElement(m_Root, target.second.c_str(), target.first.c_str());
+    const Element element = FindReferencedInstance(m_Root, target.second, target.first);
     if (element) {
       const auto idElement = As<IXMLDOMElement>(element->selectSingleNode(L"InstanceId"));
       if (!idElement) return;

@@ -1,0 +1,216 @@
+// Removing and copying instances of a store: what callers rely on, each way to fail, and large
+// sets. Random sequences of all operations are in tests/store_model_test.cpp.
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <set>
+#include <thread>
+
+#include "platform/create_object.h"
+#include "platform/dom.h"
+#include "tests/support/sample.h"
+
+namespace {
+
+using namespace test;
+
+std::wstring Named(const std::wstring& name) { return L"<Name>" + name + L"</Name>"; }
+std::wstring Alone(const std::wstring& id, const std::wstring& fields = L"") {
+  return Document(id, {Item(L"P", id, fields)});
+}
+
+// The sample schema with a constraint on the whole document.
+std::string SchemaWith(const std::string& constraint) {
+  std::string schema = kSampleSchema;
+  return schema.insert(schema.find("</xs:element>\n  <xs:element name=\"Category\">"), constraint);
+}
+const std::string kNamesDiffer =
+    "<xs:unique name='n'><xs:selector xpath='Category/*'/><xs:field xpath='Name'/></xs:unique>";
+const std::string kReferencesLeadSomewhere =
+    "<xs:unique name='u'><xs:selector xpath='Category/*'/><xs:field "
+    "xpath='InstanceId'/></xs:unique>"
+    "<xs:keyref name='k' refer='u'><xs:selector xpath='Category/*/Ref'/>"
+    "<xs:field xpath='InstanceId'/></xs:keyref>";
+
+TEST(RemoveTest, ARefusalChangesNothing) {
+  Sample sample({Item(L"P", L"a")});
+  const std::string before = ReadBytes(sample.configFile);
+  const std::wstring refused[] = {L"",
+                                  L"<Configuration",
+                                  L"<!DOCTYPE Configuration>" + Alone(L"a"),
+                                  L"<Wrong instance_id='a'/>",
+                                  Alone(L"a", L"<Level>10</Level>"),
+                                  Configuration({Item(L"P", L"a")}),
+                                  Document(L"a", {Item(L"P", L"b")}),
+                                  Alone(L"unknown")};
+  Ids changed;
+  for (const std::wstring& document : refused)
+    EXPECT_FALSE(sample.store->RemoveConfiguration(document.c_str(), &changed)) << Narrow(document);
+  EXPECT_FALSE(sample.store->RemoveConfiguration(nullptr, &changed));
+  CCfgConfigurationEx closed(sample.option);
+  EXPECT_FALSE(closed.RemoveConfiguration(refused[0].c_str(), &changed));
+  EXPECT_THROW(closed.RemoveConfiguration(Alone(L"a").c_str(), &changed), _com_error);
+  EXPECT_NE(sample.Get(L"a"), L"");
+  sample.option.Uninitialize();
+  EXPECT_FALSE(sample.store->RemoveConfiguration(Alone(L"a").c_str(), &changed));
+  EXPECT_TRUE(changed.empty());
+  EXPECT_EQ(ReadBytes(sample.configFile), before);
+}
+
+TEST(RemoveTest, WhatMakesTheDocumentInvalidStaysInMemoryUntilItIsMended) {
+  Sample sample({Item(L"P", L"a", RefTo(L"Q", L"b")), Item(L"Q", L"b")},
+                SchemaWith(kReferencesLeadSomewhere).c_str());
+  const std::string before = ReadBytes(sample.configFile);
+  Ids changed;
+  EXPECT_FALSE(
+      sample.store->RemoveConfiguration(Document(L"b", {Item(L"Q", L"b")}).c_str(), &changed));
+  EXPECT_EQ(Join(changed), "b");
+  EXPECT_EQ(sample.Get(L"b"), L"");
+  EXPECT_FALSE(sample.store->SetConfiguration(Alone(L"c").c_str(), nullptr, nullptr));
+  EXPECT_EQ(ReadBytes(sample.configFile), before);
+  EXPECT_TRUE(sample.store->SetConfiguration(Alone(L"a").c_str(), nullptr, nullptr));
+  EXPECT_EQ(sample.Layout(), "[P:a P:c][]");
+}
+
+TEST(CopyTest, ARefusalChangesNothing) {
+  const std::wstring dangling = L"<Ref><InstanceId>b</InstanceId></Ref>";
+  Sample sample({Item(L"P", L"s") + Item(L"P", L"t") + Item(L"P", L"&lt;") + Item(L"P", L"b") +
+                     Item(L"P", L"invalid", dangling),
+                 Item(L"Q", L"q")},
+                SchemaWith(kReferencesLeadSomewhere).c_str());
+  const std::string before = ReadBytes(sample.configFile);
+  const std::pair<const wchar_t*, const wchar_t*> refused[] = {
+      {nullptr, L"t"}, {L"s", nullptr}, {L"none", L"t"},    {L"s", L"none"},
+      {L"s", L"q"},    {L"it's", L"t"}, {L"s", L"it's"},    {L"<", L"t"},
+      {L"s", L"<"},    {L"", L"t"},     {L"invalid", L"t"}, {L"s", L"invalid"}};
+  CCfgConfigurationEx closed(sample.option);
+  Ids changed;
+  Ids reserved = {L"r"};
+  for (const bool deep : {false, true}) {
+    for (const auto& [source, target] : refused)
+      EXPECT_FALSE(sample.store->CopyConfiguration(source, target, deep, &changed, nullptr))
+          << Narrow(source ? source : L"null") << " to " << Narrow(target ? target : L"null");
+    EXPECT_FALSE(sample.store->CopyConfiguration(L"s", L"t", deep, &changed, &reserved));
+    EXPECT_FALSE(closed.CopyConfiguration(L"s", L"t", deep, &changed, nullptr));
+  }
+  EXPECT_EQ(Join(reserved), "r");
+  sample.option.Uninitialize();
+  EXPECT_FALSE(sample.store->CopyConfiguration(L"s", L"t", false, &changed, nullptr));
+  EXPECT_TRUE(changed.empty());
+  EXPECT_EQ(ReadBytes(sample.configFile), before);
+}
+
+// The removal of the target alone can be what the schema refuses, or the copy that follows it.
+TEST(CopyTest, WhatMakesTheDocumentInvalidIsNotSaved) {
+  for (const bool deep : {false, true}) {
+    for (const bool removing : {false, true}) {
+      Sample sample(
+          {Item(L"P", L"s", Named(L"n")) + Item(L"P", L"t") + Item(L"P", L"o", RefTo(L"P", L"t"))},
+          SchemaWith(removing ? kReferencesLeadSomewhere : kNamesDiffer).c_str());
+      const std::string before = ReadBytes(sample.configFile);
+      EXPECT_FALSE(sample.store->CopyConfiguration(L"s", L"t", deep, nullptr, nullptr));
+      EXPECT_EQ(ReadBytes(sample.configFile), before);
+      EXPECT_EQ(sample.Get(L"t").empty(), removing);
+      EXPECT_TRUE(
+          sample.store->SetConfiguration(Alone(L"t", Named(L"other")).c_str(), nullptr, nullptr));
+      EXPECT_EQ(sample.Layout(), "[P:s P:o P:t]");
+    }
+  }
+}
+
+TEST(RemoveAndCopyTest, AFailedSaveIsRaisedAndTheNextCommitSavesTheChange) {
+  enum { kRemove, kShallow, kDeep };
+  for (const int operation : {kRemove, kShallow, kDeep}) {
+    Sample sample({Item(L"P", L"s", Named(L"new")) + Item(L"P", L"t")});
+    const std::string before = ReadBytes(sample.configFile);
+    {
+      const FailCall fail("rename", 1);
+      if (operation == kRemove) {
+        EXPECT_THROW(sample.store->RemoveConfiguration(Alone(L"t").c_str(), nullptr), _com_error);
+      } else {
+        EXPECT_THROW(
+            sample.store->CopyConfiguration(L"s", L"t", operation == kDeep, nullptr, nullptr),
+            _com_error);
+      }
+    }
+    EXPECT_EQ(ReadBytes(sample.configFile), before);
+    EXPECT_EQ(sample.Get(L"t").empty(), operation == kRemove);
+    std::thread([&sample] {  // the lock is free for others
+      EXPECT_TRUE(sample.store->SetConfiguration(Alone(L"c").c_str(), nullptr, nullptr));
+    })
+        .join();
+    EXPECT_EQ(sample.Layout(), operation == kRemove ? "[P:s P:c]" : "[P:s P:t P:c]");
+    sample.Reopen();
+    EXPECT_EQ(sample.Get(L"t").find(L"new") == std::wstring::npos, operation == kRemove);
+  }
+}
+
+TEST(CopyTest, CountsAsTwoCommits) {
+  Sample sample({Item(L"P", L"s", RefTo(L"Q", L"x")) + Item(L"P", L"t"), Item(L"Q", L"x")});
+  const std::wstring temp = sample.folder.Path(L"main.tmp.xml");
+  std::string before;
+  for (int copy = 1; copy <= 5; ++copy) {
+    EXPECT_FALSE(FileExists(temp)) << copy;
+    before = ReadBytes(sample.configFile);
+    ASSERT_TRUE(sample.store->CopyConfiguration(L"s", L"t", true, nullptr, nullptr));
+  }
+  EXPECT_EQ(ReadBytes(temp), before);
+}
+
+TEST(CopyTest, NewIdsDifferAlsoWhereNoGuidCanBeHad) {
+  const std::wstring references = RefsTo({{L"Q", L"x"}, {L"Q", L"y"}, {L"R", L"dangling"}});
+  Sample sample({Item(L"P", L"s", references) + Item(L"P", L"t") + Item(L"P", L"u"),
+                 Item(L"Q", L"x") + Item(L"Q", L"y")});
+  const FailCall fail("getrandom", 1, true);
+  Ids changed;
+  ASSERT_TRUE(sample.store->CopyConfiguration(L"s", L"t", true, &changed, nullptr));
+  ASSERT_TRUE(sample.store->CopyConfiguration(L"s", L"u", true, &changed, nullptr));
+  EXPECT_GE(fail.Passed(), 6);
+  std::set<std::wstring> ids;
+  for (const OS::x_wstring& id : changed) ids.insert(id.str());
+  EXPECT_EQ(ids.size(), 8U) << Join(changed);
+}
+
+// The walks and the copy go through any number of instances, one after the other or in circles.
+TEST(CopyTest, ADeepCopyOfTenThousandInstancesEnds) {
+  constexpr int kCount = 10000;
+  for (const bool ring : {false, true}) {
+    const auto near = [ring](int i) {  // the numbers that number `i` refers to
+      return ring             ? std::set<int>{(i + 1) % kCount, (i + kCount - 1) % kCount}
+             : i + 1 < kCount ? std::set<int>{i + 1}
+                              : std::set<int>{};
+    };
+    std::wstring items;
+    for (int i = 0; i < kCount; ++i) {
+      std::vector<Target> targets;
+      for (const int j : near(i)) targets.emplace_back(L"Q", L"i" + std::to_wstring(j));
+      const std::wstring number = std::to_wstring(i);
+      items += Item(L"Q", L"i" + number, Named(number) + RefsTo(targets));
+    }
+    Sample sample({Item(L"P", L"s", RefTo(L"Q", L"i0")) + Item(L"P", L"t"), items});
+    Ids changed;
+    ASSERT_TRUE(sample.store->CopyConfiguration(L"s", L"t", true, &changed, nullptr));
+    EXPECT_EQ(changed.size(), kCount + 1U);
+
+    const auto copy = cfgex::CreateObject<cfgex::IXMLDOMDocument2>(L"MSXML2.DOMDocument.6.0");
+    ASSERT_TRUE(copy->loadXML(sample.Get(L"t")));
+    const auto found = copy->selectNodes(L"/Configuration/Category/Q");
+    ASSERT_EQ(found->get_length(), kCount);
+    std::map<std::wstring, int> numbers;  // by id
+    for (long i = 0; i < kCount; ++i)
+      numbers[found->get_item(i)->selectSingleNode(L"InstanceId")->get_text()] =
+          std::stoi(found->get_item(i)->selectSingleNode(L"Name")->get_text());
+    EXPECT_EQ(numbers.size(), size_t{kCount});
+    for (long i = 0; i < kCount; ++i) {
+      const auto references = found->get_item(i)->selectNodes(L"Refs/Item/InstanceId");
+      std::set<int> targets;
+      for (long r = 0; r < references->get_length(); ++r)
+        targets.insert(numbers.at(references->get_item(r)->get_text()));
+      const int number = std::stoi(found->get_item(i)->selectSingleNode(L"Name")->get_text());
+      ASSERT_EQ(targets, near(number));
+    }
+  }
+}
+
+}  // namespace

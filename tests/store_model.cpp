@@ -1,0 +1,338 @@
+#include "tests/store_model.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "tests/support/sample.h"
+
+namespace test::model {
+
+const wchar_t* const kNoCategory = L"(none)";
+
+namespace {
+
+using Closure = std::map<std::wstring, IdList>;
+
+bool IsName(const std::wstring& category) {
+  const auto isLetter = [](wchar_t c) { return (c >= L'A' && c <= L'Z') || c == L'_'; };
+  return !category.empty() && std::all_of(category.begin(), category.end(), isLetter);
+}
+
+bool Matches(const Instance& instance, const std::wstring& id, const std::wstring& category) {
+  return (category == L"*" || instance.category == category) && instance.id == id &&
+         id.find(L'\'') == id.npos;
+}
+
+bool Holds(const IdList& ids, const std::wstring& id) {
+  return std::find(ids.begin(), ids.end(), id) != ids.end();
+}
+
+void Walk(const Picture& picture, const std::wstring& id, const std::wstring& category,
+          Closure& closure) {
+  for (const Group& group : picture)
+    for (const Instance& instance : group) {
+      if (!Matches(instance, id, category)) continue;
+      for (const Reference& reference : instance.references) {
+        if (reference.category == kNoCategory || reference.id.empty()) continue;
+        IdList& ids = closure[reference.category];
+        if (Holds(ids, reference.id)) continue;
+        ids.push_back(reference.id);
+        if (IsName(reference.category)) Walk(picture, reference.id, reference.category, closure);
+      }
+    }
+}
+
+Closure Reached(const Picture& picture, const std::wstring& id, const std::wstring& category) {
+  Closure closure;
+  Walk(picture, id, category, closure);
+  return closure;
+}
+
+bool Holds(const Closure& closure, const Pair& pair) {
+  const auto found = closure.find(pair.first);
+  return found != closure.end() && Holds(found->second, pair.second);
+}
+
+void Erase(Closure& closure, const Pair& pair) {
+  const auto found = closure.find(pair.first);
+  if (found == closure.end()) return;
+  std::erase(found->second, pair.second);
+  if (found->second.empty()) closure.erase(found);
+}
+
+void Merge(const Closure& closure, IdList& changed) {
+  for (const auto& [category, ids] : closure)
+    for (const std::wstring& id : ids)
+      if (!Holds(changed, id)) changed.push_back(id);
+}
+
+Instance* Find(Picture& picture, const std::wstring& id, const std::wstring& category) {
+  return const_cast<Instance*>(Find(std::as_const(picture), id, category));
+}
+
+void RemoveFirst(Picture& picture, const std::wstring& id, const std::wstring& category) {
+  const Instance* found = Find(picture, id, category);
+  for (Group& group : picture)
+    for (size_t i = 0; i < group.size(); ++i)
+      if (&group[i] == found) {
+        group.erase(group.begin() + static_cast<ptrdiff_t>(i));
+        return;
+      }
+}
+
+void RemoveAll(Picture& picture, const Closure& closure) {
+  for (const auto& [category, ids] : closure)
+    for (const std::wstring& id : ids)
+      if (IsName(category)) RemoveFirst(picture, id, category);
+}
+
+// The group with the first instance of the category, or a new one at the end.
+Group& GroupFor(Picture& picture, const std::wstring& category) {
+  for (Group& group : picture)
+    for (const Instance& instance : group)
+      if (instance.category == category) return group;
+  return picture.emplace_back();
+}
+
+// All but `spared`; a category has a group to go into also if nothing of it can be copied.
+void CopyAll(Picture& target, const Picture& source, const Closure& closure,
+             const std::vector<Pair>& spared) {
+  for (const auto& [category, ids] : closure) {
+    if (!IsName(category)) continue;
+    Group& group = GroupFor(target, category);
+    for (const std::wstring& id : ids) {
+      const Instance* from = Find(source, id, category);
+      const bool isSpared =
+          std::find(spared.begin(), spared.end(), Pair(category, id)) != spared.end();
+      if (from == nullptr || isSpared) continue;
+      if (Instance* to = Find(target, id, category))
+        *to = *from;
+      else
+        group.push_back(*from);
+    }
+  }
+}
+
+// Gives all that the first instance of `document` reaches new ids, and that instance `target`.
+void Deepen(Picture& document, const std::wstring& target) {
+  const Instance source = document[0][0];
+  std::map<Pair, std::wstring> names = {{{source.category, source.id}, target}};
+  for (const auto& [category, ids] : Reached(document, source.id, source.category))
+    for (const std::wstring& id : ids) {
+      if (category != L"P" && category != L"Q" && category != L"R") continue;  // none can be made
+      if (!names.emplace(Pair(category, id), L"?" + std::to_wstring(names.size())).second) continue;
+      if (Find(document, id, category) == nullptr) document.push_back({{category, id, L"", {}}});
+    }
+  const auto rename = [&names](const std::wstring& category, std::wstring& id) {
+    if (const auto found = names.find({category, id}); found != names.end()) id = found->second;
+  };
+  for (Group& group : document)
+    for (Instance& instance : group) {
+      rename(instance.category, instance.id);
+      for (Reference& reference : instance.references) rename(reference.category, reference.id);
+    }
+}
+
+}  // namespace
+
+const Instance* Find(const Picture& picture, const std::wstring& id, const std::wstring& category) {
+  for (const Group& group : picture)
+    for (const Instance& instance : group)
+      if (Matches(instance, id, category)) return &instance;
+  return nullptr;
+}
+
+std::optional<Picture> Read(const Picture& store, const std::wstring& id,
+                            const std::wstring& category) {
+  const Instance* source = Find(store, id, category);
+  if (source == nullptr || id.find_first_of(L"\"&<") != id.npos) return std::nullopt;
+  Picture document = {{*source}};
+  for (const auto& [key, ids] : Reached(store, id, source->category)) {
+    Group group;
+    for (const std::wstring& each : ids) {
+      const Instance* found = IsName(key) ? Find(store, each, key) : nullptr;
+      if (found != nullptr && found != source) group.push_back(*found);
+    }
+    if (!group.empty()) document.push_back(group);
+  }
+  return document;
+}
+
+bool Write(Picture& store, const Picture& document, const std::wstring& id, IdList& changed) {
+  const Instance* primary = Find(document, id, L"*");
+  if (primary == nullptr) return false;
+  changed.push_back(id);
+  const Instance* stored = Find(store, id, L"*");
+  const std::wstring category = stored != nullptr ? stored->category : L"*";
+  if (stored != nullptr) {
+    Closure gone = Reached(store, id, category);
+    Merge(gone, changed);
+    Erase(gone, {category, id});
+    RemoveAll(store, gone);
+  }
+  const Closure come = Reached(document, id, category);
+  Merge(come, changed);
+  const std::vector<Pair> spared = {{category, id}, {primary->category, id}};
+  if (stored != nullptr) {
+    // Marked, since what comes in may bear the same id under another category, and stand before it.
+    Find(store, id, category)->name = L"?primary";
+    CopyAll(store, document, come, spared);
+    for (Group& group : store)
+      for (Instance& instance : group)
+        if (instance.name == L"?primary") instance = *primary;
+  } else {
+    CopyAll(store, document, come, spared);
+    GroupFor(store, primary->category).push_back(*primary);
+  }
+  return true;
+}
+
+bool Remove(Picture& store, const Picture& document, const std::wstring& id, IdList& changed) {
+  const Instance* stored = Find(store, id, L"*");
+  if (Find(document, id, L"*") == nullptr || stored == nullptr) return false;
+  const std::wstring category = stored->category;
+  Closure gone = Reached(store, id, category);
+  changed.push_back(id);
+  Merge(gone, changed);
+  Erase(gone, {category, id});
+  RemoveAll(store, gone);
+  RemoveFirst(store, id, category);
+  return true;
+}
+
+bool Copy(Picture& store, const std::wstring& source, const std::wstring& target, bool deep,
+          IdList& changed) {
+  std::optional<Picture> document = Read(store, source);
+  const std::optional<Picture> old = Read(store, target);
+  if (!document || !old) return false;
+  const std::wstring category = (*document)[0][0].category;
+  if (category != (*old)[0][0].category) return false;
+
+  Closure gone = Reached(store, target, category);
+  if (source != target && Holds(gone, {category, source})) {
+    Erase(gone, {category, source});
+    for (const auto& [key, ids] : Reached(store, source, category))
+      for (const std::wstring& id : ids) Erase(gone, {key, id});
+  }
+  Erase(gone, {category, target});
+  RemoveAll(store, gone);
+  RemoveFirst(store, target, category);
+
+  if (deep) {
+    Deepen(*document, target);
+  } else {
+    Instance copy = (*document)[0][0];
+    document->erase(document->begin());
+    RemoveFirst(*document, target, category);  // the old form is not kept
+    copy.id = target;
+    document->insert(document->begin(), {copy});
+  }
+  return Write(store, *document, target, changed);
+}
+
+void Rename(Picture& store, IdList& changed, const std::map<std::wstring, std::wstring>& names) {
+  const auto rename = [&names](std::wstring& id) {
+    if (const auto found = names.find(id); found != names.end()) id = found->second;
+  };
+  std::for_each(changed.begin(), changed.end(), rename);
+  for (Group& group : store)
+    for (Instance& instance : group) {
+      rename(instance.id);
+      for (Reference& reference : instance.references) rename(reference.id);
+    }
+}
+
+void Arrange(Instance& instance) {
+  std::vector<Reference>& all = instance.references;
+  std::stable_sort(all.begin(), all.end(),
+                   [](const Reference& a, const Reference& b) { return a.where < b.where; });
+  for (const Where once : {Where::kRef, Where::kLink}) {
+    bool seen = false;
+    std::erase_if(all,
+                  [&](const Reference& r) { return r.where == once && std::exchange(seen, true); });
+  }
+}
+
+namespace {
+
+std::wstring Escaped(const std::wstring& text) {
+  std::wstring escaped;
+  for (const wchar_t c : text)
+    escaped += c == L'&' ? L"&amp;" : c == L'<' ? L"&lt;" : std::wstring(1, c);
+  return escaped;
+}
+
+std::wstring Tagged(const std::wstring& tag, const std::wstring& content) {
+  return content.empty() ? L"<" + tag + L"/>" : L"<" + tag + L">" + content + L"</" + tag + L">";
+}
+
+// The id of an embedded object is no reference, whatever stands in it.
+std::wstring EmbeddedObject(const std::wstring& content) {
+  return L"<Label>l</Label><InstanceId>a</InstanceId>" + content;
+}
+
+std::wstring Render(const Instance& instance) {
+  std::wstring refs;
+  std::wstring parts;
+  std::vector<std::wstring> nested;
+  std::wstring text = Tagged(L"InstanceId", Escaped(instance.id));
+  if (!instance.name.empty()) text += Tagged(L"Name", Escaped(instance.name));
+  for (const Reference& reference : instance.references) {
+    std::wstring target = Tagged(L"InstanceId", Escaped(reference.id));
+    if (reference.category != kNoCategory)
+      target.insert(0, Tagged(L"Category", reference.category));
+    switch (reference.where) {
+      case Where::kRef:
+        text += Tagged(L"Ref", target);
+        break;
+      case Where::kLink:
+        text += Tagged(L"Link", target);
+        break;
+      case Where::kRefs:
+        refs += Tagged(L"Item", target);
+        break;
+      case Where::kPart:
+        nested.push_back(EmbeddedObject(Tagged(L"Ref", target)));
+        break;
+      case Where::kParts:
+        parts += Tagged(L"Item", EmbeddedObject(Tagged(L"Ref", target)));
+        break;
+    }
+  }
+  if (!refs.empty()) text += Tagged(L"Refs", refs);
+  std::wstring part;
+  for (size_t i = nested.size(); i > 0; --i) part = Tagged(L"Part", nested[i - 1].append(part));
+  text += part;
+  if (!parts.empty()) text += Tagged(L"Parts", parts);
+  return Tagged(instance.category, text);
+}
+
+}  // namespace
+
+std::vector<std::wstring> Render(const Picture& picture) {
+  std::vector<std::wstring> groups;
+  for (const Group& group : picture) {
+    std::wstring& text = groups.emplace_back();
+    for (const Instance& instance : group) text += Render(instance);
+  }
+  return groups;
+}
+
+std::string Show(const Picture& picture) {
+  static const wchar_t* const kWhere[] = {L"Ref", L"Link", L"Refs", L"Part", L"Parts"};
+  std::wstring text;
+  for (const Group& group : picture) {
+    text += L"[";
+    for (const Instance& instance : group) {
+      text += (text.back() == L'[' ? L"" : L", ") + instance.category + L":" + instance.id;
+      if (!instance.name.empty()) text += L" '" + instance.name + L"'";
+      for (const Reference& reference : instance.references)
+        text += std::wstring(L" ") + kWhere[static_cast<int>(reference.where)] + L"=" +
+                reference.category + L":" + reference.id;
+    }
+    text += L"]";
+  }
+  return Narrow(text);
+}
+
+}  // namespace test::model
