@@ -4,9 +4,9 @@
 #include <array>
 #include <new>
 
-#include "platform/dom_document.h"
+#include "platform/dom/dom_document.h"
 #include "platform/fault_point.h"
-#include "platform/schema_cache.h"
+#include "platform/schema/schema_cache.h"
 
 namespace cfgex {
 namespace {

@@ -4,8 +4,8 @@
 #include <vector>
 
 #include "platform/create_object.h"
-#include "platform/schema_model.h"
-#include "platform/system.h"
+#include "platform/os/system.h"
+#include "platform/schema/schema_model.h"
 #include "src/frame.h"
 #include "src/prog_id.h"
 

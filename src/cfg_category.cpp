@@ -3,7 +3,7 @@
 #include <optional>
 
 #include "platform/create_object.h"
-#include "platform/xml_schema.h"
+#include "platform/schema/xml_schema.h"
 #include "src/frame.h"
 #include "src/instance_document.h"
 #include "src/instance_id.h"

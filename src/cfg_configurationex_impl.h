@@ -15,7 +15,7 @@
 
 #include "cfgex/cfg_configurationex.h"
 #include "cfgex/cslock.h"
-#include "platform/dom.h"
+#include "platform/dom/dom.h"
 #include "src/config_file_set.h"
 #include "src/frame.h"
 #include "src/instance_document.h"

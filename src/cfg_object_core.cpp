@@ -1,6 +1,6 @@
 // The object as a whole: how it is bound, its text, its identity.
 
-#include "platform/schema_model.h"
+#include "platform/schema/schema_model.h"
 #include "src/cfg_object_impl.h"
 #include "src/instance_document.h"
 

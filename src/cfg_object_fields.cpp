@@ -1,6 +1,6 @@
 // From a field name to its element, and the four paths that read and write what it holds.
 
-#include "platform/schema_model.h"
+#include "platform/schema/schema_model.h"
 #include "src/cfg_object_impl.h"
 #include "src/element_declaration.h"
 

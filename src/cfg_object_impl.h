@@ -15,7 +15,7 @@
 #include "cfgex/cfg_UnsignedIntegerArray.h"
 #include "cfgex/cfg_instance.h"
 #include "cfgex/cfg_object.h"
-#include "platform/dom.h"
+#include "platform/dom/dom.h"
 #include "src/field_type.h"
 #include "src/frame.h"
 

@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <string_view>
 
-#include "platform/encoding.h"
-#include "platform/file.h"
-#include "platform/system.h"
+#include "platform/os/encoding.h"
+#include "platform/os/file.h"
+#include "platform/os/system.h"
 #include "src/frame.h"
 
 namespace cfgex {

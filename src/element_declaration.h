@@ -1,7 +1,7 @@
 // What the schema says about an element.
 #pragma once
 
-#include "platform/schema_model.h"
+#include "platform/schema/schema_model.h"
 
 namespace cfgex {
 

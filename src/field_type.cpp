@@ -2,7 +2,7 @@
 
 #include <array>
 
-#include "platform/schema_model.h"
+#include "platform/schema/schema_model.h"
 #include "src/element_declaration.h"
 #include "src/frame.h"
 

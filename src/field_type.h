@@ -3,7 +3,7 @@
 
 #include <string_view>
 
-#include "platform/dom.h"
+#include "platform/dom/dom.h"
 
 namespace cfgex {
 

@@ -1,7 +1,7 @@
 #include "src/instance_document.h"
 
 #include "platform/create_object.h"
-#include "platform/schema_model.h"
+#include "platform/schema/schema_model.h"
 #include "src/frame.h"
 #include "src/prog_id.h"
 #include "src/reference_walk.h"

@@ -15,7 +15,7 @@
 #include <string>
 
 #include "cfgex/cfg_Option.h"
-#include "platform/dom.h"
+#include "platform/dom/dom.h"
 
 namespace cfgex {
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "cfgex/os_string.h"
-#include "platform/system.h"
+#include "platform/os/system.h"
 
 namespace cfgex {
 

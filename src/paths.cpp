@@ -1,7 +1,7 @@
 #include "src/paths.h"
 
 #include "cfgex/com_error.h"
-#include "platform/encoding.h"
+#include "platform/os/encoding.h"
 
 namespace cfgex {
 namespace {

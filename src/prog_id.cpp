@@ -3,7 +3,7 @@
 #include <atomic>
 
 #include "platform/create_object.h"
-#include "platform/schema_model.h"
+#include "platform/schema/schema_model.h"
 
 namespace cfgex {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "platform/encoding.h"
+#include "platform/os/encoding.h"
 #include "src/element_declaration.h"
 #include "src/frame.h"
 #include "src/paths.h"

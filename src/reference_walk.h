@@ -21,7 +21,7 @@
 #include <vector>
 
 #include "cfgex/os_string.h"
-#include "platform/dom.h"
+#include "platform/dom/dom.h"
 
 namespace cfgex {
 

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "platform/create_object.h"
-#include "platform/dom.h"
-#include "platform/live_counts.h"
+#include "platform/dom/dom.h"
+#include "platform/dom/live_counts.h"
 #include "tests/support/support.h"
 
 namespace cfgex {

@@ -1,5 +1,5 @@
 // The operations on nodes: text, attributes, namespaces, moving, and what they refuse.
-#include "platform/dom.h"
+#include "platform/dom/dom.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "platform/encoding.h"
+#include "platform/os/encoding.h"
 
 #include <gtest/gtest.h>
 

@@ -10,11 +10,11 @@
 #include <string>
 #include <string_view>
 
-#include "platform/engine.h"
-#include "platform/node_tree.h"
-#include "platform/schema_cache.h"
-#include "platform/schema_documents.h"
-#include "platform/xml_schema.h"
+#include "platform/dom/engine.h"
+#include "platform/dom/node_tree.h"
+#include "platform/schema/schema_cache.h"
+#include "platform/schema/schema_documents.h"
+#include "platform/schema/xml_schema.h"
 #include "tests/support/support.h"
 
 namespace {

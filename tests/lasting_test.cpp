@@ -8,7 +8,7 @@
 #include <atomic>
 #include <thread>
 
-#include "platform/live_counts.h"
+#include "platform/dom/live_counts.h"
 #include "tests/support/sample.h"
 
 namespace {

@@ -6,7 +6,7 @@
 #include <random>
 
 #include "platform/create_object.h"
-#include "platform/schema_model.h"
+#include "platform/schema/schema_model.h"
 #include "tests/support/sample.h"
 
 namespace {

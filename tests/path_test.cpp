@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "platform/create_object.h"
-#include "platform/dom.h"
+#include "platform/dom/dom.h"
 #include "tests/support/support.h"
 
 namespace cfgex {

@@ -8,7 +8,7 @@
 #include <thread>
 
 #include "platform/create_object.h"
-#include "platform/dom.h"
+#include "platform/dom/dom.h"
 #include "tests/support/sample.h"
 
 namespace {

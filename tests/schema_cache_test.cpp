@@ -1,5 +1,5 @@
 // What the schema cache accepts, and how it validates.
-#include "platform/schema_cache.h"
+#include "platform/schema/schema_cache.h"
 
 #include <gtest/gtest.h>
 
@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "platform/create_object.h"
-#include "platform/encoding.h"
 #include "platform/fault_point.h"
+#include "platform/os/encoding.h"
 #include "tests/support/support.h"
 
 namespace {

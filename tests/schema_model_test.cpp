@@ -3,11 +3,11 @@
 
 #include <sstream>
 
-#include "platform/encoding.h"
-#include "platform/file.h"
-#include "platform/node_tree.h"
-#include "platform/schema_builtins.h"
-#include "platform/schema_cache.h"
+#include "platform/dom/node_tree.h"
+#include "platform/os/encoding.h"
+#include "platform/os/file.h"
+#include "platform/schema/schema_builtins.h"
+#include "platform/schema/schema_cache.h"
 #include "tests/support/support.h"
 
 namespace {

@@ -20,7 +20,7 @@
 #include <set>
 
 #include "platform/create_object.h"
-#include "platform/dom.h"
+#include "platform/dom/dom.h"
 #include "tests/support/sample.h"
 
 namespace {

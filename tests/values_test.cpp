@@ -12,7 +12,7 @@
 #include "cfgex/cfg_exception.h"
 #include "cfgex/cslock.h"
 #include "cfgex/cvar.h"
-#include "platform/system.h"
+#include "platform/os/system.h"
 #include "tests/support/support.h"
 
 namespace {

@@ -1,5 +1,5 @@
 // The generator of default instances: what it makes of each construct of a schema.
-#include "platform/xml_schema.h"
+#include "platform/schema/xml_schema.h"
 
 #include <gtest/gtest.h>
 
@@ -9,8 +9,8 @@
 #include <thread>
 #include <vector>
 
-#include "platform/live_counts.h"
-#include "platform/schema_file.h"
+#include "platform/dom/live_counts.h"
+#include "platform/schema/schema_file.h"
 #include "tests/support/support.h"
 
 namespace {

@@ -3,7 +3,7 @@
 #include <stdexcept>
 
 #include "platform/create_object.h"
-#include "platform/dom.h"
+#include "platform/dom/dom.h"
 
 namespace test {
 

@@ -9,8 +9,8 @@
 #include <ostream>
 #include <stdexcept>
 
-#include "platform/encoding.h"
 #include "platform/fault_point.h"
+#include "platform/os/encoding.h"
 
 namespace test {
 namespace {

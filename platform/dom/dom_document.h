@@ -1,0 +1,86 @@
+// The document: owner of the engine's tree.
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "platform/dom/dom.h"
+#include "platform/dom/dom_node.h"
+#include "platform/dom/keyed_index.h"
+#include "platform/dom/live_counts.h"
+#include "platform/dom/member_changes.h"
+#include "platform/dom/parser.h"
+
+namespace cfgex {
+
+class SchemaCache;
+
+// The engine's document behind a document; null for none. It stays the document's.
+xmlDoc* EngineDocument(IXMLDOMDocument2* document);
+
+// Invariants:
+//   1. `_private` of every xmlDoc that it owns points to the Document.
+//   2. Every wrapper of a node holds a count on the Document of the node's xmlDoc.
+//   3. No tree, in the document or a fragment, is deeper than kMaxDepth elements.
+//   4. No wrapper's node is in a tree that it does not own.
+class Document final : public NodeObject<IXMLDOMDocument2> {
+ public:
+  Document();
+
+  void put_async(bool async) override;
+  void put_resolveExternals(bool resolve) override;
+  void put_validateOnParse(bool validate) override;
+  bool load(std::wstring_view path) override;
+  bool loadXML(std::wstring_view text) override;
+  void save(std::wstring_view path) override;
+  ComPtr<IXMLDOMElement> get_documentElement() override;
+  ComPtr<IXMLDOMElement> createElement(std::wstring_view tagName) override;
+  ComPtr<IXMLDOMNode> createNode(DomNodeType type, std::wstring_view name,
+                                 std::wstring_view namespaceUri) override;
+  void putref_schemas(const ComPtr<IXMLDOMSchemaCollection2>& schemas) override;
+  ComPtr<IXMLDOMSchemaCollection2> get_namespaces() override;
+  ComPtr<IXMLDOMParseError> validate() override;
+
+  // The tree that paths start at; made on first use.
+  xmlDoc* Tree();
+  xmlNode* Root();
+  KeyedIndexes& Index() noexcept { return m_Index; }
+  // Makes the schema remember the declaration that the element has in its place.
+  void FixDeclaration(xmlNode* c_element) const;
+  MemberChanges& Members() noexcept { return m_Members; }
+  // Goes up with every change of the children of any node.
+  unsigned long Changes() const noexcept { return m_Changes; }
+  void CountChange() noexcept { ++m_Changes; }
+
+ protected:
+  ~Document() override;
+  xmlNode* EnginePart() override { return reinterpret_cast<xmlNode*>(Tree()); }
+
+ private:
+  void RequireUnloaded(const char* operation);
+  bool Adopt(XmlDocPtr tree);
+
+  XmlDocPtr m_Earlier;  // what nodes were created in before the document was loaded
+  XmlDocPtr m_Tree;
+  bool m_IsLoaded = false;
+  ComPtr<IXMLDOMSchemaCollection2> m_Schemas;
+  KeyedIndexes m_Index;
+  MemberChanges m_Members;
+  unsigned long m_Changes = 0;
+  Counter<&LiveCounts::documents> m_Counter;
+};
+
+// The scope of a change of what stands below `c_parent`.
+class ContentChange {
+ public:
+  explicit ContentChange(xmlNode* c_parent) noexcept;
+  ~ContentChange();
+  ContentChange(const ContentChange&) = delete;
+  ContentChange& operator=(const ContentChange&) = delete;
+
+ private:
+  KeyedIndexes& m_Index;
+  xmlNode* m_c_key;
+};
+
+}  // namespace cfgex

@@ -1,0 +1,203 @@
+// Invariants:
+//   1. m_Text was told of every member that has changed, come or gone.
+//   2. m_IsFrameValid means: the schema is separable for the document, and the document is valid
+//      exactly if each member in m_Pending is. Everything in m_Pending is a member of the document.
+//   3. So a document that was found invalid is either not in state 2, and is validated as a whole
+//      next time, or keeps the members at fault in m_Pending.
+//
+// A document is separable when no rule ties its parts together, the root may hold any number of
+// groups in any order, and every group likewise holds members, all of them global elements: then
+// the order, number and company of members cannot make it invalid.
+#include "platform/dom/member_changes.h"
+
+#include <algorithm>
+#include <cassert>
+#include <new>
+#include <optional>
+#include <vector>
+
+#include "platform/dom/namespaces.h"
+#include "platform/dom/node_tree.h"
+#include "platform/schema/schema_separation.h"
+
+namespace cfgex {
+namespace {
+
+// Where in its document a node is.
+struct Place {
+  xmlNode* c_root = nullptr;
+  xmlNode* c_group = nullptr;   // null for the root
+  xmlNode* c_member = nullptr;  // null for the frame; may be no element
+};
+
+Place PlaceOf(const xmlNode* c_node) noexcept {
+  Place place;
+  for (auto* c_at = const_cast<xmlNode*>(c_node); c_at != nullptr; c_at = c_at->parent) {
+    if (c_at->type == XML_DOCUMENT_NODE) return place;
+    place = {c_at, place.c_root, place.c_group};
+  }
+  return {};
+}
+
+NameKey KeyOf(const xmlNode* c_element) noexcept {
+  return {Uri(c_element->ns), Chars(c_element->name)};
+}
+
+bool IsElement(const xmlNode* c_node) noexcept { return c_node->type == XML_ELEMENT_NODE; }
+
+// A group that adds nothing to its document but its members.
+bool IsPlainGroup(const xmlNode* c_group) noexcept {
+  if (c_group->properties != nullptr) return false;
+  for (const xmlNode* c_child = c_group->children; c_child != nullptr; c_child = c_child->next)
+    if (IsTextNode(c_child) && !IsBlank(c_child)) return false;
+  return true;
+}
+
+bool HasInstanceAttributes(const xmlNode* c_element) noexcept {
+  for (const xmlAttr* c_attr = c_element->properties; c_attr != nullptr; c_attr = c_attr->next) {
+    const std::string_view name = Chars(c_attr->name);
+    if (Uri(c_attr->ns) == kSchemaInstanceNamespace && (name == "type" || name == "nil"))
+      return true;
+  }
+  return false;
+}
+
+// The elements that may be groups under the root of the document, each with its possible members.
+// Nothing if the document is not separable.
+struct Group {
+  NameKey name;
+  NameMap<const SchemaElement*> members;
+};
+std::optional<std::vector<Group>> GroupsOf(const xmlDoc* c_document, const SchemaCache& schemas) {
+  const xmlNode* c_root = xmlDocGetRootElement(c_document);
+  if (schemas.TiesPartsTogether() || c_root == nullptr || HasInstanceAttributes(c_root))
+    return std::nullopt;
+  const SchemaElement* declaration = schemas.Model()->FindElement(KeyOf(c_root));
+  if (declaration == nullptr) return std::nullopt;
+  const auto groups = FreeChildren(*declaration->type);
+  if (!groups) return std::nullopt;
+  std::vector<Group> result;
+  for (const auto& [name, group] : *groups) {
+    auto members = FreeChildren(*group->type);
+    if (!members || RequiresAttributes(*group->type)) return std::nullopt;
+    result.push_back({name, std::move(*members)});
+  }
+  return result;
+}
+
+bool IsSeparable(const xmlDoc* c_document, const SchemaCache& schemas) {
+  if (!GroupsOf(c_document, schemas)) return false;
+  const xmlNode* c_root = xmlDocGetRootElement(c_document);
+  for (const xmlNode* c_group = c_root->children; c_group != nullptr; c_group = c_group->next)
+    if (IsElement(c_group) && HasInstanceAttributes(c_group)) return false;
+  return true;
+}
+
+}  // namespace
+
+// --- Being told
+
+void MemberChanges::Removing(const xmlNode* c_node) noexcept {
+  if (c_node->type == XML_ATTRIBUTE_NODE) {
+    if (c_node->parent != nullptr) Changed(c_node->parent);
+    return;
+  }
+  const Place place = PlaceOf(c_node);
+  if (place.c_root == nullptr) return;
+  if (place.c_group == nullptr) {
+    Clear();
+  } else if (place.c_group == c_node) {
+    for (const xmlNode* c_child = c_node->children; c_child != nullptr; c_child = c_child->next)
+      Forget(c_child);
+    Forget(c_node);
+  } else if (place.c_member == c_node) {
+    Forget(c_node);
+  } else {
+    Changed(place.c_member);
+  }
+}
+
+void MemberChanges::Added(xmlNode* c_node) noexcept {
+  const Place place = PlaceOf(c_node);
+  if (place.c_root == nullptr || !IsElement(c_node)) return;
+  if (place.c_group == nullptr) {
+    Clear();
+    return;
+  }
+  MarkPending(place.c_member != nullptr ? place.c_member : c_node);
+  if (place.c_group == c_node) {
+    for (xmlNode* c_child = c_node->children; c_child != nullptr; c_child = c_child->next)
+      if (IsElement(c_child)) MarkPending(c_child);
+  }
+}
+
+void MemberChanges::Changed(xmlNode* c_element) noexcept {
+  const Place place = PlaceOf(c_element);
+  if (place.c_root == nullptr) return;
+  if (place.c_member == nullptr) {
+    Clear();
+  } else {
+    MarkPending(place.c_member);
+  }
+}
+
+void MemberChanges::Clear() noexcept {
+  m_IsFrameValid = false;
+  m_Pending.clear();
+  m_Text.Clear();
+}
+
+void MemberChanges::MarkPending(xmlNode* c_element) noexcept {
+  m_Text.Changed(c_element);
+  if (!m_IsFrameValid) return;
+  try {
+    m_Pending.insert(c_element);
+  } catch (const std::bad_alloc&) {
+    Clear();
+  }
+}
+
+void MemberChanges::Forget(const xmlNode* c_element) noexcept {
+  m_Text.Changed(c_element);
+  m_Pending.erase(const_cast<xmlNode*>(c_element));
+}
+
+// --- Validating
+
+ValidationOutcome MemberChanges::Validate(xmlDoc* c_document, const SchemaCache& schemas) {
+  const bool separately = m_IsFrameValid;
+  if (separately && AreChangesValid(c_document, schemas)) {
+    assert(schemas.Validate(c_document).code == 0);
+    return {};
+  }
+  // A fault in what changed is told as the first fault of the whole.
+  ValidationOutcome outcome = schemas.Validate(c_document);
+  assert(!separately || outcome.code != 0);
+  if (outcome.code == 0) {
+    m_Pending.clear();
+    m_IsFrameValid = IsSeparable(c_document, schemas);
+  }
+  return outcome;
+}
+
+bool MemberChanges::AreChangesValid(const xmlDoc* c_document, const SchemaCache& schemas) {
+  if (m_Pending.empty()) return true;
+  const auto groups = GroupsOf(c_document, schemas);
+  if (!groups) return false;
+  const auto groupOf = [&groups](const xmlNode* c_element) {
+    const NameKey name = KeyOf(c_element);
+    return std::find_if(groups->begin(), groups->end(),
+                        [&name](const Group& group) { return group.name == name; });
+  };
+  const xmlNode* c_root = xmlDocGetRootElement(c_document);
+  std::erase_if(m_Pending, [&](xmlNode* c_element) {
+    if (c_element->parent == c_root)
+      return IsPlainGroup(c_element) && groupOf(c_element) != groups->end();
+    const auto group = groupOf(c_element->parent);
+    return group != groups->end() && group->members.contains(KeyOf(c_element)) &&
+           schemas.IsValidByItself(c_element);
+  });
+  return m_Pending.empty();
+}
+
+}  // namespace cfgex

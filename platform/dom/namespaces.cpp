@@ -1,0 +1,86 @@
+#include "platform/dom/namespaces.h"
+
+#include <memory>
+
+#include "cfgex/com_error.h"
+
+namespace cfgex {
+
+std::string_view Uri(const xmlNs* c_ns) noexcept {
+  return c_ns != nullptr && c_ns->href != nullptr ? Chars(c_ns->href) : std::string_view();
+}
+
+std::string_view Prefix(const xmlNs* c_ns) noexcept {
+  return c_ns != nullptr && c_ns->prefix != nullptr ? Chars(c_ns->prefix) : std::string_view();
+}
+
+bool SameNs(const xmlNs* c_a, const xmlNs* c_b) noexcept {
+  return Prefix(c_a) == Prefix(c_b) && Uri(c_a) == Uri(c_b);
+}
+
+xmlNs* OwnNs(const xmlNode* c_element, std::string_view prefix) noexcept {
+  if (c_element == nullptr || c_element->type != XML_ELEMENT_NODE) return nullptr;
+  for (xmlNs* c_ns = c_element->nsDef; c_ns != nullptr; c_ns = c_ns->next)
+    if (Prefix(c_ns) == prefix) return c_ns;
+  return nullptr;
+}
+
+xmlNs* FindNs(const xmlNode* c_element, std::string_view prefix) noexcept {
+  for (; c_element != nullptr; c_element = c_element->parent)
+    if (xmlNs* c_ns = OwnNs(c_element, prefix)) return c_ns;
+  return nullptr;
+}
+
+xmlNs* FindNsByUri(const xmlNode* c_element, std::string_view uri) noexcept {
+  for (const xmlNode* c_at = c_element; c_at != nullptr && c_at->type == XML_ELEMENT_NODE;
+       c_at = c_at->parent) {
+    for (xmlNs* c_ns = c_at->nsDef; c_ns != nullptr; c_ns = c_ns->next)
+      if (c_ns->prefix != nullptr && Uri(c_ns) == uri && FindNs(c_element, Prefix(c_ns)) == c_ns)
+        return c_ns;
+  }
+  return nullptr;
+}
+
+xmlNs* NewNs(std::string_view prefix, std::string_view uri) {
+  const std::string prefixText(prefix);
+  const std::string uriText(uri);
+  xmlNs* c_ns = xmlNewNs(nullptr, XmlChars(uriText.c_str()),
+                         prefix.empty() ? nullptr : XmlChars(prefixText.c_str()));
+  if (c_ns == nullptr) throw _com_error(_com_error::kOutOfMemory, "declare a namespace");
+  return c_ns;
+}
+
+xmlNs* XmlPrefixNs(xmlDoc* c_document) {
+  xmlNs* c_ns = xmlSearchNs(c_document, reinterpret_cast<xmlNode*>(c_document), XmlChars("xml"));
+  if (c_ns == nullptr) throw _com_error(_com_error::kOutOfMemory, "declare the prefix xml");
+  return c_ns;
+}
+
+xmlAttr* FindAttribute(const xmlNode* c_element, std::string_view localName,
+                       std::string_view uri) noexcept {
+  for (xmlAttr* c_attr = c_element->properties; c_attr != nullptr; c_attr = c_attr->next)
+    if (Chars(c_attr->name) == localName && Uri(c_attr->ns) == uri) return c_attr;
+  return nullptr;
+}
+
+std::string AttributeValue(const xmlAttr* c_attr) {
+  std::string value;
+  for (const xmlNode* c_text = c_attr->children; c_text != nullptr; c_text = c_text->next)
+    if (c_text->content != nullptr) value += Chars(c_text->content);
+  return value;
+}
+
+bool IsTypeAttribute(const xmlAttr* c_attr) noexcept {
+  return c_attr->ns != nullptr && std::string_view(Chars(c_attr->name)) == "type" &&
+         Uri(c_attr->ns) == kSchemaInstanceNamespace;
+}
+
+std::string TypePrefix(const xmlAttr* c_attr) {
+  const std::string value = AttributeValue(c_attr);
+  const std::size_t colon = value.find(':');
+  if (colon == value.npos) return {};
+  const std::size_t start = value.find_first_not_of(" \t\r\n");
+  return value.substr(start, colon - start);
+}
+
+}  // namespace cfgex

@@ -1,0 +1,243 @@
+#include "platform/dom/node_tree.h"
+
+#include <climits>
+
+#include "cfgex/com_error.h"
+#include "platform/dom/dom_document.h"
+#include "platform/dom/namespaces.h"
+#include "platform/os/encoding.h"
+
+namespace cfgex {
+namespace {
+
+template <class T>
+T* Made(T* c_object) {
+  if (c_object == nullptr) throw _com_error(_com_error::kOutOfMemory, "make a node");
+  return c_object;
+}
+
+}  // namespace
+
+// --- Ownership
+
+Fragment::~Fragment() {
+  if (c_root != nullptr) xmlFreeNode(c_root);
+  if (c_ownNs != nullptr) xmlFreeNs(c_ownNs);
+}
+
+Wrapper::Wrapper(Document& document, Fragment* fragment, xmlNode* c_node) noexcept
+    : m_pDocument(&document), m_pFragment(fragment), m_c_node(c_node) {
+  m_pDocument->AddRef();
+  if (m_pFragment != nullptr) ++m_pFragment->wrappers;
+  c_node->_private = this;
+}
+
+Wrapper::~Wrapper() {
+  m_c_node->_private = nullptr;
+  // The fragment's strings may live in the document's dictionary.
+  if (m_pFragment != nullptr && --m_pFragment->wrappers == 0) delete m_pFragment;
+  m_pDocument->Release();
+}
+
+Document& DocumentOf(const xmlNode* c_node) noexcept {
+  return *static_cast<Document*>(c_node->doc->_private);
+}
+
+// --- Shape and text
+
+bool IsBlank(const xmlNode* c_text) noexcept {
+  if (c_text->content == nullptr) return true;
+  for (const xmlChar* c = c_text->content; *c != 0; ++c)
+    if (*c != ' ' && *c != '\t' && *c != '\n' && *c != '\r') return false;
+  return true;
+}
+
+void ForgetDeclarationsBelow(xmlNode* c_element) noexcept {
+  for (xmlNode* c_node = NextInTree(c_element, c_element); c_node != nullptr;
+       c_node = NextInTree(c_node, c_element))
+    if (c_node->type == XML_ELEMENT_NODE) c_node->psvi = nullptr;
+}
+
+std::string TextOf(const xmlNode* c_node) {
+  std::string text;
+  ForEachText(c_node, [&text](const char* piece) { text += piece; });
+  return text;
+}
+
+// --- Making nodes
+
+std::string EngineText(std::wstring_view text) {
+  if (!IsXmlText(text))
+    throw _com_error(_com_error::kInvalidArgument, "a character that XML cannot carry");
+  std::string bytes = ToUtf8(text);
+  if (bytes.size() > INT_MAX / 2) throw _com_error(_com_error::kInvalidArgument, "text too long");
+  return bytes;
+}
+
+xmlNode* NewText(xmlDoc* c_document, const std::string& text) {
+  xmlNode* c_text = Made(xmlNewText(XmlChars(text.c_str())));
+  c_text->doc = c_document;
+  if (c_text->content == nullptr) {
+    xmlFreeNode(c_text);
+    Made<xmlNode>(nullptr);
+  }
+  return c_text;
+}
+
+const xmlChar* NewName(xmlDoc* c_document, const xmlChar* c_name) {
+  if (c_document->dict != nullptr)
+    if (const xmlChar* c_known = xmlDictExists(c_document->dict, c_name, -1)) return c_known;
+  return Made(xmlStrdup(c_name));
+}
+
+void FreeName(xmlDoc* c_document, const xmlChar* c_name) noexcept {
+  if (c_document->dict == nullptr || xmlDictOwns(c_document->dict, c_name) != 1)
+    xmlFree(const_cast<xmlChar*>(c_name));
+}
+
+xmlNode* NewElement(xmlDoc* c_document, const xmlChar* c_name) {
+  const xmlChar* c_ownName = NewName(c_document, c_name);
+  xmlNode* c_element =
+      xmlNewDocNodeEatName(c_document, nullptr, const_cast<xmlChar*>(c_ownName), nullptr);
+  if (c_element == nullptr) FreeName(c_document, c_ownName);
+  return Made(c_element);
+}
+
+xmlAttr* NewAttribute(xmlDoc* c_document, const xmlChar* c_name, const std::string& value) {
+  xmlAttr* c_attr = Made(xmlNewNsProp(nullptr, nullptr, c_name, XmlChars(value.c_str())));
+  // The engine made the name outside of any dictionary.
+  c_attr->doc = c_document;
+  if (c_attr->name == nullptr || c_attr->children == nullptr ||
+      c_attr->children->content == nullptr) {
+    xmlFreeProp(c_attr);
+    Made<xmlAttr>(nullptr);
+  }
+  c_attr->children->doc = c_document;
+  return c_attr;
+}
+
+void AppendAttribute(xmlNode* c_element, xmlAttr* c_attr) noexcept {
+  xmlAttr* c_last = c_element->properties;
+  while (c_last != nullptr && c_last->next != nullptr) c_last = c_last->next;
+  (c_last != nullptr ? c_last->next : c_element->properties) = c_attr;
+  c_attr->prev = c_last;
+  c_attr->next = nullptr;
+  c_attr->parent = c_element;
+}
+
+void AppendNs(xmlNode* c_element, xmlNs* c_ns) noexcept {
+  xmlNs** end = &c_element->nsDef;
+  while (*end != nullptr) end = &(*end)->next;
+  *end = c_ns;
+  c_ns->next = nullptr;
+}
+
+void RemoveNs(xmlNode* c_element, xmlNs* c_ns) noexcept {
+  xmlNs** at = &c_element->nsDef;
+  while (*at != c_ns) at = &(*at)->next;
+  *at = c_ns->next;
+  c_ns->next = nullptr;
+}
+
+// --- Copying
+
+namespace {
+
+class Copier {
+ public:
+  explicit Copier(const xmlNode* c_root) : m_c_source(c_root), m_c_document(c_root->doc) {}
+  xmlNode* Copy();
+
+ private:
+  NodePtr CopyNode(const xmlNode* c_node) const;
+  void CopyContent(const xmlNode* c_from, xmlNode* c_to);
+  xmlNs* CopiedNs(const xmlNode* c_to, xmlNs* c_ns);
+
+  const xmlNode* m_c_source;
+  xmlDoc* m_c_document;
+  NodePtr m_Root;
+};
+
+NodePtr Copier::CopyNode(const xmlNode* c_node) const {
+  xmlNode* c_copy = nullptr;
+  switch (c_node->type) {
+    case XML_ELEMENT_NODE:
+      c_copy = NewElement(m_c_document, c_node->name);
+      break;
+    case XML_CDATA_SECTION_NODE:
+      c_copy = xmlNewCDataBlock(m_c_document, c_node->content, xmlStrlen(c_node->content));
+      break;
+    case XML_COMMENT_NODE:
+      c_copy = xmlNewComment(c_node->content);
+      break;
+    case XML_PI_NODE:
+      c_copy = xmlNewDocPI(nullptr, c_node->name, c_node->content);
+      break;
+    default:
+      c_copy = xmlNewText(c_node->content);
+      break;
+  }
+  NodePtr copy(Made(c_copy));
+  copy->doc = m_c_document;
+  copy->line = c_node->line;
+  if (copy->content == nullptr && c_node->content != nullptr) Made<xmlNode>(nullptr);
+  return copy;
+}
+
+// The namespace of the copy, found by its prefix. One that is declared outside of the source is
+// declared on the copy's root.
+xmlNs* Copier::CopiedNs(const xmlNode* c_to, xmlNs* c_ns) {
+  if (Uri(c_ns) == Chars(XML_XML_NAMESPACE)) return c_ns;
+  xmlNs* c_copy = FindNs(c_to, Prefix(c_ns));
+  if (c_copy == nullptr) {
+    c_copy = NewNs(Prefix(c_ns), Uri(c_ns));
+    AppendNs(m_Root.get(), c_copy);
+  }
+  return c_copy;
+}
+
+void Copier::CopyContent(const xmlNode* c_from, xmlNode* c_to) {
+  for (const xmlNs* c_ns = c_from->nsDef; c_ns != nullptr; c_ns = c_ns->next)
+    AppendNs(c_to, NewNs(Prefix(c_ns), Uri(c_ns)));
+  if (c_from->ns != nullptr) c_to->ns = CopiedNs(c_to, c_from->ns);
+  for (const xmlAttr* c_attr = c_from->properties; c_attr != nullptr; c_attr = c_attr->next) {
+    xmlAttr* c_copy = NewAttribute(m_c_document, c_attr->name, AttributeValue(c_attr));
+    AppendAttribute(c_to, c_copy);
+    if (c_attr->ns != nullptr) c_copy->ns = CopiedNs(c_to, c_attr->ns);
+    if (!IsTypeAttribute(c_attr)) continue;
+    xmlNs* c_typeNs = FindNs(c_from, TypePrefix(c_attr));
+    if (!Uri(c_typeNs).empty()) CopiedNs(c_to, c_typeNs);
+  }
+}
+
+xmlNode* Copier::Copy() {
+  xmlNode* c_to = nullptr;
+  for (const xmlNode* c_from = m_c_source; c_from != nullptr;) {
+    NodePtr copy = CopyNode(c_from);
+    xmlNode* c_copy = copy.get();
+    if (c_to == nullptr) {
+      m_Root = std::move(copy);
+    } else {
+      c_copy->parent = c_to;
+      c_copy->prev = c_to->last;
+      (c_to->last != nullptr ? c_to->last->next : c_to->children) = copy.release();
+      c_to->last = c_copy;
+    }
+    if (c_from->type == XML_ELEMENT_NODE) CopyContent(c_from, c_copy);
+
+    const xmlNode* c_next = NextInTree(c_from, m_c_source);
+    if (c_next == nullptr) break;
+    // `c_to` follows the parent of what comes next.
+    c_to = c_copy;
+    for (const xmlNode* c_up = c_from; c_up != c_next->parent; c_up = c_up->parent)
+      c_to = c_to->parent;
+    c_from = c_next;
+  }
+  return m_Root.release();
+}
+
+}  // namespace
+
+xmlNode* CopyTree(const xmlNode* c_root) { return Copier(c_root).Copy(); }
+
+}  // namespace cfgex

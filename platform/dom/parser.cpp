@@ -1,0 +1,134 @@
+#include "platform/dom/parser.h"
+
+#include <libxml/SAX2.h>
+#include <libxml/parser.h>
+#include <libxml/parserInternals.h>
+
+#include <climits>
+
+#include "cfgex/com_error.h"
+#include "platform/dom/dom.h"
+#include "platform/dom/engine.h"
+#include "platform/dom/node_tree.h"
+
+namespace cfgex {
+namespace {
+
+// What one run of the parser remembers beside the engine's own state.
+struct Run {
+  int depth = 0;
+  bool refused = false;
+};
+
+void Refuse(xmlParserCtxt* c_parser) {
+  static_cast<Run*>(c_parser->_private)->refused = true;
+  xmlStopParser(c_parser);
+}
+
+void IgnoreError(void* /*context*/, xmlErrorPtr /*error*/) {}
+
+// Comes before anything of the declaration's own content is read.
+void OnDocumentType(void* context, const xmlChar*, const xmlChar*, const xmlChar*) {
+  Refuse(static_cast<xmlParserCtxt*>(context));
+}
+
+void OnStartElement(void* context, const xmlChar* localName, const xmlChar* prefix,
+                    const xmlChar* uri, int namespaces, const xmlChar** namespaceList,
+                    int attributes, int defaulted, const xmlChar** attributeList) {
+  auto* c_parser = static_cast<xmlParserCtxt*>(context);
+  if (++static_cast<Run*>(c_parser->_private)->depth > kMaxDepth) {
+    Refuse(c_parser);
+    return;
+  }
+  xmlSAX2StartElementNs(context, localName, prefix, uri, namespaces, namespaceList, attributes,
+                        defaulted, attributeList);
+}
+
+// Drops the white space between the children of an element that holds elements and no other text.
+void DropBlanks(xmlNode* c_element) {
+  bool elements = false;
+  bool blanks = false;
+  for (const xmlNode* c_child = c_element->children; c_child != nullptr; c_child = c_child->next) {
+    if (c_child->type == XML_ELEMENT_NODE) {
+      elements = true;
+    } else if (IsTextNode(c_child)) {
+      if (!IsBlank(c_child)) return;
+      blanks = blanks || c_child->type == XML_TEXT_NODE;
+    }
+  }
+  if (!elements || !blanks) return;
+  for (xmlNode* c_child = c_element->children; c_child != nullptr;) {
+    xmlNode* c_next = c_child->next;
+    if (c_child->type == XML_TEXT_NODE) {
+      xmlUnlinkNode(c_child);
+      xmlFreeNode(c_child);
+    }
+    c_child = c_next;
+  }
+}
+
+void OnEndElement(void* context, const xmlChar* localName, const xmlChar* prefix,
+                  const xmlChar* uri) {
+  auto* c_parser = static_cast<xmlParserCtxt*>(context);
+  --static_cast<Run*>(c_parser->_private)->depth;
+  xmlNode* c_element = c_parser->node;
+  xmlSAX2EndElementNs(context, localName, prefix, uri);
+  // The engine's stack of xml:space has 1 on top for "preserve".
+  const bool preserve = c_parser->space != nullptr && *c_parser->space == 1;
+  if (c_element != nullptr && !preserve) DropBlanks(c_element);
+}
+
+struct FreeParser {
+  void operator()(xmlParserCtxt* c_parser) const noexcept {
+    if (c_parser->myDoc != nullptr) xmlFreeDoc(c_parser->myDoc);
+    c_parser->myDoc = nullptr;
+    xmlFreeParserCtxt(c_parser);
+  }
+};
+
+void SetUp(xmlParserCtxt* c_parser, TextEncoding encoding, Run& run) {
+  // HUGE lifts the engine's own limits, as 10 MB for one text; the nesting is limited here.
+  int options = XML_PARSE_NONET | XML_PARSE_HUGE | XML_PARSE_COMPACT | XML_PARSE_BIG_LINES;
+  if (encoding == TextEncoding::kUtf8) options |= XML_PARSE_IGNORE_ENC;
+  xmlCtxtUseOptions(c_parser, options);
+  c_parser->keepBlanks = 1;              // whatever default the application has set
+  c_parser->loadsubset |= XML_SKIP_IDS;  // no table of xml:id, that moved nodes would be stale in
+  c_parser->_private = &run;
+  xmlSAXHandler& handler = *c_parser->sax;
+  handler.initialized = XML_SAX2_MAGIC;
+  handler.serror = IgnoreError;
+  handler.error = nullptr;
+  handler.warning = nullptr;
+  handler.fatalError = nullptr;
+  handler.internalSubset = OnDocumentType;
+  handler.startElementNs = OnStartElement;
+  handler.endElementNs = OnEndElement;
+}
+
+}  // namespace
+
+XmlDocPtr ParseXml(std::string_view bytes, TextEncoding encoding, const std::string& url) {
+  if (bytes.empty() || bytes.size() > INT_MAX) return nullptr;
+  // A null character is no XML; left in, the engine could take the text for UTF-16.
+  if (encoding == TextEncoding::kUtf8 && bytes.find('\0') != bytes.npos) return nullptr;
+
+  const EngineScope scope;
+  std::unique_ptr<xmlParserCtxt, FreeParser> parser(
+      xmlCreateMemoryParserCtxt(bytes.data(), static_cast<int>(bytes.size())));
+  if (parser == nullptr) throw _com_error(_com_error::kOutOfMemory, "parse");
+  Run run;
+  SetUp(parser.get(), encoding, run);
+  xmlParseDocument(parser.get());
+  if (parser->errNo == XML_ERR_NO_MEMORY) throw _com_error(_com_error::kOutOfMemory, "parse");
+  if (parser->wellFormed == 0 || parser->nsWellFormed == 0 || run.refused) return nullptr;
+
+  XmlDocPtr document(std::exchange(parser->myDoc, nullptr));
+  if (document != nullptr && !url.empty()) {
+    xmlFree(const_cast<xmlChar*>(document->URL));
+    document->URL = xmlStrdup(reinterpret_cast<const xmlChar*>(url.c_str()));
+    if (document->URL == nullptr) throw _com_error(_com_error::kOutOfMemory, "parse");
+  }
+  return document;
+}
+
+}  // namespace cfgex

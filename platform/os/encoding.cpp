@@ -1,0 +1,198 @@
+#include "platform/os/encoding.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <new>
+#include <span>
+#include <stdexcept>
+
+#include "cfgex/com_error.h"
+
+namespace cfgex {
+
+namespace {
+
+static_assert(sizeof(wchar_t) == 4, "a wide character is one code point here");
+
+struct Range {
+  std::uint32_t first, last;
+};
+
+// NameStartChar beyond ASCII, and what NameChar adds to it there.
+constexpr Range kNameStart[] = {{0xC0, 0xD6},     {0xD8, 0xF6},     {0xF8, 0x2FF},
+                                {0x370, 0x37D},   {0x37F, 0x1FFF},  {0x200C, 0x200D},
+                                {0x2070, 0x218F}, {0x2C00, 0x2FEF}, {0x3001, 0xD7FF},
+                                {0xF900, 0xFDCF}, {0xFDF0, 0xFFFD}, {0x10000, 0xEFFFF}};
+constexpr Range kNameMore[] = {{0xB7, 0xB7}, {0x300, 0x36F}, {0x203F, 0x2040}};
+
+bool IsIn(std::span<const Range> ranges, std::uint32_t code) noexcept {
+  return std::any_of(ranges.begin(), ranges.end(), [code](const Range& range) {
+    return range.first <= code && code <= range.last;
+  });
+}
+
+std::uint32_t CodeOf(wchar_t character) noexcept { return static_cast<std::uint32_t>(character); }
+
+bool IsSurrogate(std::uint32_t code) noexcept { return code >= 0xD800 && code <= 0xDFFF; }
+
+bool IsScalarValue(std::uint32_t code) noexcept { return code <= 0x10FFFF && !IsSurrogate(code); }
+
+bool IsNameStart(std::uint32_t code) noexcept {
+  if (code < 0x80) return (code | 0x20) - 'a' < 26u || code == '_';
+  return IsIn(kNameStart, code);
+}
+
+bool IsNameCharacter(std::uint32_t code) noexcept {
+  if (code < 0x80) return IsNameStart(code) || code - '0' < 10u || code == '-' || code == '.';
+  return IsIn(kNameStart, code) || IsIn(kNameMore, code);
+}
+
+[[noreturn]] void RaiseMalformed(const char* what) {
+  throw _com_error(_com_error::kInvalidArgument, what);
+}
+
+// Runs a conversion; that its result does not fit into memory is a failure like any other.
+template <class Conversion>
+auto WithMemory(const char* name, Conversion&& conversion) {
+  try {
+    return conversion();
+  } catch (const std::bad_alloc&) {
+    throw _com_error(_com_error::kOutOfMemory, name);
+  } catch (const std::length_error&) {
+    throw _com_error(_com_error::kOutOfMemory, name);
+  }
+}
+
+constexpr char kWideMalformed[] = "wide text: a character is no Unicode scalar value";
+
+// How many bytes the text takes. Raises for a character that has no encoding.
+std::size_t Utf8Length(std::wstring_view text) {
+  std::size_t length = 0;
+  for (const wchar_t character : text) {
+    const std::uint32_t code = CodeOf(character);
+    if (!IsScalarValue(code)) RaiseMalformed(kWideMalformed);
+    length += code < 0x80 ? 1 : code < 0x800 ? 2 : code < 0x10000 ? 3 : 4;
+  }
+  return length;
+}
+
+char* PutUtf8(char* out, std::uint32_t code) noexcept {
+  const auto put = [&out](std::uint32_t byte) { *out++ = static_cast<char>(byte); };
+  if (code < 0x80) {
+    put(code);
+  } else if (code < 0x800) {
+    put(0xC0 | code >> 6);
+    put(0x80 | (code & 0x3F));
+  } else if (code < 0x10000) {
+    put(0xE0 | code >> 12);
+    put(0x80 | (code >> 6 & 0x3F));
+    put(0x80 | (code & 0x3F));
+  } else {
+    put(0xF0 | code >> 18);
+    put(0x80 | (code >> 12 & 0x3F));
+    put(0x80 | (code >> 6 & 0x3F));
+    put(0x80 | (code & 0x3F));
+  }
+  return out;
+}
+
+// Reads the sequence of several bytes that starts at `position`, and moves past it.
+std::uint32_t TakeSequence(std::string_view text, std::size_t& position) {
+  const auto byte = [text](std::size_t at) { return static_cast<std::uint8_t>(text[at]); };
+  const std::uint32_t lead = byte(position);
+  // A lead byte below 0xC2 or above 0xF4 starts nothing: a stray trail byte, an overlong form or a
+  // number beyond U+10FFFF.
+  if (lead < 0xC2 || lead > 0xF4) RaiseMalformed("UTF-8: a byte that starts no character");
+  const std::size_t trail = lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
+  if (text.size() - position <= trail) RaiseMalformed("UTF-8: the last character is cut off");
+
+  std::uint32_t code = lead & (0x3Fu >> trail);
+  for (std::size_t i = 1; i <= trail; ++i) {
+    const std::uint32_t next = byte(position + i);
+    if ((next & 0xC0) != 0x80) RaiseMalformed("UTF-8: a character is broken off");
+    code = code << 6 | (next & 0x3F);
+  }
+  constexpr std::uint32_t kLeast[] = {0, 0x80, 0x800, 0x10000};
+  if (code < kLeast[trail] || !IsScalarValue(code)) {
+    RaiseMalformed("UTF-8: an overlong form, a surrogate or a number beyond U+10FFFF");
+  }
+  position += trail + 1;
+  return code;
+}
+
+}  // namespace
+
+std::string ToUtf8(std::wstring_view text) {
+  return WithMemory("ToUtf8", [text] {
+    const std::size_t length = Utf8Length(text);
+    std::string result(length, '\0');
+    if (length == text.size()) {  // all ASCII
+      std::transform(text.begin(), text.end(), result.begin(),
+                     [](wchar_t character) { return static_cast<char>(character); });
+      return result;
+    }
+    char* out = result.data();
+    for (const wchar_t character : text) out = PutUtf8(out, CodeOf(character));
+    return result;
+  });
+}
+
+std::wstring FromUtf8(std::string_view text) {
+  return WithMemory("FromUtf8", [text] {
+    // As many characters as there are bytes that are no trail bytes.
+    const auto count = std::count_if(text.begin(), text.end(), [](char byte) {
+      return (static_cast<std::uint8_t>(byte) & 0xC0) != 0x80;
+    });
+    std::wstring result;
+    result.reserve(static_cast<std::size_t>(count));
+    for (std::size_t position = 0; position < text.size();) {
+      const std::size_t start = position;
+      while (position < text.size() && static_cast<std::uint8_t>(text[position]) < 0x80) ++position;
+      result.append(text.begin() + static_cast<std::ptrdiff_t>(start),
+                    text.begin() + static_cast<std::ptrdiff_t>(position));
+      if (position < text.size()) {
+        result.push_back(static_cast<wchar_t>(TakeSequence(text, position)));
+      }
+    }
+    return result;
+  });
+}
+
+std::string ToUtf16Le(std::wstring_view text) {
+  return WithMemory("ToUtf16Le", [text] {
+    std::string result;
+    result.reserve(text.size() * 2);
+    const auto put = [&result](std::uint32_t unit) {
+      result.push_back(static_cast<char>(unit & 0xFF));
+      result.push_back(static_cast<char>(unit >> 8));
+    };
+    for (const wchar_t character : text) {
+      const std::uint32_t code = CodeOf(character);
+      if (!IsScalarValue(code)) RaiseMalformed(kWideMalformed);
+      if (code < 0x10000) {
+        put(code);
+      } else {
+        put(0xD800 + ((code - 0x10000) >> 10));
+        put(0xDC00 + ((code - 0x10000) & 0x3FF));
+      }
+    }
+    return result;
+  });
+}
+
+bool IsXmlText(std::wstring_view text) noexcept {
+  return std::all_of(text.begin(), text.end(), [](wchar_t character) {
+    const std::uint32_t code = CodeOf(character);
+    if (code < 0x20) return code == '\t' || code == '\n' || code == '\r';
+    return IsScalarValue(code) && code != 0xFFFE && code != 0xFFFF;
+  });
+}
+
+bool IsNCName(std::wstring_view text) noexcept {
+  if (text.empty() || !IsNameStart(CodeOf(text.front()))) return false;
+  return std::all_of(text.begin() + 1, text.end(),
+                     [](wchar_t character) { return IsNameCharacter(CodeOf(character)); });
+}
+
+}  // namespace cfgex

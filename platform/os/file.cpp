@@ -1,0 +1,140 @@
+#include "platform/os/file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <exception>
+#include <new>
+
+#include "cfgex/com_error.h"
+#include "platform/os/encoding.h"
+#include "platform/os/file_calls.h"
+#include "platform/os/file_replace.h"
+
+namespace cfgex {
+
+namespace {
+
+using file_calls::Descriptor;
+using file_calls::RaiseErrno;
+
+std::string PathBytes(const std::wstring& path) {
+  if (path.find(L'\0') != std::wstring::npos) {
+    throw _com_error(_com_error::kInvalidArgument, "path: a null character");
+  }
+  return ToUtf8(path);
+}
+
+// Opens a regular file for reading. Anything else is refused, and none of it keeps the caller
+// waiting.
+Descriptor OpenSource(const std::string& path, struct stat& status) {
+  Descriptor file(file_calls::Open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY));
+  if (!file.IsOpen()) RaiseErrno("open", path, errno);
+  if (file_calls::Status(file.Get(), status) != 0) RaiseErrno("fstat", path, errno);
+  if (!S_ISREG(status.st_mode)) RaiseErrno("open", path, S_ISDIR(status.st_mode) ? EISDIR : EINVAL);
+  return file;
+}
+
+// As many bytes as one call gives; 0 at the end.
+std::size_t ReadSome(int descriptor, char* buffer, std::size_t size, const std::string& path) {
+  ssize_t count = 0;
+  do {
+    count = file_calls::Read(descriptor, buffer, size);
+  } while (count < 0 && errno == EINTR);
+  if (count < 0) RaiseErrno("read", path, errno);
+  return static_cast<std::size_t>(count);
+}
+
+std::string ReadAll(const std::string& path) {
+  constexpr std::size_t kLargest = INT_MAX;
+  constexpr std::size_t kLargestStep = std::size_t{64} << 20;
+  struct stat status;
+  const Descriptor file = OpenSource(path, status);
+  // The size told is where to start; the end is where reading says it is.
+  std::size_t step = static_cast<std::size_t>(status.st_size) + 1;
+  std::string content;
+  std::size_t filled = 0;
+  for (;;) {
+    if (filled == content.size()) {
+      if (filled > kLargest) RaiseErrno("read", path, EFBIG);
+      content.resize(filled + std::clamp(step, std::size_t{4096}, kLargestStep));
+      step = content.size();
+    }
+    const std::size_t count =
+        ReadSome(file.Get(), content.data() + filled, content.size() - filled, path);
+    if (count == 0) break;
+    filled += count;
+  }
+  if (filled > kLargest) RaiseErrno("read", path, EFBIG);
+  content.resize(filled);
+  return content;
+}
+
+void CopyContent(int from, const std::string& source, int to, const std::string& target) {
+  // From the start, in case this is the second way that is tried.
+  if (file_calls::Seek(from, 0) != 0) RaiseErrno("lseek", source, errno);
+  constexpr std::size_t kStep = 65536;
+  std::array<char, kStep> buffer;
+  for (;;) {
+    const std::size_t count = ReadSome(from, buffer.data(), buffer.size(), source);
+    if (count == 0) return;
+    WriteFully(to, buffer.data(), count, target);
+  }
+}
+
+void Copy(const std::string& source, const std::string& target, bool failIfExists) {
+  struct stat opened;
+  const Descriptor from = OpenSource(source, opened);
+  const std::string resolved = FollowLinks(target);
+  struct stat existing;
+  const bool same = file_calls::LinkStatus(resolved.c_str(), existing) == 0 &&
+                    existing.st_dev == opened.st_dev && existing.st_ino == opened.st_ino;
+  if (same && !failIfExists) return;
+  // A copy is no more open to others than its source. Its owner can write it, so that the next copy
+  // can replace it.
+  const mode_t mode = (opened.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO)) | S_IRUSR | S_IWUSR;
+  ReplaceContent(resolved, mode, failIfExists,
+                 [&](int to) { CopyContent(from.Get(), source, to, resolved); });
+}
+
+}  // namespace
+
+bool ReadWholeFile(const std::wstring& path, std::string& content) noexcept {
+  try {
+    content = ReadAll(PathBytes(path));
+    return true;
+  } catch (const std::exception&) {
+    return false;
+  }
+}
+
+void ReplaceFile(const std::wstring& path, std::string_view content) {
+  try {
+    const std::string target = FollowLinks(PathBytes(path));
+    constexpr mode_t kEverybody = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
+    ReplaceContent(target, kEverybody, false, [&](int descriptor) {
+      WriteFully(descriptor, content.data(), content.size(), target);
+    });
+  } catch (const std::bad_alloc&) {
+    throw _com_error(_com_error::kOutOfMemory, "ReplaceFile");
+  }
+}
+
+}  // namespace cfgex
+
+namespace OS {
+
+bool CopyFileW(const std::wstring& source, const std::wstring& target, bool failIfExists) noexcept {
+  try {
+    cfgex::Copy(cfgex::PathBytes(source), cfgex::PathBytes(target), failIfExists);
+    return true;
+  } catch (const std::exception&) {
+    return false;
+  }
+}
+
+}  // namespace OS

@@ -1,0 +1,255 @@
+#include "platform/schema/instance_generator.h"
+
+#include <algorithm>
+#include <unordered_set>
+
+#include "platform/dom/dom_node.h"
+#include "platform/dom/namespaces.h"
+#include "platform/os/encoding.h"
+
+namespace cfgex {
+namespace {
+
+// A member of a substitution group in the place of its head: how often it occurs is the place's.
+class MemberInPlace final : public Counted<ISchemaElement> {
+ public:
+  MemberInPlace(SchemaElement& member, SchemaElement& place) : m_Member(&member), m_Place(&place) {}
+
+  const std::wstring& get_name() override { return m_Member->get_name(); }
+  ComPtr<ISchema> get_schema() override { return m_Member->get_schema(); }
+  const std::wstring& get_minOccurs() override { return m_Place->get_minOccurs(); }
+  ComPtr<ISchemaType> get_type() override { return m_Member->get_type(); }
+  const std::wstring& get_defaultValue() override { return m_Member->get_defaultValue(); }
+  const std::wstring& get_fixedValue() override { return m_Member->get_fixedValue(); }
+
+ private:
+  ComPtr<ISchemaElement> m_Member;
+  ComPtr<ISchemaElement> m_Place;
+};
+
+class ElementInfo final : public CSchemaElementInfo {
+ public:
+  ElementInfo(const ComPtr<ISchemaElement>& declaration, const ComPtr<IXMLDOMElement>& node)
+      : m_Declaration(declaration), m_Node(node) {}
+
+  ComPtr<ISchemaElement> GetDeclaration() override { return m_Declaration; }
+  ComPtr<IXMLDOMNode> GetNode() override { return m_Node; }
+  void SetOmitted(bool omitted) override { m_IsOmitted = omitted; }
+  bool IsOmitted() const { return m_IsOmitted; }
+
+ private:
+  ComPtr<ISchemaElement> m_Declaration;
+  ComPtr<IXMLDOMElement> m_Node;
+  bool m_IsOmitted = false;
+};
+
+// An optional element is offered to the callback once.
+std::uint64_t Copies(const Particle& particle) {
+  switch (particle.kind) {
+    case ParticleKind::kElement:
+      return std::max<std::uint64_t>(particle.min, 1);
+    case ParticleKind::kGroup:
+      return particle.min;
+    case ParticleKind::kWildcard:
+      break;
+  }
+  return 0;
+}
+
+bool TakesText(const SchemaType& type) {
+  return type.complex == nullptr || type.complex->has_simple_content || type.complex->is_mixed;
+}
+
+bool DerivesFrom(const SchemaType& type, const SchemaType& ancestor) {
+  const SchemaType* at = &type;
+  while (at != nullptr && at != &ancestor) at = at->base;
+  return at != nullptr;
+}
+
+const std::wstring& ValueOf(const std::wstring& fixed, const std::wstring& otherwise) {
+  return fixed.empty() ? otherwise : fixed;
+}
+
+// "prefix:" for a name in a namespace, which is declared on the element if it is not yet; nothing
+// for a name in none.
+std::wstring PrefixFor(IXMLDOMElement& element, const std::string& uri) {
+  if (uri.empty()) return {};
+  if (uri == Chars(XML_XML_NAMESPACE)) return L"xml:";
+  const xmlNode* c_element = EngineNode(&element);
+  if (const xmlNs* c_known = FindNsByUri(c_element, uri)) return FromUtf8(Prefix(c_known)) + L":";
+  std::wstring prefix = L"xsi";
+  if (uri != kSchemaInstanceNamespace) {
+    int number = 1;
+    do prefix = L"ns" + std::to_wstring(number++);
+    while (OwnNs(c_element, ToUtf8(prefix)) != nullptr);
+  }
+  element.setAttribute(L"xmlns:" + prefix, FromUtf8(uri));
+  return prefix + L":";
+}
+
+// Puts a new element into its namespace: the default one, or with `prefixed` one with a prefix, the
+// default one then being none.
+void SetNamespace(IXMLDOMElement& element, const std::string& uri, bool prefixed) {
+  xmlNode* c_element = EngineNode(&element);
+  xmlNs* c_ns = NewNs(prefixed ? "ns" : "", uri);
+  AppendNs(c_element, c_ns);
+  c_element->ns = c_ns;
+  if (prefixed) AppendNs(c_element, NewNs("", ""));
+}
+
+}  // namespace
+
+ComPtr<IXMLDOMElement> InstanceGenerator::Generate(const InstanceRoot& root) {
+  // What is asked for by its name has that name: nothing stands for it.
+  const bool is_abstract = root.element != nullptr
+                               ? root.element->is_abstract
+                               : root.type->complex && root.type->complex->is_abstract;
+  if (is_abstract) return nullptr;
+  const SchemaType* type = root.type;
+  if (root.element != nullptr) type = ConcreteType(*root.element->type);
+  if (type == nullptr) return nullptr;
+
+  m_Callback.OnStart();
+  const NameKey name = root.element != nullptr ? root.element->Key() : type->Key();
+  const ComPtr<IXMLDOMElement> node = NewNode(name, root.element, *type);
+  IsOmitted(ComPtr<ISchemaElement>(root.element), node);
+  bool is_finite = OpenContent(node, root.element, *type, true);
+  while (is_finite && !m_Levels.empty()) is_finite = Step();
+  m_Callback.OnEnd();
+  return is_finite ? node : nullptr;
+}
+
+// Goes on at the innermost level. False when there is no finite form.
+bool InstanceGenerator::Step() {
+  Level& level = m_Levels.back();
+  if (level.at == level.particles.size()) {
+    if (level.is_content) --m_Depth;
+    m_Levels.pop_back();
+    return true;
+  }
+  const Particle& particle = *level.particles[level.at];
+  const std::uint64_t copies = Copies(particle);
+  if (level.made == copies) {
+    ++level.at;
+    level.made = 0;
+    return true;
+  }
+  if (copies - level.made > m_Left) return false;
+  ++level.made;
+  --m_Left;
+  const ComPtr<IXMLDOMElement> parent = level.node;  // the level moves when another is opened
+  if (particle.kind == ParticleKind::kElement) return AddElement(particle, parent);
+  OpenGroup(*particle.group, parent);
+  return true;
+}
+
+bool InstanceGenerator::AddElement(const Particle& particle, const ComPtr<IXMLDOMElement>& parent) {
+  SchemaElement& place = *particle.element;
+  const bool is_required = particle.min > 0;
+  SchemaElement* element = ConcreteElement(place);
+  const SchemaType* type = element == nullptr ? nullptr : ConcreteType(*element->type);
+  if (type == nullptr) return !is_required;
+
+  ComPtr<ISchemaElement> declaration(element);
+  if (element != &place) declaration = MakeCounted<MemberInPlace>(*element, place);
+  const ComPtr<IXMLDOMElement> node = NewNode(element->Key(), element, *type);
+  if (m_Depth < kMaxDepth) parent->appendChild(node);  // too deep, it can only be left out
+  if (IsOmitted(declaration, node)) {
+    if (const auto holder = node->get_parentNode()) holder->removeChild(node);
+    return true;
+  }
+  return OpenContent(node, element->declaration, *type, is_required);
+}
+
+void InstanceGenerator::OpenGroup(const ModelGroup& group, const ComPtr<IXMLDOMElement>& parent) {
+  Level level{.node = parent};
+  for (const Particle& particle : group.particles) {
+    level.particles.push_back(&particle);
+    if (group.compositor == Compositor::kChoice) break;
+  }
+  m_Levels.push_back(std::move(level));
+}
+
+bool InstanceGenerator::OpenContent(const ComPtr<IXMLDOMElement>& node,
+                                    const SchemaElement* declaration, const SchemaType& type,
+                                    bool is_required) {
+  if (is_required && declaration != nullptr && IsRequiredByItself(*declaration)) return false;
+  if (++m_Depth > kMaxDepth) return false;
+  Level level{
+      .node = node, .is_content = true, .declaration = declaration, .is_required = is_required};
+  if (type.complex != nullptr) level.particles = EffectiveContent(*type.complex);
+  m_Levels.push_back(std::move(level));
+  return true;
+}
+
+bool InstanceGenerator::IsRequiredByItself(const SchemaElement& declaration) const {
+  for (auto level = m_Levels.rbegin(); level != m_Levels.rend(); ++level) {
+    if (!level->is_content) continue;
+    if (level->declaration == &declaration) return true;
+    if (!level->is_required) return false;
+  }
+  return false;
+}
+
+ComPtr<IXMLDOMElement> InstanceGenerator::NewNode(const NameKey& name,
+                                                  const SchemaElement* declaration,
+                                                  const SchemaType& type) {
+  ComPtr<IXMLDOMElement> node = m_Document.createElement(FromUtf8(name.name));
+  const bool names_type = declaration != nullptr && declaration->type != &type;
+  // A type without a namespace can be named only where there is no default one.
+  const bool prefixed = names_type && type.ns.empty();
+  if (!name.ns.empty()) SetNamespace(*node, std::string(name.ns), prefixed);
+  if (names_type) {
+    const std::wstring xsi = PrefixFor(*node, kSchemaInstanceNamespace);
+    node->setAttribute(xsi + L"type", PrefixFor(*node, type.ns) + type.name);
+  }
+  if (type.complex != nullptr) {
+    for (const AttributeUse* use : EffectiveAttributes(*type.complex)) {
+      if (use->use == AttributeUseKind::kRequired)
+        node->setAttribute(PrefixFor(*node, use->ns) + use->name,
+                           ValueOf(use->fixed_value, use->default_value));
+    }
+  }
+  if (declaration != nullptr && TakesText(type)) {
+    const std::wstring& text = ValueOf(declaration->fixed_value, declaration->default_value);
+    if (!text.empty()) node->put_text(text);
+  }
+  return node;
+}
+
+bool InstanceGenerator::IsOmitted(const ComPtr<ISchemaElement>& declaration,
+                                  const ComPtr<IXMLDOMElement>& node) {
+  ElementInfo info(declaration, node);
+  m_Callback.OnElement(info);
+  return info.IsOmitted();
+}
+
+SchemaElement* InstanceGenerator::ConcreteElement(SchemaElement& place) {
+  if (!place.is_abstract) return &place;
+  const auto [found, added] = m_Members.try_emplace(place.declaration, nullptr);
+  if (added) {
+    const auto all = AllSubstitutes(place);
+    const std::unordered_set<const SchemaElement*> members(all.begin(), all.end());
+    const auto first = std::find_if(
+        m_Model.elements.begin(), m_Model.elements.end(),
+        [&](const auto& element) { return !element.is_abstract && members.contains(&element); });
+    if (first != m_Model.elements.end()) found->second = &*first;
+  }
+  return found->second;
+}
+
+SchemaType* InstanceGenerator::ConcreteType(SchemaType& declared) {
+  if (declared.complex == nullptr || !declared.complex->is_abstract) return &declared;
+  const auto [found, added] = m_Derived.try_emplace(&declared, nullptr);
+  if (added) {
+    auto& types = m_Model.complex_types;
+    const auto first = std::find_if(types.begin(), types.end(), [&](const ComplexType& type) {
+      return !type.is_abstract && m_Model.FindType(type.Key()) == &type &&
+             DerivesFrom(type, declared);
+    });
+    if (first != types.end()) found->second = &*first;
+  }
+  return found->second;
+}
+
+}  // namespace cfgex

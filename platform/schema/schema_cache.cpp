@@ -1,0 +1,216 @@
+#include "platform/schema/schema_cache.h"
+
+#include <libxml/valid.h>
+
+#include <vector>
+
+#include "platform/dom/dom_document.h"
+#include "platform/dom/dom_node.h"
+#include "platform/dom/engine.h"
+#include "platform/dom/namespaces.h"
+#include "platform/dom/node_tree.h"
+#include "platform/fault_point.h"
+#include "platform/os/encoding.h"
+#include "platform/schema/schema_documents.h"
+#include "platform/schema/schema_reader.h"
+#include "platform/schema/schema_separation.h"
+
+namespace cfgex {
+namespace {
+
+struct FreeSchemaParser {
+  void operator()(xmlSchemaParserCtxt* context) const noexcept { xmlSchemaFreeParserCtxt(context); }
+};
+struct FreeValidator {
+  void operator()(xmlSchemaValidCtxt* context) const noexcept { xmlSchemaFreeValidCtxt(context); }
+};
+
+// The first error that the engine reports. It calls from C code, so nothing may be raised there.
+struct FirstError {
+  long code = 0;
+  long line = 0;
+  std::string message;
+
+  static void Take(void* self, xmlErrorPtr error) noexcept {
+    auto& first = *static_cast<FirstError*>(self);
+    if (first.code != 0 || error == nullptr || error->level < XML_ERR_ERROR) return;
+    first.code = error->code != 0 ? error->code : XML_ERR_INTERNAL_ERROR;
+    first.line = error->line;
+    try {
+      if (error->message != nullptr) first.message = error->message;
+      while (!first.message.empty() && first.message.back() == '\n') first.message.pop_back();
+    } catch (const std::bad_alloc&) {
+      first.message.clear();
+    }
+  }
+};
+
+XmlSchemaPtr Compile(xmlDoc* c_document) {
+  FirstError error;
+  const std::unique_ptr<xmlSchemaParserCtxt, FreeSchemaParser> context(
+      xmlSchemaNewDocParserCtxt(c_document));
+  if (context == nullptr) throw _com_error(_com_error::kOutOfMemory, "add");
+  xmlSchemaSetParserStructuredErrors(context.get(), &FirstError::Take, &error);
+  XmlSchemaPtr schema(xmlSchemaParse(context.get()));
+  if (schema == nullptr) {
+    throw _com_error(_com_error::kFail, "add: schema refused, line " + std::to_string(error.line) +
+                                            ": " + error.message);
+  }
+  return schema;
+}
+
+// Takes back what validating leaves in a document: tables of the attributes of the types ID and
+// IDREF, which would grow with each validation, and the marks on these attributes, which would keep
+// them from being looked at again.
+void ForgetIds(xmlDoc* c_document) noexcept {
+  if (c_document->ids == nullptr && c_document->refs == nullptr) return;
+  const auto* c_root = reinterpret_cast<xmlNode*>(c_document);
+  for (xmlNode* c_node = c_document->children; c_node != nullptr;
+       c_node = NextInTree(c_node, c_root)) {
+    if (c_node->type != XML_ELEMENT_NODE) continue;
+    for (xmlAttr* c_attr = c_node->properties; c_attr != nullptr; c_attr = c_attr->next)
+      c_attr->atype = static_cast<xmlAttributeType>(0);
+  }
+  xmlFreeIDTable(static_cast<xmlIDTable*>(std::exchange(c_document->ids, nullptr)));
+  xmlFreeRefTable(static_cast<xmlRefTable*>(std::exchange(c_document->refs, nullptr)));
+}
+
+// The marks of invariant 3: for an element without declaration, below which nothing has one, or
+// what has a global one does.
+char g_NoneMark;
+char g_LaxMark;
+
+void Remember(xmlNode* c_element, const Match& match) noexcept {
+  c_element->psvi = match.declaration != nullptr ? static_cast<void*>(match.declaration)
+                    : match.lax                  ? &g_LaxMark
+                                                 : &g_NoneMark;
+}
+
+Match Recall(const xmlNode* c_element) noexcept {
+  if (c_element->psvi == &g_NoneMark) return {};
+  if (c_element->psvi == &g_LaxMark) return {nullptr, true};
+  return {static_cast<SchemaElement*>(c_element->psvi), false};
+}
+
+NameKey KeyOf(const xmlNode* c_element) noexcept {
+  return {Uri(c_element->ns), Chars(c_element->name)};
+}
+
+}  // namespace
+
+void SchemaCache::add(std::wstring_view namespaceUri, const ComPtr<IXMLDOMDocument2>& document) {
+  if (!document) throw _com_error(_com_error::kPointer, "add: no schema document");
+  Add(namespaceUri, EngineDocument(document.get()));
+}
+
+void SchemaCache::Add(std::wstring_view namespaceUri, xmlDoc* c_document) {
+  RaiseFaultHere("add");
+  const EngineScope scope;
+  if (m_Model != nullptr)
+    throw _com_error(_com_error::kFail, "add: the cache has a schema already");
+  SchemaDocuments documents(c_document);
+  if (ToUtf8(namespaceUri) != TokenAttribute(documents.Main().Root(), "targetNamespace"))
+    throw _com_error(_com_error::kInvalidArgument, "add: not the schema's target namespace");
+  auto model = std::make_unique<SchemaModel>(*this);
+  ReadSchema(documents, *model);
+  const bool ties = cfgex::TiesPartsTogether(documents);
+  XmlDocPtr document = documents.TakeMain();
+  XmlSchemaPtr schema = Compile(document.get());
+  m_Document = std::move(document);
+  m_Schema = std::move(schema);
+  m_Model = std::move(model);
+  m_TiesPartsTogether = ties;
+}
+
+ComPtr<ISchema> SchemaCache::getSchema(std::wstring_view namespaceUri) {
+  if (m_Model == nullptr || m_Model->added->uri != ToUtf8(namespaceUri)) return nullptr;
+  return ComPtr<ISchema>(m_Model->added);
+}
+
+ComPtr<ISchemaItem> SchemaCache::getDeclaration(const ComPtr<IXMLDOMNode>& node) {
+  RaiseFaultHere("getDeclaration");
+  if (node->get_nodeType() != DomNodeType::kElement) return nullptr;
+  // The tree of a document that is bound elsewhere remembers what is not ours.
+  if (!(node->get_ownerDocument()->get_namespaces() == ComPtr<IXMLDOMSchemaCollection2>(this)))
+    return nullptr;
+  return ComPtr<ISchemaItem>(DeclarationOf(EngineNode(node.get())));
+}
+
+namespace {
+
+// One run of the engine's validator; `start` sets it going on a document or an element.
+template <class Start>
+ValidationOutcome RunValidator(xmlSchema* schema, xmlDoc* c_document, Start&& start) {
+  if (schema == nullptr) throw _com_error(_com_error::kFail, "validate: no schema");
+  const EngineScope scope;
+  FirstError error;
+  const std::unique_ptr<xmlSchemaValidCtxt, FreeValidator> context(xmlSchemaNewValidCtxt(schema));
+  if (context == nullptr) throw _com_error(_com_error::kOutOfMemory, "validate");
+  xmlSchemaSetValidStructuredErrors(context.get(), &FirstError::Take, &error);
+  const int result = start(context.get());
+  ForgetIds(c_document);
+  if (result < 0) throw _com_error(_com_error::kFail, "validate: " + error.message);
+  if (result == 0) return {};
+  if (error.code == 0) error.code = result;
+  return {error.code, error.line, FromUtf8(error.message)};
+}
+
+}  // namespace
+
+ValidationOutcome SchemaCache::Validate(xmlDoc* c_document) const {
+  return RunValidator(m_Schema.get(), c_document, [c_document](xmlSchemaValidCtxt* context) {
+    return xmlSchemaValidateDoc(context, c_document);
+  });
+}
+
+bool SchemaCache::IsValidByItself(xmlNode* c_element) const {
+  const auto outcome =
+      RunValidator(m_Schema.get(), c_element->doc, [c_element](xmlSchemaValidCtxt* context) {
+        return xmlSchemaValidateOneElement(context, c_element);
+      });
+  return outcome.code == 0;
+}
+
+const SchemaType* SchemaCache::TypeFromInstance(const xmlNode* c_element) const {
+  const xmlAttr* c_type = FindAttribute(c_element, "type", kSchemaInstanceNamespace);
+  if (c_type == nullptr) return nullptr;
+  const std::string value = AttributeValue(c_type);
+  constexpr const char* kBlanks = " \t\r\n";
+  const std::size_t first = value.find_first_not_of(kBlanks);
+  if (first == std::string::npos) return nullptr;
+  const std::string_view name =
+      std::string_view(value).substr(first, value.find_last_not_of(kBlanks) - first + 1);
+  const std::size_t colon = name.find(':');
+  if (colon == std::string_view::npos) return m_Model->FindType({Uri(FindNs(c_element, "")), name});
+  const xmlNs* c_ns = FindNs(c_element, name.substr(0, colon));
+  return c_ns == nullptr ? nullptr : m_Model->FindType({Uri(c_ns), name.substr(colon + 1)});
+}
+
+ISchemaItem* SchemaCache::DeclarationOf(xmlNode* c_element) const {
+  if (m_Model == nullptr) return nullptr;
+  if (c_element->psvi != nullptr) return Recall(c_element).declaration;
+
+  // Up to an element that is known or the root, and down again.
+  std::vector<xmlNode*> path;
+  xmlNode* c_top = c_element;
+  for (; c_top->psvi == nullptr; c_top = c_top->parent) {
+    path.push_back(c_top);
+    if (c_top->parent == nullptr) return nullptr;
+    if (c_top->parent->type != XML_ELEMENT_NODE) {
+      if (c_top->parent->type != XML_DOCUMENT_NODE) return nullptr;
+      Remember(c_top, {m_Model->FindElement(KeyOf(c_top)), false});
+      path.pop_back();
+      break;
+    }
+  }
+  Match match = Recall(c_top);
+  for (auto step = path.rbegin(); step != path.rend(); ++step) {
+    xmlNode* c_parent = (*step)->parent;
+    match =
+        m_Model->FindChild(m_Model->ScopeBelow(match, TypeFromInstance(c_parent)), KeyOf(*step));
+    Remember(*step, match);
+  }
+  return match.declaration;
+}
+
+}  // namespace cfgex

@@ -1,0 +1,72 @@
+// The schema cache: a schema compiled by the engine, which alone decides on validity, and beside it
+// the model of its components.
+//
+// Invariants:
+// 1. A cache is empty, or holds the engine's schema, the document that this was compiled from, and
+//    the model. `add` sets all of them or none, once; nothing changes them afterwards.
+// 2. Counts on items of the model are counts on the cache.
+// 3. `xmlNode::psvi` of an element in a document that is bound to this cache is null, or what was
+//    found for the element: its SchemaElement, or one of two marks for none. It is right for the
+//    place where the element was when it was asked for; who moves elements clears it.
+#pragma once
+
+#include <libxml/tree.h>
+#include <libxml/xmlschemas.h>
+
+#include <memory>
+#include <string>
+
+#include "platform/dom/parser.h"
+#include "platform/schema/schema_components.h"
+#include "platform/schema/schema_model.h"
+
+namespace cfgex {
+
+struct ValidationOutcome {
+  long code = 0;  // 0 = valid
+  long line = 0;  // of the first fault, from 1; 0 where not known
+  std::wstring reason;
+};
+
+struct FreeXmlSchema {
+  void operator()(xmlSchema* schema) const noexcept { xmlSchemaFree(schema); }
+};
+using XmlSchemaPtr = std::unique_ptr<xmlSchema, FreeXmlSchema>;
+
+class SchemaCache final : public Counted<IXMLDOMSchemaCollection2> {
+ public:
+  void add(std::wstring_view namespaceUri, const ComPtr<IXMLDOMDocument2>& document) override;
+  ComPtr<ISchema> getSchema(std::wstring_view namespaceUri) override;
+  ComPtr<ISchemaItem> getDeclaration(const ComPtr<IXMLDOMNode>& node) override;
+
+  // `add` for a document of the engine. What the cache needs of it is copied.
+  void Add(std::wstring_view namespaceUri, xmlDoc* c_document);
+
+  // Validates the document as it stands and leaves it so. Raises _com_error when the cache is empty
+  // or the engine cannot do its work. Any number of threads may validate, each its own document.
+  ValidationOutcome Validate(xmlDoc* c_document) const;
+  // Whether an element in a document, with all below it, is valid against the global declaration
+  // of its name.
+  bool IsValidByItself(xmlNode* c_element) const;
+  // Whether a rule of the schema ties parts of a document together wherever they stand.
+  bool TiesPartsTogether() const noexcept { return m_TiesPartsTogether; }
+
+  // The declaration of an element: of a root by its name, of another by its parent's type. Null
+  // for none, and for whatever stands in no document and was not asked for when it did. The answer
+  // is kept in the tree (invariant 3); the time goes with the distance to the nearest ancestor that
+  // has one.
+  ISchemaItem* DeclarationOf(xmlNode* c_element) const;
+
+  // The components, or null when the cache is empty.
+  const SchemaModel* Model() const noexcept { return m_Model.get(); }
+
+ private:
+  const SchemaType* TypeFromInstance(const xmlNode* c_element) const;
+
+  XmlDocPtr m_Document;  // before the schema, which points into it
+  XmlSchemaPtr m_Schema;
+  std::unique_ptr<SchemaModel> m_Model;
+  bool m_TiesPartsTogether = false;
+};
+
+}  // namespace cfgex

@@ -1,0 +1,155 @@
+#include "platform/schema/schema_components.h"
+
+#include <algorithm>
+#include <unordered_set>
+
+#include "platform/schema/schema_builtins.h"
+
+namespace cfgex {
+namespace {
+
+template <class V>
+V* Lookup(const NameMap<V*>& map, const NameKey& key) {
+  const auto found = map.find(key);
+  return found == map.end() ? nullptr : found->second;
+}
+
+// The attributes that a type writes itself, groups resolved.
+std::vector<const AttributeUse*> OwnAttributes(const AttributeGroup& own) {
+  std::vector<const AttributeUse*> result;
+  std::unordered_set<const AttributeGroup*> seen{&own};
+  std::vector<const AttributeGroup*> open{&own};
+  while (!open.empty()) {
+    const AttributeGroup* group = open.back();
+    open.pop_back();
+    for (const AttributeUse& use : group->attributes) result.push_back(&use);
+    for (const AttributeGroup* inner : group->groups)
+      if (seen.insert(inner).second) open.push_back(inner);
+  }
+  return result;
+}
+
+SchemaElement* FindInTables(const ChildTable* table, const NameKey& key) {
+  for (; table != nullptr; table = table->inherited)
+    if (SchemaElement* found = Lookup(table->elements, key)) return found;
+  return nullptr;
+}
+
+}  // namespace
+
+void ItemCollection::Add(ISchemaItem* item) {
+  m_Items.push_back(item);
+  m_ByName.emplace(item->get_name(), item);
+}
+
+ComPtr<ISchemaItem> ItemCollection::get_item(long index) {
+  if (index < 0 || index >= get_length()) return nullptr;
+  return ComPtr<ISchemaItem>(m_Items[static_cast<std::size_t>(index)]);
+}
+
+ComPtr<ISchemaItem> ItemCollection::itemByName(std::wstring_view name) {
+  const auto found = m_ByName.find(name);
+  return found == m_ByName.end() ? nullptr : ComPtr<ISchemaItem>(found->second);
+}
+
+const std::wstring& SchemaNamespace::get_name() {
+  static const std::wstring none;
+  return none;
+}
+
+bool Wildcard::Allows(std::string_view ns) const {
+  switch (constraint) {
+    case kAny:
+      return true;
+    case kNot:
+      return !ns.empty() && ns != namespaces.front();
+    case kOneOf:
+      return std::find(namespaces.begin(), namespaces.end(), ns) != namespaces.end();
+  }
+  return false;
+}
+
+std::vector<const SchemaElement*> AllSubstitutes(const SchemaElement& head) {
+  const auto& direct = head.declaration->substitutes;
+  std::vector<const SchemaElement*> result(direct.begin(), direct.end());
+  for (std::size_t i = 0; i < result.size(); ++i) {
+    const auto& more = result[i]->substitutes;  // no group is circular, so this ends
+    result.insert(result.end(), more.begin(), more.end());
+  }
+  return result;
+}
+
+std::vector<const Particle*> EffectiveContent(const ComplexType& type) {
+  std::vector<const Particle*> result;
+  const ComplexType* at = &type;
+  while (at != nullptr) {
+    if (at->particle != nullptr) result.push_back(at->particle);
+    if (at->derivation == Derivation::kRestriction) break;
+    at = at->base == nullptr ? nullptr : at->base->complex;
+  }
+  std::reverse(result.begin(), result.end());
+  return result;
+}
+
+std::vector<const AttributeUse*> EffectiveAttributes(const ComplexType& type) {
+  std::vector<const ComplexType*> chain;
+  for (const SchemaType* at = &type; at != nullptr && at->complex != nullptr; at = at->base)
+    chain.push_back(at->complex);
+  std::vector<const AttributeUse*> result;
+  NameMap<std::size_t> places;
+  for (auto level = chain.rbegin(); level != chain.rend(); ++level) {
+    for (const AttributeUse* use : OwnAttributes((*level)->attributes)) {
+      const auto [place, added] = places.emplace(NameKey{use->ns, use->local_name}, result.size());
+      if (added)
+        result.push_back(use);
+      else
+        result[place->second] = use;
+    }
+  }
+  std::erase_if(result,
+                [](const AttributeUse* use) { return use->use == AttributeUseKind::kProhibited; });
+  return result;
+}
+
+SchemaModel::SchemaModel(IUnknown& owner_) : owner(owner_) { AddBuiltins(*this); }
+
+SchemaElement* SchemaModel::FindElement(const NameKey& key) const {
+  return Lookup(global_elements, key);
+}
+
+SchemaType* SchemaModel::FindType(const NameKey& key) const { return Lookup(global_types, key); }
+
+Match SchemaModel::FindChild(const ChildScope& scope, const NameKey& key) const {
+  if (scope.kind == ChildScope::kNothing) return {};
+  if (scope.kind == ChildScope::kLax) return {FindElement(key), true};
+
+  const ChildTable* table = scope.type->children;
+  if (SchemaElement* found = FindInTables(table, key)) return {found, false};
+
+  // A member of a substitution group stands where the content model refers to a head of it.
+  SchemaElement* global = FindElement(key);
+  for (const SchemaElement* head = global; head != nullptr; head = head->substitution_head) {
+    const SchemaElement* use = FindInTables(table, head->Key());
+    if (use != nullptr && use->declaration == head) return {global, false};
+  }
+
+  for (; table != nullptr; table = table->inherited) {
+    for (const Wildcard* wildcard : table->wildcards) {
+      if (!wildcard->Allows(key.ns)) continue;
+      if (wildcard->process == ProcessContents::kSkip) return {};
+      return {global, wildcard->process == ProcessContents::kLax};
+    }
+  }
+  return {};
+}
+
+ChildScope SchemaModel::ScopeBelow(const Match& match, const SchemaType* xsi_type) const {
+  if (match.declaration == nullptr && !match.lax) return {};
+  const SchemaType* type = xsi_type;
+  if (type == nullptr && match.declaration != nullptr) type = match.declaration->type;
+  if (type == nullptr) return {ChildScope::kLax, nullptr};
+  if (type->complex == nullptr) return {};
+  return {ChildScope::kType, type->complex};
+}
+
+}  // namespace cfgex

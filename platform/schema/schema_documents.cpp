@@ -1,0 +1,130 @@
+#include "platform/schema/schema_documents.h"
+
+#include <libxml/uri.h>
+
+#include <filesystem>
+
+#include "cfgex/com_error.h"
+#include "platform/dom/namespaces.h"
+#include "platform/os/encoding.h"
+#include "platform/os/file.h"
+#include "platform/schema/schema_builtins.h"
+
+namespace cfgex {
+namespace {
+
+struct FreeXmlText {
+  void operator()(void* text) const noexcept { xmlFree(text); }
+};
+using XmlText = std::unique_ptr<xmlChar, FreeXmlText>;
+
+[[noreturn]] void Refuse(const std::string& what, const std::string& why) {
+  throw _com_error(_com_error::kFail, "schema document '" + what + "': " + why);
+}
+
+// A path as the engine writes it in a URI, so that places which it works out from it come out
+// alike.
+std::string UriOfPath(const std::string& path) {
+  const std::string absolute = std::filesystem::absolute(path).lexically_normal().string();
+  const XmlText escaped(xmlURIEscapeStr(XmlChars(absolute.c_str()), XmlChars("/")));
+  if (escaped == nullptr) throw _com_error(_com_error::kOutOfMemory, "schema path");
+  return Chars(escaped.get());
+}
+
+// The local file that a URI stands for.
+std::string PathOfUri(const std::string& text) {
+  struct FreeUri {
+    void operator()(xmlURI* uri) const noexcept { xmlFreeURI(uri); }
+  };
+  // The raw form: unescaping is left to the end, so that an escaped separator makes no other path.
+  const std::unique_ptr<xmlURI, FreeUri> uri(xmlParseURIRaw(text.c_str(), 1));
+  if (uri == nullptr) Refuse(text, "malformed location");
+  const std::string_view scheme = uri->scheme == nullptr ? "" : uri->scheme;
+  const std::string_view server = uri->server == nullptr ? "" : uri->server;
+  if ((!scheme.empty() && scheme != "file") || (!server.empty() && server != "localhost"))
+    Refuse(text, "not a local file");
+  if (uri->path == nullptr || uri->query_raw != nullptr || uri->query != nullptr ||
+      uri->fragment != nullptr || uri->opaque != nullptr)
+    Refuse(text, "not the location of a file");
+  const std::unique_ptr<char, FreeXmlText> path(xmlURIUnescapeString(uri->path, 0, nullptr));
+  if (path == nullptr) throw _com_error(_com_error::kOutOfMemory, "schema path");
+  return path.get();
+}
+
+// Where a reference leads, worked out as the engine does.
+std::string Resolve(const xmlNode* c_link, const std::string& location) {
+  const XmlText base(xmlNodeGetBase(c_link->doc, c_link));
+  const XmlText uri(xmlBuildURI(XmlChars(location.c_str()), base.get()));
+  if (uri == nullptr) Refuse(location, "malformed location");
+  return Chars(uri.get());
+}
+
+}  // namespace
+
+std::string RawAttribute(const xmlNode* c_element, const char* name) {
+  const XmlText value(xmlGetNoNsProp(c_element, XmlChars(name)));
+  return value == nullptr ? "" : Chars(value.get());
+}
+
+std::string TokenAttribute(const xmlNode* c_element, const char* name) {
+  const std::string text = RawAttribute(c_element, name);
+  constexpr std::string_view kBlanks = " \t\r\n";
+  const std::size_t first = text.find_first_not_of(kBlanks);
+  if (first == std::string::npos) return {};
+  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+bool IsXsdElement(const xmlNode* c_node) {
+  return c_node->type == XML_ELEMENT_NODE && c_node->ns != nullptr && c_node->ns->href != nullptr &&
+         Chars(c_node->ns->href) == kXsdNamespace;
+}
+
+bool IsXsdElement(const xmlNode* c_node, std::string_view name) {
+  return IsXsdElement(c_node) && Chars(c_node->name) == name;
+}
+
+SchemaDocuments::SchemaDocuments(xmlDoc* c_schema) {
+  if (c_schema == nullptr || xmlDocGetRootElement(c_schema) == nullptr)
+    throw _com_error(_com_error::kInvalidArgument, "add: no schema document");
+  const std::string path = c_schema->URL == nullptr ? "" : Chars(c_schema->URL);
+  if (c_schema->intSubset != nullptr || c_schema->extSubset != nullptr)
+    Refuse(path, "has a document type declaration");
+  SchemaDocument& main = m_Documents.emplace_back();
+  main.doc.reset(xmlCopyDoc(c_schema, 1));
+  if (main.doc == nullptr) throw _com_error(_com_error::kOutOfMemory, "schema document");
+  if (!path.empty()) {
+    const std::string uri = UriOfPath(path);
+    xmlFree(const_cast<xmlChar*>(main.doc->URL));
+    main.doc->URL = xmlStrdup(XmlChars(uri.c_str()));
+    m_ByUri.emplace(uri, &main);
+  }
+  for (std::size_t i = 0; i < m_Documents.size(); ++i) FollowLinks(m_Documents[i]);
+}
+
+void SchemaDocuments::FollowLinks(SchemaDocument& document) {
+  for (const xmlNode* c_child = document.Root()->children; c_child; c_child = c_child->next) {
+    if (!IsXsdElement(c_child, "include") && !IsXsdElement(c_child, "import") &&
+        !IsXsdElement(c_child, "redefine"))
+      continue;
+    if (!xmlHasProp(c_child, XmlChars("schemaLocation"))) continue;
+    const std::string uri = Resolve(c_child, RawAttribute(c_child, "schemaLocation"));
+    document.links.emplace(c_child, &Load(uri));
+  }
+}
+
+const SchemaDocument& SchemaDocuments::Load(const std::string& uri) {
+  if (const auto known = m_ByUri.find(uri); known != m_ByUri.end()) return *known->second;
+  if (m_Documents.size() >= kMaxSchemaDocuments) Refuse(uri, "too many documents");
+  std::string bytes;
+  const std::string path = PathOfUri(uri);
+  if (!ReadWholeFile(FromUtf8(path), bytes)) Refuse(uri, "cannot be read");
+  SchemaDocument& document = m_Documents.emplace_back();
+  document.doc = ParseXml(bytes, TextEncoding::kDeclared, uri);
+  if (document.doc == nullptr || document.Root() == nullptr)
+    Refuse(uri, "not well-formed, or with a document type declaration");
+  m_ByUri.emplace(uri, &document);
+  m_LinkedPaths.push_back(path);
+  return document;
+}
+
+}  // namespace cfgex

@@ -1,0 +1,61 @@
+// The documents that a schema consists of, loaded before anything is done with them.
+#pragma once
+
+#include <cstddef>
+#include <deque>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "platform/dom/parser.h"
+
+namespace cfgex {
+
+// The value of an attribute without namespace, empty where there is none: as it is, and with the
+// blanks around it gone.
+std::string RawAttribute(const xmlNode* c_element, const char* name);
+std::string TokenAttribute(const xmlNode* c_element, const char* name);
+// Whether the node is an element of the schema language, and has this name.
+bool IsXsdElement(const xmlNode* c_node, std::string_view name);
+bool IsXsdElement(const xmlNode* c_node);
+
+struct SchemaDocument {
+  XmlDocPtr doc;
+  // What the xs:include, xs:import and xs:redefine elements in it lead to. An import that names no
+  // place is not in it.
+  std::unordered_map<const xmlNode*, const SchemaDocument*> links;
+
+  const xmlNode* Root() const { return xmlDocGetRootElement(doc.get()); }
+};
+
+// How many documents one schema may have.
+inline constexpr std::size_t kMaxSchemaDocuments = 10'000;
+
+// A schema document and all that it leads to, through any number of steps. Each of them is a
+// readable local file that is well-formed and has no document type declaration, so whatever reads
+// the schema afterwards by the same rules meets nothing external. Anything else raises _com_error.
+// Relative places are those of the document in which they stand.
+class SchemaDocuments {
+ public:
+  // Works on a copy of `c_schema`, whose URL is the path of its file or empty.
+  explicit SchemaDocuments(xmlDoc* c_schema);
+
+  const SchemaDocument& Main() const { return m_Documents.front(); }
+  const std::deque<SchemaDocument>& All() const { return m_Documents; }
+  // Gives the copy away. The links of the main document must not be used any more.
+  XmlDocPtr TakeMain() { return std::move(m_Documents.front().doc); }
+  // The files of all documents but the main one.
+  const std::vector<std::string>& LinkedPaths() const { return m_LinkedPaths; }
+
+ private:
+  const SchemaDocument& Load(const std::string& uri);
+  void FollowLinks(SchemaDocument& document);
+
+  std::deque<SchemaDocument> m_Documents;  // breadth first; the main one is the first
+  std::unordered_map<std::string, const SchemaDocument*> m_ByUri;
+  std::vector<std::string> m_LinkedPaths;
+};
+
+}  // namespace cfgex

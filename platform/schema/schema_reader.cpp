@@ -1,0 +1,178 @@
+#include "platform/schema/schema_reader.h"
+
+#include <map>
+
+#include "platform/dom/namespaces.h"
+#include "platform/os/encoding.h"
+#include "platform/schema/schema_builtins.h"
+#include "platform/schema/schema_reader_parts.h"
+
+namespace cfgex {
+
+const xmlNode* XsdChild(const xmlNode* c_parent, std::string_view name) {
+  for (const xmlNode* c_child = c_parent->children; c_child != nullptr; c_child = c_child->next)
+    if (IsXsdElement(c_child, name)) return c_child;
+  return nullptr;
+}
+
+bool BooleanAttribute(const xmlNode* c_node, const char* name) {
+  const std::string text = TokenAttribute(c_node, name);
+  return text == "true" || text == "1";
+}
+
+void SchemaReader::Read() {
+  RegisterAll();
+  FillAll();
+  FinishModel(m_Model);
+}
+
+SchemaNamespace& SchemaReader::Namespace(const std::string& uri) {
+  for (SchemaNamespace& known : m_Model.namespaces)
+    if (known.uri == uri) return known;
+  SchemaNamespace& made = m_Model.namespaces.emplace_back(m_Model.owner);
+  made.uri = uri;
+  return made;
+}
+
+const ReadingContext* SchemaReader::Enter(const SchemaDocument& document, const std::string& ns) {
+  const xmlNode* c_root = document.Root();
+  ReadingContext& context = m_Contexts.emplace_back();
+  context.document = &document;
+  context.target = &Namespace(ns);
+  context.borrowed_target = !ns.empty() && TokenAttribute(c_root, "targetNamespace").empty();
+  context.qualified_elements = TokenAttribute(c_root, "elementFormDefault") == "qualified";
+  context.qualified_attributes = TokenAttribute(c_root, "attributeFormDefault") == "qualified";
+  return &context;
+}
+
+// Invariant: when a redefinition is read, the documents that it redefines were. A level stands for
+// the children of one xs:schema or xs:redefine, and what is above it is read before it goes on.
+void SchemaReader::RegisterAll() {
+  struct Level {
+    const ReadingContext* context;
+    const xmlNode* c_next;
+    bool redefining;
+  };
+  std::vector<Level> levels;
+  std::map<std::pair<const SchemaDocument*, std::string>, bool> entered;
+  const auto enter = [&](const SchemaDocument& document, const std::string& ns) {
+    if (!entered.emplace(std::pair(&document, ns), true).second) return;
+    levels.push_back({Enter(document, ns), document.Root()->children, false});
+  };
+
+  const SchemaDocument& main = m_Documents.Main();
+  enter(main, TokenAttribute(main.Root(), "targetNamespace"));
+  m_Model.added = levels.front().context->target;
+  m_Model.added->version = FromUtf8(TokenAttribute(main.Root(), "version"));
+  while (!levels.empty()) {
+    const ReadingContext& context = *levels.back().context;
+    const xmlNode* c_node = levels.back().c_next;
+    if (c_node == nullptr) {
+      levels.pop_back();
+      continue;
+    }
+    levels.back().c_next = c_node->next;
+    if (!IsXsdElement(c_node)) continue;
+    if (IsXsdElement(c_node, "redefine")) levels.push_back({&context, c_node->children, true});
+    const auto link = context.document->links.find(c_node);
+    if (link == context.document->links.end()) {
+      RegisterGlobal(context, c_node, levels.back().redefining);
+      continue;
+    }
+    const SchemaDocument& linked = *link->second;
+    const std::string own = TokenAttribute(linked.Root(), "targetNamespace");
+    const bool imported = IsXsdElement(c_node, "import");
+    enter(linked, imported || !own.empty() ? own : context.target->uri);
+  }
+}
+
+template <class T>
+void SchemaReader::Register(T& component, const NameKey& key, const ReadingContext& context,
+                            const xmlNode* c_node, bool redefining, NameMap<T*>& map,
+                            Definitions<T>& list) {
+  const auto [place, added] = map.emplace(key, &component);
+  ReadingScope scope{&context};
+  if (redefining) {
+    scope.self = &component;
+    if (!added) scope.previous = std::exchange(place->second, &component);
+  }
+  list.push_back({&component, c_node, scope});
+}
+
+void SchemaReader::RegisterGlobal(const ReadingContext& context, const xmlNode* c_node,
+                                  bool redefining) {
+  const std::string name = TokenAttribute(c_node, "name");
+  if (name.empty()) return;
+  const auto name_it = [&](auto& component) {
+    component.ns = context.target->uri;
+    component.local_name = name;
+    component.name = FromUtf8(name);
+    if constexpr (requires { component.schema; }) component.schema = context.target;
+    return NameKey{component.ns, component.local_name};
+  };
+  const auto keep_name = [&] {
+    return m_Names.emplace_back(QualifiedName{context.target->uri, name}).Key();
+  };
+  if (IsXsdElement(c_node, "element")) {
+    SchemaElement& made = m_Model.elements.emplace_back(m_Model.owner);
+    Register(made, name_it(made), context, c_node, redefining, m_Model.global_elements,
+             m_ElementDefinitions);
+  } else if (IsXsdElement(c_node, "complexType")) {
+    SchemaType& made = m_Model.complex_types.emplace_back(m_Model.owner);
+    Register(made, name_it(made), context, c_node, redefining, m_Model.global_types,
+             m_TypeDefinitions);
+  } else if (IsXsdElement(c_node, "simpleType")) {
+    SchemaType& made = m_Model.simple_types.emplace_back(m_Model.owner);
+    Register(made, name_it(made), context, c_node, redefining, m_Model.global_types,
+             m_TypeDefinitions);
+  } else if (IsXsdElement(c_node, "attribute")) {
+    AttributeUse& made = m_Model.global_attributes.emplace_back();
+    Register(made, name_it(made), context, c_node, redefining, m_Attributes,
+             m_AttributeDefinitions);
+  } else if (IsXsdElement(c_node, "group")) {
+    Register(m_Model.groups.emplace_back(), keep_name(), context, c_node, redefining, m_Groups,
+             m_GroupDefinitions);
+  } else if (IsXsdElement(c_node, "attributeGroup")) {
+    Register(m_Model.attribute_groups.emplace_back(), keep_name(), context, c_node, redefining,
+             m_AttributeGroups, m_AttributeGroupDefinitions);
+  }
+}
+
+void SchemaReader::FillAll() {
+  // Uses copy what the global attributes say, so these come first.
+  for (const auto& each : m_AttributeDefinitions)
+    FillAttribute(*each.component, each.c_node, each.scope);
+  for (const auto& each : m_AttributeGroupDefinitions)
+    ReadAttributes(*each.component, each.c_node, each.scope);
+  for (const auto& each : m_GroupDefinitions)
+    FillNamedGroup(*each.component, each.c_node, each.scope);
+  for (const auto& each : m_TypeDefinitions) FillType(*each.component, each.c_node, each.scope);
+  for (const auto& each : m_ElementDefinitions)
+    FillElement(*each.component, each.c_node, each.scope);
+
+  for (const auto& each : m_TypeDefinitions) {
+    SchemaType* type = each.component;
+    if (m_Model.FindType(type->Key()) == type) type->schema->types.Add(type->item);
+  }
+}
+
+QualifiedName SchemaReader::ResolveName(const ReadingScope& scope, const xmlNode* c_node,
+                                        const std::string& text) const {
+  const std::size_t colon = text.find(':');
+  const std::string prefix = colon == std::string::npos ? "" : text.substr(0, colon);
+  QualifiedName name{"", colon == std::string::npos ? text : text.substr(colon + 1)};
+  const xmlNs* c_ns = xmlSearchNs(c_node->doc, const_cast<xmlNode*>(c_node),
+                                  prefix.empty() ? nullptr : XmlChars(prefix.c_str()));
+  if (c_ns != nullptr && c_ns->href != nullptr)
+    name.ns = Chars(c_ns->href);
+  else if (!prefix.empty())
+    name.local.clear();  // no component has an empty name
+  if (name.ns.empty() && scope.context->borrowed_target) name.ns = scope.context->target->uri;
+  return name;
+}
+
+void ReadSchema(const SchemaDocuments& documents, SchemaModel& model) {
+  SchemaReader(documents, model).Read();
+}
+
+}  // namespace cfgex

@@ -1,0 +1,24 @@
+// Schemas under which a document is valid exactly when each of its parts is.
+#pragma once
+
+#include <optional>
+
+#include "platform/schema/schema_components.h"
+#include "platform/schema/schema_documents.h"
+
+namespace cfgex {
+
+// Whether the schema says anything that ties parts of a document together wherever they stand:
+// xs:key, xs:keyref, xs:unique, or a type made from ID, IDREF and their like.
+bool TiesPartsTogether(const SchemaDocuments& documents);
+
+// The global elements that may stand, in any number and any order, as the children of elements of
+// a type; by name. Nothing when the type's content is any other: when order or number count, when
+// there is a wildcard, text, a local declaration, or an element that is abstract or that others
+// can stand for.
+std::optional<NameMap<const SchemaElement*>> FreeChildren(const SchemaType& type);
+
+// Whether elements of the type must carry an attribute.
+bool RequiresAttributes(const SchemaType& type);
+
+}  // namespace cfgex

@@ -1,0 +1,120 @@
+#include "platform/schema/xml_schema.h"
+
+#include <algorithm>
+#include <unordered_set>
+#include <vector>
+
+#include "cfgex/com_error.h"
+#include "platform/dom/dom_document.h"
+#include "platform/os/encoding.h"
+#include "platform/schema/instance_generator.h"
+#include "platform/schema/schema_file.h"
+
+namespace cfgex {
+namespace {
+
+// A global component by its name alone: that of the schema's own namespace before all others, which
+// follow in the order of declaration.
+template <class T, class Components, class Find>
+T* FindGlobal(Components& components, const SchemaModel& model, const std::string& name,
+              Find&& find) {
+  if (T* own = find(NameKey{model.added->uri, name})) return own;
+  const auto found = std::find_if(components.begin(), components.end(), [&](const auto& component) {
+    return component.local_name == name && find(component.Key()) == &component;
+  });
+  return found == components.end() ? nullptr : &*found;
+}
+
+SchemaElement* FindElement(SchemaModel& model, const std::string& name) {
+  return FindGlobal<SchemaElement>(model.elements, model, name,
+                                   [&](const NameKey& key) { return model.FindElement(key); });
+}
+
+SchemaType* FindType(SchemaModel& model, const std::string& name) {
+  const auto find = [&](const NameKey& key) -> SchemaType* {
+    SchemaType* type = model.FindType(key);
+    return type != nullptr && type->schema != nullptr ? type : nullptr;  // none that is built in
+  };
+  SchemaType* type = FindGlobal<SchemaType>(model.complex_types, model, name, find);
+  return type != nullptr ? type : FindGlobal<SchemaType>(model.simple_types, model, name, find);
+}
+
+// The elements that the type's own content model names, in document order.
+std::vector<SchemaElement*> ElementsOf(const ComplexType& type) {
+  std::vector<SchemaElement*> result;
+  std::vector<const Particle*> open = EffectiveContent(type);
+  std::reverse(open.begin(), open.end());
+  std::unordered_set<const ModelGroup*> seen;
+  while (!open.empty()) {
+    const Particle& particle = *open.back();
+    open.pop_back();
+    if (particle.kind == ParticleKind::kElement) {
+      result.push_back(particle.element);
+    } else if (particle.kind == ParticleKind::kGroup && seen.insert(particle.group).second) {
+      const auto& inner = particle.group->particles;
+      for (auto each = inner.rbegin(); each != inner.rend(); ++each) open.push_back(&*each);
+    }
+  }
+  return result;
+}
+
+// Level by level, so the nearest of several elements is found.
+SchemaElement* FindBelow(const SchemaElement& scope, const std::string& name) {
+  std::vector<const ComplexType*> types;
+  std::unordered_set<const ComplexType*> seen;
+  const auto enter = [&](const SchemaElement& element) {
+    const ComplexType* type = element.type->complex;
+    if (type != nullptr && seen.insert(type).second) types.push_back(type);
+  };
+  enter(scope);
+  for (std::size_t i = 0; i < types.size(); ++i) {
+    for (SchemaElement* element : ElementsOf(*types[i])) {
+      if (element->local_name == name) return element;
+      enter(*element);
+      for (const SchemaElement* member : AllSubstitutes(*element)) enter(*member);
+    }
+  }
+  return nullptr;
+}
+
+InstanceRoot FindRoot(SchemaModel& model, const std::string& name, const std::string& scope) {
+  const SchemaElement* above = scope.empty() ? nullptr : FindElement(model, scope);
+  SchemaElement* element = above == nullptr ? nullptr : FindBelow(*above, name);
+  if (element == nullptr) element = FindElement(model, name);
+  return {element, element != nullptr ? nullptr : FindType(model, name)};
+}
+
+}  // namespace
+
+class CXMLSchema::CImpl {
+ public:
+  ComPtr<SchemaFile> m_Schema;
+};
+
+CXMLSchema::CXMLSchema() : m_pImpl(new CImpl) {}
+CXMLSchema::~CXMLSchema() { delete m_pImpl; }
+
+bool CXMLSchema::LoadSchema(const wchar_t* path) {
+  m_pImpl->m_Schema = nullptr;
+  if (path == nullptr) return false;
+  try {
+    m_pImpl->m_Schema = OpenSchemaFile(path);
+  } catch (const _com_error&) {
+    return false;
+  }
+  return true;
+}
+
+std::wstring CXMLSchema::CreateXmlInstance(const wchar_t* name, CSchemaElementCallback& callback,
+                                           const wchar_t* scope) {
+  if (!m_pImpl->m_Schema || name == nullptr || *name == L'\0') return {};
+  SchemaModel& model = m_pImpl->m_Schema->model;
+  const InstanceRoot root = FindRoot(model, ToUtf8(name), scope == nullptr ? "" : ToUtf8(scope));
+  if (root.element == nullptr && root.type == nullptr) return {};
+  const auto document = MakeCounted<Document>();
+  InstanceGenerator generator(model, *document, callback);
+  const ComPtr<IXMLDOMElement> element = generator.Generate(root);
+  return element ? element->get_xml() : std::wstring();
+}
+
+}  // namespace cfgex
