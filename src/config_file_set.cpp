@@ -21,6 +21,7 @@ constexpr std::wstring_view kBadEnding = L".%d.bad";
 
 bool CConfigFileSet::DeriveFileNames(const wchar_t* path) {
   if (path == nullptr) return m_bReady;
+  if (m_RecoveryFile != path) m_RecoveryFile.clear();
   std::wstring stem = std::wstring(path).substr(0, kNameBuffer - 1);
   const std::size_t dot = stem.rfind(L'.');
   if (dot == std::wstring::npos) return m_bReady;
@@ -44,8 +45,8 @@ bool CConfigFileSet::CopyToTemp() const {
   return m_bReady && OS::CopyFileW(m_MainFile, m_TempFile, false);
 }
 
-bool CConfigFileSet::RestoreFromBackup() const {
-  return m_bReady && OS::CopyFileW(m_BackupFile, m_MainFile, false);
+bool CConfigFileSet::RestoreFromBackup(const wchar_t* path) const {
+  return m_bReady && m_MainFile == path && OS::CopyFileW(m_BackupFile, m_MainFile, false);
 }
 
 // The number replaces the pattern's own "%d", which is the last: the path may hold others.

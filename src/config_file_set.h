@@ -17,12 +17,14 @@ class CConfigFileSet {
  public:
   // Derives the names. Nothing changes when `path` is null, has no dot in its first 259
   // characters, or is so long that a derived name would not fit into 260 characters with its end.
-  // Gives whether the set is ready, now or from an earlier path.
+  // Gives whether the set is ready, now or from an earlier path, whose names then stay. The
+  // recovery file of another path is forgotten.
   bool DeriveFileNames(const wchar_t* path);
 
-  bool CopyToBackup() const;       // main over backup
-  bool CopyToTemp() const;         // main over temporary
-  bool RestoreFromBackup() const;  // backup over main
+  bool CopyToBackup() const;  // main over backup
+  bool CopyToTemp() const;    // main over temporary
+  // Backup over main, if `path` is the main file: names of an earlier path are not to be touched.
+  bool RestoreFromBackup(const wchar_t* path) const;
   // Makes a bad file as a copy of `source`, which on success becomes the recovery file: the path to
   // load again once the backup has been put in its place.
   bool CopyToBadFile(const wchar_t* source);
