@@ -42,7 +42,8 @@ TYPED_TEST(HandleTest, SharesItsStateUntilTheLastOneGoes) {
   handles.front() = TypeParam();
   handles.erase(handles.begin());
   TypeParam& self = handles.front();
-  self = self;  // NOLINT
+  const TypeParam& same = self;
+  self = same;
   handles.clear();
   TypeParam fourth(third);
   fourth = TypeParam();

@@ -112,6 +112,8 @@ TEST_P(MemberChangesTest, AnswersLikeAFreshDocument) {
       const auto made = [&] {
         const Element element = document->createElement(names[below(6)]);
         element->appendChild(document->createElement(L"InstanceId"));
+        element->appendChild(document->createElement(L"Name"))
+            ->put_text(below(2) == 0 ? L"1" : L"2");
         return element;
       };
       if (action < 3 && group) {

@@ -65,6 +65,19 @@ TEST_F(ReferencesTest, AReplacedElementLivesOnInItsView) {
   EXPECT_EQ(xml.str().find(L"detached"), std::wstring::npos);
 }
 
+// Nobody asked for the element's type while it had its place.
+TEST_F(ReferencesTest, AnElementKeepsTheTypeThatItHadWhenItWasCutOut) {
+  CCfgInstance parent = About(L"a", {Item(L"P", L"a", L"<Part><Label>l</Label></Part>")});
+  CCfgInstance unchecked = Instance();
+  ASSERT_TRUE(unchecked.Initialize(parent.GetRawInterface(), false));
+  CCfgObject view = Object();
+  ASSERT_TRUE(unchecked.GetFieldValue(L"Part", view));
+  ASSERT_TRUE(unchecked.SetFieldValue(L"Part", CCfgStringArray())) << "the element is replaced";
+  ASSERT_TRUE(view.Initialize(view.GetRawInterface(), true));
+  EXPECT_TRUE(view.SetFieldValue(L"Label", L"typed"));
+  EXPECT_FALSE(view.SetFieldValue(L"Label", 5));
+}
+
 TEST_F(ReferencesTest, AnEmbeddedObjectIsCopiedUnderItsOwnName) {
   CCfgInstance source = About(L"b", {Item(L"P", L"b", PartRefTo(L"Q", L"q")), Item(L"Q", L"q")});
   CCfgInstance parent = About(L"a", {Item(L"P", L"a", L"<Part/><Parts><Item/></Parts>")});
