@@ -192,7 +192,7 @@ bool NamesSameIds(const ComPtr<IXMLDOMNodeList>& items, const CCfgInstanceArray&
 }
 
 Element MakeItem(const ComPtr<IXMLDOMDocument2>& document, const CCfgInstance& instance) {
-  const Element item = document->createElement(L"Item");
+  Element item = document->createElement(L"Item");
   const Element category = document->createElement(L"Category");
   category->put_text(instance.GetCategory().str());
   item->appendChild(category);

@@ -55,7 +55,8 @@ void Guarded(Body&& body) {
 }  // namespace cfgex
 
 // The members that every handle class has in the same form. To stand in the class's source, once
-// CImpl is complete.
+// CImpl is complete. (A class's name cannot stand in parentheses.)
+// NOLINTBEGIN(bugprone-macro-parentheses)
 #define CFGEX_DEFINE_HANDLE(Class)                                          \
   Class::Class(const Class& other) : m_pImpl(other.m_pImpl) { _AddRef(); }  \
   Class& Class::operator=(const Class& other) {                             \
@@ -75,3 +76,4 @@ void Guarded(Body&& body) {
     CImpl* impl = std::exchange(m_pImpl, nullptr);                          \
     if (impl != nullptr && impl->m_RefCount.fetch_sub(1) == 1) delete impl; \
   }
+// NOLINTEND(bugprone-macro-parentheses)

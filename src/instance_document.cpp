@@ -28,7 +28,7 @@ std::wstring WithBlanksNumbered(const wchar_t* value) {
 }  // namespace
 
 ComPtr<IXMLDOMDocument2> NewDocument(const CCfgOption& option) {
-  const auto document = CreateObject<IXMLDOMDocument2>(SelectDomProgId());
+  auto document = CreateObject<IXMLDOMDocument2>(SelectDomProgId());
   const auto schemas = As<IXMLDOMSchemaCollection2>(option.GetSchemaCache());
   if (!document || !schemas) return nullptr;
   document->put_resolveExternals(true);

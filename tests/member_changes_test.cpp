@@ -60,6 +60,11 @@ const char* const kVariants[] = {
     "<xs:sequence><xs:element ref=\"Category\" minOccurs=\"0\" "
     "maxOccurs=\"unbounded\"/></xs:sequence>|"
     "<xs:choice minOccurs='0' maxOccurs='unbounded'><xs:element ref='Category'/></xs:choice>",
+    "<xs:element ref=\"Category\" minOccurs=\"0\" maxOccurs=\"unbounded\"/>|<xs:element "
+    "name='Category' "
+    "minOccurs='0' maxOccurs='unbounded'><xs:complexType><xs:choice minOccurs='0' "
+    "maxOccurs='unbounded'>"
+    "<xs:element ref='P'/><xs:element ref='R'/></xs:choice></xs:complexType></xs:element>",
     "</xs:element>\n  <xs:element name=\"Category\">|<xs:unique name='u'><xs:selector "
     "xpath='Category/*'/><xs:field xpath='Name'/></xs:unique></xs:element><xs:element "
     "name='Category'>",

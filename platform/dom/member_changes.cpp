@@ -6,8 +6,9 @@
 //      next time, or keeps the members at fault in m_Pending.
 //
 // A document is separable when no rule ties its parts together, the root may hold any number of
-// groups in any order, and every group likewise holds members, all of them global elements: then
-// the order, number and company of members cannot make it invalid.
+// groups in any order, and every group likewise holds members. Then the order, number and company
+// of members cannot make it invalid. Members are declared globally, so that each of them can be
+// validated by itself.
 #include "platform/dom/member_changes.h"
 
 #include <algorithm>
@@ -80,6 +81,8 @@ std::optional<std::vector<Group>> GroupsOf(const xmlDoc* c_document, const Schem
   for (const auto& [name, group] : *groups) {
     auto members = FreeChildren(*group->type);
     if (!members || RequiresAttributes(*group->type)) return std::nullopt;
+    for (const auto& [member, declared] : *members)
+      if (schemas.Model()->FindElement(member) != declared) return std::nullopt;
     result.push_back({name, std::move(*members)});
   }
   return result;

@@ -39,11 +39,9 @@ bool IsFree(const Particle& particle) { return particle.min == 0 && particle.max
 // What a free choice, or a free repetition of a single element, offers.
 bool AddAlternatives(const Particle& particle, NameMap<const SchemaElement*>& children) {
   if (particle.kind != ParticleKind::kElement || particle.max == 0) return false;
-  const SchemaElement* global = particle.element->declaration;
-  // A local declaration is its own; the use of a global one is not.
-  if (global == particle.element || global->is_abstract || !global->substitutes.empty())
-    return false;
-  children.emplace(global->Key(), global);
+  const SchemaElement* declaration = particle.element->declaration;
+  if (declaration->is_abstract || !declaration->substitutes.empty()) return false;
+  children.emplace(declaration->Key(), declaration);
   return true;
 }
 

@@ -12,10 +12,10 @@ namespace cfgex {
 // xs:key, xs:keyref, xs:unique, or a type made from ID, IDREF and their like.
 bool TiesPartsTogether(const SchemaDocuments& documents);
 
-// The global elements that may stand, in any number and any order, as the children of elements of
-// a type; by name. Nothing when the type's content is any other: when order or number count, when
-// there is a wildcard, text, a local declaration, or an element that is abstract or that others
-// can stand for.
+// The elements that may stand, in any number and any order, as the children of elements of a type,
+// by name: local declarations, or the global ones that are used. Nothing when the type's content is
+// any other: when order or number count, when there is a wildcard, text, or an element that is
+// abstract or that others can stand for.
 std::optional<NameMap<const SchemaElement*>> FreeChildren(const SchemaType& type);
 
 // Whether elements of the type must carry an attribute.
