@@ -1,0 +1,58 @@
+#include "bench/cfgex_store.h"
+
+#include <map>
+
+#include "platform/os/encoding.h"
+#include "src/cfg_configurationex_impl.h"
+
+namespace bench {
+namespace {
+
+// An explicit instantiation may name what is private: the one way to the store's own operations.
+struct ImplOf {
+  friend auto& Impl(const ImplOf& tag, CCfgConfigurationEx& store);
+};
+template <auto Member>
+struct Opened {
+  friend auto& Impl(const ImplOf&, CCfgConfigurationEx& store) { return *(store.*Member); }
+};
+template struct Opened<&CCfgConfigurationEx::m_pImpl>;
+
+}  // namespace
+
+std::wstring Wide(std::string_view text) { return cfgex::FromUtf8(text); }
+
+void UseLibrary() {
+  static const bool used = CCfgEx_Initialization(Schema().wstring().c_str());
+  Require(used, "load the schema");
+}
+
+CCfgConfigurationEx OpenStore(const std::string& subject, std::size_t size,
+                              const std::string& xml) {
+  UseLibrary();
+  const auto path = Directory(subject, size) / "main.xml";
+  WriteFile(path, xml);
+  CCfgConfigurationEx store;
+  Require(store.Initialize(path.wstring().c_str()), "open a store");
+  return store;
+}
+
+CCfgConfigurationEx& SharedStore(std::size_t size) {
+  static std::map<std::size_t, CCfgConfigurationEx> stores;
+  auto found = stores.find(size);
+  if (found == stores.end())
+    found = stores.emplace(size, OpenStore("cfgex", size, Xml(size))).first;
+  return found->second;
+}
+
+OS::x_wstring Read(CCfgConfigurationEx& store, const std::wstring& id, const wchar_t* category) {
+  OS::x_wstring xml;
+  Require(store.GetConfiguration(id.c_str(), category, xml), "read an instance");
+  return xml;
+}
+
+bool SetWithoutSaving(CCfgConfigurationEx& store, const OS::x_wstring& xml) {
+  return Impl(ImplOf{}, store).SetConfiguration(xml.c_str(), nullptr, nullptr, false);
+}
+
+}  // namespace bench
