@@ -31,7 +31,7 @@ class CFGEX_API CCfgIntegerArray {
   virtual void Empty();
 
  private:
-  class CImpl;
+  class CFGEX_PRIVATE CImpl;
   void _AddRef();
   void _Free();
 

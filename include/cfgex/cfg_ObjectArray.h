@@ -34,7 +34,7 @@ class CFGEX_API CCfgObjectArray {
   virtual void Empty();
 
  private:
-  class CImpl;
+  class CFGEX_PRIVATE CImpl;
   void _AddRef();
   void _Free();
 

@@ -61,7 +61,7 @@ class CFGEX_API CCfgOption {
   static std::atomic<CCfgOption*> m_pInstance;
 
  private:
-  class CImpl;
+  class CFGEX_PRIVATE CImpl;
   void _AddRef();
   void _Free();
 

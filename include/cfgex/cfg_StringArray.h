@@ -32,7 +32,7 @@ class CFGEX_API CCfgStringArray {
   virtual void Empty();
 
  private:
-  class CImpl;
+  class CFGEX_PRIVATE CImpl;
   void _AddRef();
   void _Free();
 

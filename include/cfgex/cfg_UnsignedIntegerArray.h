@@ -31,7 +31,7 @@ class CFGEX_API CCfgUnsignedIntegerArray {
   virtual void Empty();
 
  private:
-  class CImpl;
+  class CFGEX_PRIVATE CImpl;
   void _AddRef();
   void _Free();
 

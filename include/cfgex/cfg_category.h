@@ -54,7 +54,7 @@ class CFGEX_API CCfgCategory {
   bool EnumAllInstance(std::vector<OS::x_wstring>& ids);
 
  private:
-  class CImpl;
+  class CFGEX_PRIVATE CImpl;
   void _AddRef();
   void _Free();
 

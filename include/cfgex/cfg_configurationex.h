@@ -102,7 +102,7 @@ class CFGEX_API CCfgConfigurationEx {
                          std::vector<OS::x_wstring>* reservedIds);
 
  private:
-  class CImpl;
+  class CFGEX_PRIVATE CImpl;
   void _AddRef();
   void _Free();
 

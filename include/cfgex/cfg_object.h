@@ -158,7 +158,7 @@ class CFGEX_API CCfgObject {
   bool SaveToFile(const wchar_t* path) const;
 
  private:
-  class CImpl;
+  class CFGEX_PRIVATE CImpl;
   void _AddRef();
   void _Free();
 
