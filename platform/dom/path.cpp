@@ -3,6 +3,7 @@
 #include <libxml/xpath.h>
 #include <libxml/xpathInternals.h>
 
+#include <cassert>
 #include <memory>
 #include <optional>
 #include <string>
@@ -188,6 +189,20 @@ Nodes EvaluateXPath(xmlDoc* c_document, xmlNode* c_context, const std::string& p
   return nodes;
 }
 
+// What debug builds hold the index against: the plain way, as long as the document is so small that
+// looking through all of it costs little.
+[[maybe_unused]] bool IsAsXPathAnswers(const Nodes& found, xmlDoc* c_document, xmlNode* c_context,
+                                       const std::string& path, Wanted wanted) {
+  int budget = 300;
+  const auto* c_top = reinterpret_cast<xmlNode*>(c_document);
+  for (const xmlNode* c_node = c_top->children; c_node != nullptr;
+       c_node = NextInTree(c_node, c_top))
+    if (--budget == 0) return true;
+  const Nodes expected = EvaluateXPath(c_document, c_context, path);
+  const auto first = [](const Nodes& nodes) { return nodes.empty() ? nullptr : nodes.front(); };
+  return wanted == Wanted::kFirst ? first(found) == first(expected) : found == expected;
+}
+
 Nodes Find(xmlNode* c_context, std::wstring_view widePath, Wanted wanted) {
   const std::string path = ToUtf8(widePath);
   if (path.find('\0') != path.npos) throw _com_error(_com_error::kFail, "bad path: null character");
@@ -199,7 +214,10 @@ Nodes Find(xmlNode* c_context, std::wstring_view widePath, Wanted wanted) {
   }
   Document& document = DocumentOf(c_context);
   if (const auto indexed = ParseIndexed(path))
-    if (auto found = AskIndex(document, *indexed, wanted)) return *std::move(found);
+    if (auto found = AskIndex(document, *indexed, wanted)) {
+      assert(IsAsXPathAnswers(*found, document.Tree(), c_context, path, wanted));
+      return *std::move(found);
+    }
   return EvaluateXPath(document.Tree(), c_context, path);
 }
 
