@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
+#include <vector>
 
 #include "platform/create_object.h"
 #include "platform/schema/schema_model.h"
@@ -17,7 +19,10 @@ using namespace cfgex;
 using Document2 = ComPtr<IXMLDOMDocument2>;
 using Element = ComPtr<IXMLDOMElement>;
 
-class MemberChangesTest : public testing::TestWithParam<const char*> {
+// A few of these fill a part of the text that is kept.
+constexpr std::size_t kLongText = 20000;
+
+class KeptTextTest : public testing::Test {
  protected:
   Document2 Empty(bool bound = true) const {
     auto document = CreateObject<IXMLDOMDocument2>(L"MSXML2.DOMDocument.6.0");
@@ -38,7 +43,7 @@ class MemberChangesTest : public testing::TestWithParam<const char*> {
   }
   // The document's verdict and file are those of its own text, read anew.
   void Compare(const Document2& document, const std::string& what, bool files) {
-    const Document2 fresh = Load(document->get_documentElement()->get_xml());
+    const Document2 fresh = Load(document->get_xml());
     const ComPtr<IXMLDOMParseError> expected = fresh->validate();
     const ComPtr<IXMLDOMParseError> outcome = document->validate();
     ASSERT_EQ(outcome->get_errorCode(), expected->get_errorCode()) << what;
@@ -49,9 +54,19 @@ class MemberChangesTest : public testing::TestWithParam<const char*> {
     ASSERT_EQ(ReadBytes(m_Folder.Path(L"a.xml")), ReadBytes(m_Folder.Path(L"b.xml"))) << what;
   }
 
+  static std::vector<ComPtr<IXMLDOMNode>> Children(const ComPtr<IXMLDOMNode>& node,
+                                                   const wchar_t* path) {
+    const ComPtr<IXMLDOMNodeList> found = node->selectNodes(path);
+    std::vector<ComPtr<IXMLDOMNode>> children;
+    for (long i = 0; i < found->get_length(); ++i) children.push_back(found->get_item(i));
+    return children;
+  }
+
   Folder m_Folder;
   ComPtr<IXMLDOMSchemaCollection2> m_Schemas;
 };
+
+class MemberChangesTest : public KeptTextTest, public testing::WithParamInterface<const char*> {};
 
 // Each a way to change the sample schema, as text to find and what to put for it. The first are
 // separable, the others not, each for a reason of its own.
@@ -96,8 +111,11 @@ TEST_P(MemberChangesTest, AnswersLikeAFreshDocument) {
     std::mt19937 random(seed);
     const auto below = [&random](std::size_t n) { return static_cast<long>(random() % n); };
     const Document2 document =
-        Load(Configuration({Item(L"P", L"a", L"<Name>1</Name><Level>5</Level>") + Item(L"Q", L"b"),
-                            Item(L"R", L"c")}));
+        Load(L"<!--before-->" +
+             Configuration({Item(L"P", L"a", L"<Name>1</Name><Level>5</Level>") + L"<!--inside-->" +
+                                Item(L"Q", L"b"),
+                            Item(L"R", L"c")}) +
+             L"<!--after-->");
     Compare(document, "at the start", true);
     for (int step = 0; step < 60; ++step) {
       const auto pick = [&](const wchar_t* path) {
@@ -118,7 +136,7 @@ TEST_P(MemberChangesTest, AnswersLikeAFreshDocument) {
         const Element element = document->createElement(names[below(6)]);
         element->appendChild(document->createElement(L"InstanceId"));
         element->appendChild(document->createElement(L"Name"))
-            ->put_text(below(2) == 0 ? L"1" : L"2");
+            ->put_text(std::wstring(below(3) == 0 ? 1 : kLongText, L'1'));
         return element;
       };
       if (action < 3 && group) {
@@ -143,12 +161,62 @@ TEST_P(MemberChangesTest, AnswersLikeAFreshDocument) {
         root->removeChild(group);
       } else if (action == 12 && below(4) == 0) {
         const Element target = below(2) == 0 ? root : member;
-        if (target) target->setAttribute(below(2) == 0 ? L"instance_id" : L"wrong", L"v");
+        const wchar_t* const attributes[] = {L"instance_id", L"wrong", L"xml:space"};
+        if (target) target->setAttribute(attributes[below(3)], L"preserve");
+      } else if (action == 13 && group && below(3) == 0) {
+        const auto others = document->selectNodes(L"/Configuration/*/comment()");
+        if (others->get_length() > 0) group->appendChild(others->get_item(0));
       } else if (group && member) {
         group->appendChild(member);
       }
       Compare(document, what, step % 5 == 4);
       if (HasFatalFailure()) return;
+    }
+  }
+}
+
+// Each item in turn goes, and what is left changes and grows: so every item comes to be the first
+// of a part of the kept text, the last, or the one that is cut off.
+TEST_F(KeptTextTest, FollowsEveryItem) {
+  Compile(kSampleSchema);
+  const std::wstring name = L"<Name>" + std::wstring(kLongText, L'x') + L"</Name>";
+  const std::wstring members =
+      Item(L"P", L"a", name) + Item(L"Q", L"b", name) + Item(L"R", L"c", name);
+  std::wstring text = Configuration({members, members, members, Item(L"P", L"d") + L"<!--left-->"});
+  text.replace(text.rfind(L"<Category>"), 9, L"<Category xml:space='preserve'");
+  text.replace(text.find(L"<Category>"), 10, L"<Category><!--first-->");
+  const wchar_t* const items = L"/Configuration/* | /Configuration/*/*";
+  const long count = Load(text)->selectNodes(items)->get_length();
+  ASSERT_EQ(count, 14);
+  for (long i = 0; i < 2 * count; ++i) {
+    const bool withCompany = i >= count;  // all its like below its parent go, too
+    const Document2 document = Load(text);
+    const auto compare = [&](const char* what) {
+      Compare(document, what + std::to_string(i), true);
+      return !HasFatalFailure();
+    };
+    ASSERT_TRUE(compare("at the start "));
+    const ComPtr<IXMLDOMNode> gone = document->selectNodes(items)->get_item(i % count);
+    const ComPtr<IXMLDOMNode> parent = gone->get_parentNode();
+    for (const auto& company : withCompany ? Children(parent, L"*") : std::vector{gone})
+      parent->removeChild(company);
+    if (i % 2 == 0) ASSERT_TRUE(compare("gone "));
+    for (const auto& changed : Children(document, L"/Configuration/*/*/Name")) {
+      changed->put_text(changed->get_text() + L"y");
+      ASSERT_TRUE(compare("changed "));
+    }
+    std::vector<ComPtr<IXMLDOMNode>> groups = Children(document, L"/Configuration/*");
+    std::reverse(groups.begin(), groups.end());
+    for (const auto& group : groups) {
+      for (int added = 0; added < 4; ++added) {
+        const ComPtr<IXMLDOMNode> like = Children(Load(text), L"/Configuration/*/*").front();
+        group->appendChild(like->cloneNode(true));
+      }
+      ASSERT_TRUE(compare("added "));
+    }
+    for (const auto& group : groups) {
+      Children(group, L"*").back()->appendChild(document->createElement(L"Plain"));
+      ASSERT_TRUE(compare("changed after it was added "));
     }
   }
 }

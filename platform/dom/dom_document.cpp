@@ -1,6 +1,9 @@
 #include "platform/dom/dom_document.h"
 
 #include <cassert>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include "cfgex/com_error.h"
 #include "platform/dom/namespaces.h"
@@ -24,6 +27,12 @@ class ParseError final : public Counted<IXMLDOMParseError> {
  private:
   ValidationOutcome m_Outcome;
 };
+
+[[maybe_unused]] std::string Joined(const std::vector<std::string_view>& pieces) {
+  std::string whole;
+  for (const std::string_view piece : pieces) whole += piece;
+  return whole;
+}
 
 }  // namespace
 
@@ -99,8 +108,8 @@ bool Document::loadXML(std::wstring_view text) {
 void Document::save(std::wstring_view path) {
   RaiseFaultHere("save");
   if (Root() == nullptr) throw _com_error(_com_error::kFail, "save: the document is empty");
-  const std::string& text = RenewFileText(Tree(), m_Members.Text());
-  assert(text == ToFileText(Tree()));
+  const std::vector<std::string_view> text = m_Members.Text().Renew(Tree());
+  assert(Joined(text) == ToFileText(Tree()));
   ReplaceFile(std::wstring(path), text);
 }
 

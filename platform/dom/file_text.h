@@ -1,52 +1,68 @@
-// The text of a document's file, kept so that the next one can be put together from it.
+// The text of a document's file, kept in parts, so that only the parts that have changed are made
+// anew.
 #pragma once
 
 #include <libxml/tree.h>
 
-#include <cstddef>
+#include <list>
 #include <string>
 #include <string_view>
-#include <unordered_set>
+#include <unordered_map>
 #include <vector>
+
+#include "platform/dom/serializer.h"
 
 namespace cfgex {
 
-// Pieces are the elements of the third level: the serializer writes each of them the same wherever
-// it stands, so the text of one that has not changed need not be made again.
+// Items are the root element, the elements below it, and the elements below those. A part is the
+// text from the start tag of one item up to that of another: the end tags in between, comments and
+// the like belong to it. The first part starts with the file, the last one ends with it.
 //
-// Invariants:
-//   1. m_Pieces tells, in order, where each piece stood in m_Text when that was written.
-//   2. A node in m_Pieces that is not in m_Stale is still a piece of the document, unchanged, and
-//      comes in the document in the same order among its like.
-class FileText {
+// Invariants, unless nothing is kept:
+//   1. m_Parts are the file in order. The text of a part that is not stale is what the serializer
+//      writes from its first item up to the first of the next part.
+//   2. m_Items holds the items that stand on lines of their own, each with the part that it is in;
+//      the others are covered by one that does, which does not indent.
+//   3. Whether an item indents changes only when the first element comes into it or the last one
+//      leaves it: everything else that may come or go there is told to Clear.
+class FileText final : private FileTextObserver {
  public:
-  // The piece has changed, left its place, or come to it.
-  void Changed(const xmlNode* c_piece) noexcept;
+  // To be told of each change in an item, of each that comes (it is in its place already) and that
+  // goes (it still is), with all items below it.
+  void Changed(const xmlNode* c_item) noexcept;
+  void Added(const xmlNode* c_item) noexcept;
+  void Removing(const xmlNode* c_item) noexcept;
+  // Of every other change outside of the items of the third level.
   void Clear() noexcept;
 
-  // One writing of the whole file. Pieces are asked for in document order, each by Find and then,
-  // with its place in the new text, Place. `Start` gives the buffer for the new text, `Finish`
-  // takes it, and gives it out to be read until the next change.
-  std::string Start();
-  // The text of a piece that has not changed; empty for one that has.
-  std::string_view Find(const xmlNode* c_piece) noexcept;
-  void Place(const xmlNode* c_piece, std::size_t begin, std::size_t end);
-  const std::string& Finish(std::string text) noexcept;
+  // The whole text in pieces, good until the next change.
+  std::vector<std::string_view> Renew(const xmlDoc* c_document);
 
  private:
-  struct Piece {
-    const xmlNode* c_node;
-    std::size_t begin;
-    std::size_t end;
+  struct Part {
+    const xmlNode* c_first;
+    std::string text;
+    bool isStale = true;
+  };
+  using PartPlace = std::list<Part>::iterator;
+  struct Item {
+    PartPlace part;
+    bool indents = false;  // has the items below it on lines of their own
   };
 
-  std::string m_Text;
-  std::vector<Piece> m_Pieces;
-  std::unordered_set<const xmlNode*> m_Stale;
-  // While the file is written: what is being made, and how far in m_Pieces the writing is.
-  std::vector<Piece> m_NewPieces;
-  std::size_t m_Next = 0;
-  std::string m_Spare;  // the text before, for its memory
+  bool MarkCovering(const xmlNode* c_item) noexcept;
+  void Add(const xmlNode* c_item);
+  void Remove(const xmlNode* c_item) noexcept;
+  void RenewPart(const xmlDoc* c_document, PartPlace part);
+  void AtItem(const xmlNode* c_item, std::string& text) override;
+  bool IsKnownToIndent(const xmlNode* c_item) override;
+  void SeenToIndent(const xmlNode* c_item) override;
+
+  std::list<Part> m_Parts;
+  std::unordered_map<const xmlNode*, Item> m_Items;
+  // While a part is made: the one that is filled, and the size from which on it is full.
+  PartPlace m_Filled;
+  std::size_t m_FullSize = 0;
 };
 
 }  // namespace cfgex

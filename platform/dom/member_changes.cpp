@@ -107,31 +107,37 @@ void MemberChanges::Removing(const xmlNode* c_node) noexcept {
   }
   const Place place = PlaceOf(c_node);
   if (place.c_root == nullptr) return;
-  if (place.c_group == nullptr) {
-    Clear();
-  } else if (place.c_group == c_node) {
-    for (const xmlNode* c_child = c_node->children; c_child != nullptr; c_child = c_child->next)
-      Forget(c_child);
-    Forget(c_node);
-  } else if (place.c_member == c_node) {
-    Forget(c_node);
-  } else {
-    Changed(place.c_member);
+  if (place.c_member != nullptr && place.c_member != c_node) {
+    MarkChanged(place.c_member);
+    return;
   }
+  if (place.c_group == nullptr || !IsElement(c_node)) {
+    Clear();
+    return;
+  }
+  m_Text.Removing(c_node);
+  m_Pending.erase(const_cast<xmlNode*>(c_node));
+  if (place.c_group != c_node) return;
+  for (xmlNode* c_child = c_node->children; c_child != nullptr; c_child = c_child->next)
+    m_Pending.erase(c_child);
 }
 
 void MemberChanges::Added(xmlNode* c_node) noexcept {
   const Place place = PlaceOf(c_node);
-  if (place.c_root == nullptr || !IsElement(c_node)) return;
-  if (place.c_group == nullptr) {
+  if (place.c_root == nullptr) return;
+  if (place.c_member != nullptr && place.c_member != c_node) {
+    MarkChanged(place.c_member);
+    return;
+  }
+  if (place.c_group == nullptr || !IsElement(c_node)) {
     Clear();
     return;
   }
-  MarkPending(place.c_member != nullptr ? place.c_member : c_node);
-  if (place.c_group == c_node) {
-    for (xmlNode* c_child = c_node->children; c_child != nullptr; c_child = c_child->next)
-      if (IsElement(c_child)) MarkPending(c_child);
-  }
+  m_Text.Added(c_node);
+  MarkPending(c_node);
+  if (place.c_group != c_node) return;
+  for (xmlNode* c_child = c_node->children; c_child != nullptr; c_child = c_child->next)
+    if (IsElement(c_child)) MarkPending(c_child);
 }
 
 void MemberChanges::Changed(xmlNode* c_element) noexcept {
@@ -140,7 +146,7 @@ void MemberChanges::Changed(xmlNode* c_element) noexcept {
   if (place.c_member == nullptr) {
     Clear();
   } else {
-    MarkPending(place.c_member);
+    MarkChanged(place.c_member);
   }
 }
 
@@ -150,19 +156,18 @@ void MemberChanges::Clear() noexcept {
   m_Text.Clear();
 }
 
+void MemberChanges::MarkChanged(xmlNode* c_member) noexcept {
+  m_Text.Changed(c_member);
+  MarkPending(c_member);
+}
+
 void MemberChanges::MarkPending(xmlNode* c_element) noexcept {
-  m_Text.Changed(c_element);
   if (!m_IsFrameValid) return;
   try {
     m_Pending.insert(c_element);
   } catch (const std::bad_alloc&) {
     Clear();
   }
-}
-
-void MemberChanges::Forget(const xmlNode* c_element) noexcept {
-  m_Text.Changed(c_element);
-  m_Pending.erase(const_cast<xmlNode*>(c_element));
 }
 
 // --- Validating

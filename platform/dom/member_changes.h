@@ -25,13 +25,13 @@ class MemberChanges {
   // schema allows that.
   ValidationOutcome Validate(xmlDoc* c_document, const SchemaCache& schemas);
 
-  // The text of the document's file, in which members are the pieces.
+  // The text of the document's file; groups and members are its items.
   FileText& Text() noexcept { return m_Text; }
 
  private:
   bool AreChangesValid(const xmlDoc* c_document, const SchemaCache& schemas);
+  void MarkChanged(xmlNode* c_member) noexcept;
   void MarkPending(xmlNode* c_element) noexcept;
-  void Forget(const xmlNode* c_element) noexcept;
 
   bool m_IsFrameValid = false;
   std::unordered_set<xmlNode*> m_Pending;  // new groups, and members that are new or changed

@@ -3,7 +3,6 @@
 #include <utility>
 #include <vector>
 
-#include "platform/dom/file_text.h"
 #include "platform/dom/namespaces.h"
 #include "platform/dom/node_tree.h"
 
@@ -38,9 +37,12 @@ const char* Reference(char c, Where where) noexcept {
 class Writer {
  public:
   explicit Writer(bool indent) : m_Indent(indent) {}
-  explicit Writer(FileText& kept) : m_Indent(true), m_pKept(&kept), m_Out(kept.Start()) {}
+  explicit Writer(FileTextObserver& observer) : m_Indent(true), m_pObserver(&observer) {}
 
-  void Write(const xmlNode* c_root);
+  void Write(const xmlNode* c_root) { Write(c_root, c_root, nullptr); }
+  // From an element in the tree, all of whose ancestors have their children on lines of their own,
+  // up to an item; gives whether that was met.
+  bool Write(const xmlNode* c_root, const xmlNode* c_from, const xmlNode* c_upTo);
   void Add(std::string_view text) { m_Out += text; }
   std::string Take() { return std::move(m_Out); }
 
@@ -54,17 +56,20 @@ class Writer {
   void Attributes(const xmlNode* c_element);
   // Writes a node without children as a whole and gives false, or what stands before the children.
   bool Open(const xmlNode* c_node);
-  // The same for a node whose text may be kept: that is written as a whole, too.
-  bool OpenOrTake(const xmlNode* c_node);
   void Close(const xmlNode* c_element);
+  bool IsItem(const xmlNode* c_node) const {
+    return m_pObserver != nullptr && c_node->type == XML_ELEMENT_NODE && m_Levels.size() <= 2 &&
+           (m_Levels.empty() || m_Levels.back());
+  }
   bool IndentsChildren(const xmlNode* c_element) const;
+  bool HasLinesOfItsOwn(const xmlNode* c_element);
   // Starts a line inside the innermost open element if its children stand on lines of their own.
   void NewLine(std::size_t indentation) {
     if (m_Levels.back()) m_Out.append(1, '\n').append(2 * indentation, ' ');
   }
 
   bool m_Indent;
-  FileText* m_pKept = nullptr;
+  FileTextObserver* m_pObserver = nullptr;
   std::vector<bool>
       m_Levels;  // of each open element: whether its children stand on their own lines
   std::string m_Out;
@@ -163,35 +168,30 @@ bool Writer::Open(const xmlNode* c_node) {
   }
 }
 
-// The text of an element depends on its place only by the indentation there.
-bool Writer::OpenOrTake(const xmlNode* c_node) {
-  const bool isKept = m_pKept != nullptr && c_node->type == XML_ELEMENT_NODE &&
-                      m_Levels.size() == 2 && m_Levels[0] && m_Levels[1];
-  if (!isKept) return Open(c_node);
-  const std::size_t begin = m_Out.size();
-  const std::string_view text = m_pKept->Find(c_node);
-  if (!text.empty()) {
-    Add(text);
-  } else {
-    FileText* kept = std::exchange(m_pKept, nullptr);
-    Write(c_node);
-    m_pKept = kept;
-  }
-  m_pKept->Place(c_node, begin, m_Out.size());
-  return false;
-}
-
 void Writer::Close(const xmlNode* c_element) {
   Add("</");
   Name(c_element->ns, c_element->name);
   Add(">");
 }
 
-void Writer::Write(const xmlNode* c_root) {
-  const xmlNode* c_node = c_root;
+bool Writer::HasLinesOfItsOwn(const xmlNode* c_element) {
+  if (!IsItem(c_element)) return IndentsChildren(c_element);
+  if (m_pObserver->IsKnownToIndent(c_element)) return true;
+  const bool indents = IndentsChildren(c_element);
+  if (indents) m_pObserver->SeenToIndent(c_element);
+  return indents;
+}
+
+bool Writer::Write(const xmlNode* c_root, const xmlNode* c_from, const xmlNode* c_upTo) {
+  for (const xmlNode* c_at = c_from; c_at != c_root; c_at = c_at->parent) m_Levels.push_back(true);
+  const xmlNode* c_node = c_from;
   for (;;) {
-    if (OpenOrTake(c_node)) {
-      m_Levels.push_back(IndentsChildren(c_node));
+    if (IsItem(c_node)) {
+      if (c_node == c_upTo) return true;
+      m_pObserver->AtItem(c_node, m_Out);
+    }
+    if (Open(c_node)) {
+      m_Levels.push_back(HasLinesOfItsOwn(c_node));
       NewLine(m_Levels.size());
       c_node = c_node->children;
       continue;
@@ -202,7 +202,7 @@ void Writer::Write(const xmlNode* c_root) {
       m_Levels.pop_back();
       Close(c_node);
     }
-    if (c_node == c_root) return;
+    if (c_node == c_root) return false;
     NewLine(m_Levels.size());
     c_node = c_node->next;
   }
@@ -223,21 +223,36 @@ std::string ToXml(const xmlNode* c_node) {
 
 namespace {
 
-std::string FileTextBy(Writer writer, const xmlDoc* c_document) {
-  writer.Add("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n");
-  for (const xmlNode* c_child = c_document->children; c_child != nullptr; c_child = c_child->next) {
-    writer.Write(c_child);
+constexpr std::string_view kDeclaration = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
+
+void WriteWithLineEnd(Writer& writer, const xmlNode* c_node, const xmlNode* c_end) {
+  for (; c_node != c_end; c_node = c_node->next) {
+    writer.Write(c_node);
     writer.Add("\n");
   }
-  return writer.Take();
 }
 
 }  // namespace
 
-std::string ToFileText(const xmlDoc* c_document) { return FileTextBy(Writer(true), c_document); }
+std::string ToFileText(const xmlDoc* c_document) {
+  Writer writer(true);
+  writer.Add(kDeclaration);
+  WriteWithLineEnd(writer, c_document->children, nullptr);
+  return writer.Take();
+}
 
-const std::string& RenewFileText(const xmlDoc* c_document, FileText& text) {
-  return text.Finish(FileTextBy(Writer(text), c_document));
+std::string ToFileTextPart(const xmlDoc* c_document, const xmlNode* c_from, const xmlNode* c_upTo,
+                           FileTextObserver& observer) {
+  const xmlNode* c_root = xmlDocGetRootElement(c_document);
+  Writer writer(observer);
+  if (c_from == c_root) {
+    writer.Add(kDeclaration);
+    WriteWithLineEnd(writer, c_document->children, c_root);
+  }
+  if (writer.Write(c_root, c_from, c_upTo)) return writer.Take();
+  writer.Add("\n");
+  WriteWithLineEnd(writer, c_root->next, nullptr);
+  return writer.Take();
 }
 
 }  // namespace cfgex

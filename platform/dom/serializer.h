@@ -8,8 +8,6 @@
 
 namespace cfgex {
 
-class FileText;
-
 // The node as XML in UTF-8, nothing added. Of a document: its top-level nodes, without a
 // declaration.
 std::string ToXml(const xmlNode* c_node);
@@ -19,7 +17,24 @@ std::string ToXml(const xmlNode* c_node);
 // they are. Reading this text and writing it again gives the same bytes.
 std::string ToFileText(const xmlDoc* c_document);
 
-// The same text, put together from what `text` keeps and from what has changed since.
-const std::string& RenewFileText(const xmlDoc* c_document, FileText& text);
+// Looks on while the text of a file is written. Items are the elements down to the third level that
+// stand on lines of their own.
+class FileTextObserver {
+ public:
+  // The item comes next; `text` is what was written so far, and may be taken.
+  virtual void AtItem(const xmlNode* c_item, std::string& text) = 0;
+  // Whether an item that has children is known to have them on lines of their own, and that it was
+  // seen to have: only looking at all of them tells.
+  virtual bool IsKnownToIndent(const xmlNode* c_item) = 0;
+  virtual void SeenToIndent(const xmlNode* c_item) = 0;
+
+ protected:
+  ~FileTextObserver() = default;
+};
+
+// The part of that text from one item up to another, or, if that is null, up to the end. With the
+// root the text starts at the start of the file.
+std::string ToFileTextPart(const xmlDoc* c_document, const xmlNode* c_from, const xmlNode* c_upTo,
+                           FileTextObserver& observer);
 
 }  // namespace cfgex

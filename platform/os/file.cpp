@@ -112,12 +112,13 @@ bool ReadWholeFile(const std::wstring& path, std::string& content) noexcept {
   }
 }
 
-void ReplaceFile(const std::wstring& path, std::string_view content) {
+void ReplaceFile(const std::wstring& path, std::span<const std::string_view> content) {
   try {
     const std::string target = FollowLinks(PathBytes(path));
     constexpr mode_t kEverybody = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
     ReplaceContent(target, kEverybody, false, [&](int descriptor) {
-      WriteFully(descriptor, content.data(), content.size(), target);
+      for (const std::string_view piece : content)
+        WriteFully(descriptor, piece.data(), piece.size(), target);
     });
   } catch (const std::bad_alloc&) {
     throw _com_error(_com_error::kOutOfMemory, "ReplaceFile");

@@ -22,6 +22,7 @@
 #pragma once
 
 #include <cstddef>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -40,8 +41,12 @@ namespace cfgex {
 // The content of a regular file. False, and `content` unchanged, when it cannot be read or has more
 // than 2^31 - 1 bytes.
 bool ReadWholeFile(const std::wstring& path, std::string& content) noexcept;
-// Replaces the file's content; a new file gets the permissions that the umask leaves. A failure
-// raises _com_error, which names the system call, the path and the reason.
-void ReplaceFile(const std::wstring& path, std::string_view content);
+// Replaces the file's content, which is given in one piece or several; a new file gets the
+// permissions that the umask leaves. A failure raises _com_error, which names the system call, the
+// path and the reason.
+void ReplaceFile(const std::wstring& path, std::span<const std::string_view> content);
+inline void ReplaceFile(const std::wstring& path, std::string_view content) {
+  ReplaceFile(path, {&content, 1});
+}
 
 }  // namespace cfgex
