@@ -22,10 +22,16 @@ programs=$root/build/release/examples
 # The README's ten lines do what they say.
 mkdir "$work/ten_lines" "$work/ferries"
 cp examples/building/*.{xsd,xml} "$work/ten_lines"
-(cd "$work/ten_lines" && "$programs/ten_lines" && grep -q 'Server room, north' building.xml)
+(cd "$work/ten_lines" && "$programs/ten_lines" && grep -q 'Server room, north' building.xml) || {
+  echo "check-docs.sh: the ten lines do not change the file" >&2
+  exit 1
+}
 
 cp examples/tutorial/*.{xsd,xml} "$work/ferries"
-(cd "$work/ferries" && "$programs/tutorial/ferries" >ferries.txt)
+(cd "$work/ferries" && "$programs/tutorial/ferries" >ferries.txt) || {
+  echo "check-docs.sh: the tutorial's program failed" >&2
+  exit 1
+}
 
 python3 scripts/doc_blocks.py "$work/ferries" "$@"
 echo "the pages show what is there"

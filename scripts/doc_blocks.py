@@ -4,14 +4,14 @@
     doc_blocks.py OUTPUTS             fails and says where a page differs
     doc_blocks.py OUTPUTS --update    writes into the pages what they should show
 
-A code block (cpp, cmake or xml) in a page stands under a comment that says where it comes from:
+A cpp or xml block in a page stands under a comment that says where it comes from:
 
     <!-- code FILE REGION -->        a region of a source: what stands between the comments
                                      [REGION] and [end] in it, moved to the left
     <!-- output FILE [SECTION] -->   a file in the directory OUTPUTS, or the part of it below the
                                      line "== SECTION", up to the next such line
 
-"text" and "sh" blocks need none. Links within the repository must lead to a file, and to a heading
+Other blocks may have one. Links within the repository must lead to a file, and to a heading
 where they name one.
 """
 
@@ -23,7 +23,7 @@ import textwrap
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 SOURCE = re.compile(r"<!-- (code|output) (\S+)(?: (\S+))? -->")
-HELD = ("cpp", "cmake", "xml")
+HELD = ("cpp", "xml")
 LINK = re.compile(r"\[[^\]]*\]\(([^)\s]+)\)")
 
 
