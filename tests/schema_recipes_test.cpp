@@ -254,6 +254,34 @@ TEST(SchemaVersionsTest, AnOptionalFieldIsAddedThroughTheText) {
   EXPECT_EQ(ReadBytes(sample.configFile), file);
 }
 
+TEST(RedefinitionTest, AddsAStepToAnApplicationsOwnTypesAlone) {
+  const Folder folder;
+  WriteBytes(folder.Path(L"own.xsd"),
+             "<xs:schema xmlns:xs='http://www.w3.org/2001/XMLSchema'><xs:simpleType "
+             "name='LevelType'><xs:restriction base='xs:integer'/></xs:simpleType></xs:schema>");
+  const std::string redefined =
+      "<xs:redefine schemaLocation='own.xsd'><xs:simpleType name='LevelType'><xs:restriction "
+      "base='LevelType'><xs:maxInclusive value='9'/></xs:restriction></xs:simpleType>"
+      "</xs:redefine><xs:redefine schemaLocation='" CFGEX_SCHEMA_DIR
+      "/cfgex-types.xsd'>"
+      "<xs:complexType name='StringArrayType'><xs:complexContent><xs:restriction "
+      "base='StringArrayType'><xs:sequence><xs:element name='Item' type='xs:string' minOccurs='0' "
+      "maxOccurs='2'/></xs:sequence></xs:restriction></xs:complexContent></xs:complexType>"
+      "</xs:redefine>";
+  std::string schema = SchemaWith(
+      "<xs:element name='Level' type='LevelType' default='1'/>"
+      "<xs:element name='Texts' type='StringArrayType'/>");
+  const std::size_t include = schema.find("<xs:include");
+  schema.replace(include, schema.find("/>", include) + 2 - include, redefined);
+  WriteBytes(folder.Path(L"main.xsd"), schema);
+  CCfgOption option;
+  ASSERT_TRUE(option.Initialize(folder.Path(L"main.xsd").c_str()));
+  CCfgInstance instance(option);
+  ASSERT_TRUE(CCfgCategory(L"P", option).CreateInstance(instance));
+  EXPECT_FALSE(instance.SetFieldValue(L"Level", 2));
+  EXPECT_TRUE(instance.SetFieldValue(L"Texts", std::vector<OS::x_wstring>{L"a"}));
+}
+
 TEST(ValidatorTest, DepartsFromTheStandardAsTheGuideSays) {
   const std::string schema = SchemaWith(
       "<xs:choice><xs:element name='Int' type='xs:int'/><xs:element name='Integer' "
