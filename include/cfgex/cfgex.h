@@ -14,3 +14,4 @@
 #include "cfgex/cfg_instance.h"
 #include "cfgex/cfg_object.h"
 #include "cfgex/cvar.h"
+#include "cfgex/version.h"
