@@ -1,33 +1,40 @@
-// An array of truth values.
+/// @file
+/// An array of truth values.
 #pragma once
 
 #include <cstddef>
 
 #include "cfgex/export.h"
 
-// A list that grows at its end, by which the values of an array field cross the library's boundary:
-// see CCfgObject::SetFieldValue and GetFieldValue. It is a copy of the values, without a tie to a
-// document.
-//
-// A handle: copies share one list, and what is added or emptied through one shows through all.
-//
-// Threads: handles of one list are not used from two threads at once if one of them changes it.
+/// A list that grows at its end, by which the values of an array field cross the library's
+/// boundary: see CCfgObject::SetFieldValue and GetFieldValue. It is a copy of the values, without a
+/// tie to a document.
+///
+/// A handle: copies share one list, and what is added or emptied through one shows through all.
+///
+/// Threads: handles of one list are not used from two threads at once if one of them changes it.
 class CFGEX_API CCfgBooleanArray {
  public:
-  // An empty array. Raises CCfgExException, -92004, if it cannot be allocated.
+  /// An empty array. Raises CCfgExException, -92004, if it cannot be allocated.
   CCfgBooleanArray();
+  /// @{
+  /// Another handle of the list that `other` is one of.
   CCfgBooleanArray(const CCfgBooleanArray& other);
   CCfgBooleanArray& operator=(const CCfgBooleanArray& other);
+  /// @}
+
+  /// The last handle of a list ends it.
   virtual ~CCfgBooleanArray();
 
+  /// How many items the list has.
   virtual std::size_t GetItemCount() const;
-  // The item.
-  // `index` counts from 0; at GetItemCount() or beyond CCfgExException, -92003, is raised.
+  /// The item.
+  /// `index` counts from 0; at GetItemCount() or beyond CCfgExException, -92003, is raised.
   virtual bool GetItem(std::size_t index) const;
-  // Appends a value. Raises std::bad_alloc or std::length_error
-  // when the list cannot grow; it keeps its items then.
+  /// Appends a value. Raises std::bad_alloc or std::length_error
+  /// when the list cannot grow; it keeps its items then.
   virtual void AddItem(bool value);
-  // Removes all items.
+  /// Removes all items.
   virtual void Empty();
 
  private:

@@ -1,33 +1,40 @@
-// An array of signed whole numbers of 32 bits.
+/// @file
+/// An array of signed whole numbers of 32 bits.
 #pragma once
 
 #include <cstddef>
 
 #include "cfgex/export.h"
 
-// A list that grows at its end, by which the values of an array field cross the library's boundary:
-// see CCfgObject::SetFieldValue and GetFieldValue. It is a copy of the values, without a tie to a
-// document.
-//
-// A handle: copies share one list, and what is added or emptied through one shows through all.
-//
-// Threads: handles of one list are not used from two threads at once if one of them changes it.
+/// A list that grows at its end, by which the values of an array field cross the library's
+/// boundary: see CCfgObject::SetFieldValue and GetFieldValue. It is a copy of the values, without a
+/// tie to a document.
+///
+/// A handle: copies share one list, and what is added or emptied through one shows through all.
+///
+/// Threads: handles of one list are not used from two threads at once if one of them changes it.
 class CFGEX_API CCfgIntegerArray {
  public:
-  // An empty array. Raises CCfgExException, -92004, if it cannot be allocated.
+  /// An empty array. Raises CCfgExException, -92004, if it cannot be allocated.
   CCfgIntegerArray();
+  /// @{
+  /// Another handle of the list that `other` is one of.
   CCfgIntegerArray(const CCfgIntegerArray& other);
   CCfgIntegerArray& operator=(const CCfgIntegerArray& other);
+  /// @}
+
+  /// The last handle of a list ends it.
   virtual ~CCfgIntegerArray();
 
+  /// How many items the list has.
   virtual std::size_t GetItemCount() const;
-  // The item.
-  // `index` counts from 0; at GetItemCount() or beyond CCfgExException, -92003, is raised.
+  /// The item.
+  /// `index` counts from 0; at GetItemCount() or beyond CCfgExException, -92003, is raised.
   virtual long GetItem(std::size_t index) const;
-  // Appends a number. Raises std::out_of_range for one beyond 32 bits. Raises std::bad_alloc or
-  // std::length_error when the list cannot grow; it keeps its items then.
+  /// Appends a number. Raises std::out_of_range for one beyond 32 bits. Raises std::bad_alloc or
+  /// std::length_error when the list cannot grow; it keeps its items then.
   virtual void AddItem(long value);
-  // Removes all items.
+  /// Removes all items.
   virtual void Empty();
 
  private:

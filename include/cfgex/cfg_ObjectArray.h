@@ -1,4 +1,5 @@
-// An array of objects.
+/// @file
+/// An array of objects.
 #pragma once
 
 #include <cstddef>
@@ -6,31 +7,37 @@
 #include "cfgex/cfg_object.h"
 #include "cfgex/export.h"
 
-// A list that grows at its end, by which the values of an array field cross the library's boundary:
-// see CCfgObject::SetFieldValue and GetFieldValue. It is a copy of the values, without a tie to a
-// document, but its items are the objects themselves: a change
-// of a field through an item shows in every other handle of that object.
-//
-// A handle: copies share one list, and what is added or emptied through one shows through all.
-//
-// Threads: handles of one list are not used from two threads at once if one of them changes it.
+/// A list that grows at its end, by which the values of an array field cross the library's
+/// boundary: see CCfgObject::SetFieldValue and GetFieldValue. It is a copy of the values, without a
+/// tie to a document, but its items are the objects themselves: a change of a field through an item
+/// shows in every other handle of that object.
+///
+/// A handle: copies share one list, and what is added or emptied through one shows through all.
+///
+/// Threads: handles of one list are not used from two threads at once if one of them changes it.
 class CFGEX_API CCfgObjectArray {
  public:
-  // An empty array. Raises CCfgExException, -92004, if it cannot be allocated.
+  /// An empty array. Raises CCfgExException, -92004, if it cannot be allocated.
   CCfgObjectArray();
+  /// @{
+  /// Another handle of the list that `other` is one of.
   CCfgObjectArray(const CCfgObjectArray& other);
   CCfgObjectArray& operator=(const CCfgObjectArray& other);
+  /// @}
+
+  /// The last handle of a list ends it.
   virtual ~CCfgObjectArray();
 
+  /// How many items the list has.
   virtual std::size_t GetItemCount() const;
-  // Makes `item` another handle of the object; what it held before is given up.
-  // `index` counts from 0; at GetItemCount() or beyond CCfgExException, -92003, is raised
-  // and `item` stays as it was.
+  /// Makes `item` another handle of the object; what it held before is given up.
+  /// `index` counts from 0; at GetItemCount() or beyond CCfgExException, -92003, is raised
+  /// and `item` stays as it was.
   virtual void GetItem(std::size_t index, CCfgObject& item) const;
-  // Appends another handle of the object. Raises std::bad_alloc or std::length_error
-  // when the list cannot grow; it keeps its items then.
+  /// Appends another handle of the object. Raises std::bad_alloc or std::length_error
+  /// when the list cannot grow; it keeps its items then.
   virtual void AddItem(const CCfgObject& value);
-  // Removes all items.
+  /// Removes all items.
   virtual void Empty();
 
  private:

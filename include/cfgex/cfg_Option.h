@@ -1,4 +1,5 @@
-// The schema holder, and the library's start and end.
+/// @file
+/// The schema holder, and the library's start and end.
 #pragma once
 
 #include <atomic>
@@ -8,56 +9,61 @@
 #include "cfgex/os_string.h"
 #include "cfgex/unknown.h"
 
-// Holds the one XML Schema (https://www.w3.org/TR/xmlschema-1/, version 1.0) that describes an
-// application's configuration. Every other class holds a CCfgOption and asks it for the schema.
-// A process normally has one, the singleton that CCfgEx_Initialization fills; the public
-// constructor makes further, independent ones.
-//
-// A handle: copies share one state, and Initialize or Uninitialize through one acts for all copies
-// and for every object that holds one. The state lives as long as any of them.
-//
-// Threads: the state has no lock. Initialize and Uninitialize run while no other thread uses the
-// holder or what was made with it; between them any number of threads may read it. Instance and
-// CloseSingleton may run at any time, but a pointer from Instance is good only until the
-// singleton is closed.
+/// Holds the one XML Schema (https://www.w3.org/TR/xmlschema-1/, version 1.0) that describes an
+/// application's configuration. Every other class holds a CCfgOption and asks it for the schema.
+/// A process normally has one, the singleton that CCfgEx_Initialization fills; the public
+/// constructor makes further, independent ones.
+///
+/// A handle: copies share one state, and Initialize or Uninitialize through one acts for all copies
+/// and for every object that holds one. The state lives as long as any of them.
+///
+/// Threads: the state has no lock. Initialize and Uninitialize run while no other thread uses the
+/// holder or what was made with it; between them any number of threads may read it. Instance and
+/// CloseSingleton may run at any time, but a pointer from Instance is good only until the
+/// singleton is closed.
 class CFGEX_API CCfgOption {
  public:
-  // A new, uninitialised holder. Raises CCfgExException, -92004, if it cannot be allocated.
+  /// A new, uninitialised holder. Raises CCfgExException, -92004, if it cannot be allocated.
   CCfgOption();
+  /// @{
+  /// Another handle of the state that `other` is one of.
   CCfgOption(const CCfgOption& other);
   CCfgOption& operator=(const CCfgOption& other);
+  /// @}
+
+  /// The last handle ends the state.
   virtual ~CCfgOption();
 
-  // The process-wide holder, made on the first call. Raises as the constructor does.
+  /// The process-wide holder, made on the first call. Raises as the constructor does.
   static CCfgOption* Instance();
-  // Destroys the process-wide holder, if there is one; copies of it live on.
+  /// Destroys the process-wide holder, if there is one; copies of it live on.
   static void CloseSingleton();
 
-  // Loads and compiles the schema in the file `schemaFile`. True when a schema is in use
-  // afterwards: an initialised holder answers true at once and keeps the schema it has.
-  // False when `schemaFile` is null (nothing changes), when the file cannot be read, is no
-  // well-formed XML, holds a document type declaration, is no acceptable schema, or includes or
-  // imports something that is not a readable local file with the same properties. After such a
-  // false the holder is uninitialised and may be tried again.
+  /// Loads and compiles the schema in the file `schemaFile`. True when a schema is in use
+  /// afterwards: an initialised holder answers true at once and keeps the schema it has.
+  /// False when `schemaFile` is null (nothing changes), when the file cannot be read, is no
+  /// well-formed XML, holds a document type declaration, is no acceptable schema, or includes or
+  /// imports something that is not a readable local file with the same properties. After such a
+  /// false the holder is uninitialised and may be tried again.
   bool Initialize(const wchar_t* schemaFile);
-  // Forgets the schema. Always true. Objects go on with the documents that they have.
+  /// Forgets the schema. Always true. Objects go on with the documents that they have.
   bool Uninitialize();
 
-  // The compiled schema, or null when uninitialised. The caller gets no count of its own; the
-  // object lives as long as the holder is initialised.
+  /// The compiled schema, or null when uninitialised. The caller gets no count of its own; the
+  /// object lives as long as the holder is initialised.
   IUnknown* GetSchemaCache() const;
-  // The numbers of the schema's `version` attribute, 32 bits each; 0 where not set. Each number
-  // needs one more dotted piece than the one it stands in: "1.2.3.4" gives 1, 2, 3, "1.2" gives 1,
-  // 0, 0 and "7" gives 0, 0, 0.
+  /// The numbers of the schema's `version` attribute, 32 bits each; 0 where not set. Each number
+  /// needs one more dotted piece than the one it stands in: "1.2.3.4" gives 1, 2, 3, "1.2" gives 1,
+  /// 0, 0 and "7" gives 0, 0, 0.
   void GetSchemaVersion(unsigned long& major, unsigned long& minor, unsigned long& revision) const;
-  // The path given to Initialize; empty in a holder that never was initialised.
+  /// The path given to Initialize; empty in a holder that never was initialised.
   OS::x_wstring GetSchemaFile();
-  // The schema's target namespace; empty if it has none. Configuration schemas have none.
+  /// The schema's target namespace; empty if it has none. Configuration schemas have none.
   OS::x_wstring GetTargetNamespace() const;
 
-  // Guards the making and the end of the singleton; never held while a store's lock is.
+  /// Guards the making and the end of the singleton; never held while a store's lock is.
   static CSLock m_Lock;
-  // The singleton; null when there is none.
+  /// The singleton; null when there is none.
   static std::atomic<CCfgOption*> m_pInstance;
 
  private:
@@ -68,7 +74,7 @@ class CFGEX_API CCfgOption {
   CImpl* m_pImpl;
 };
 
-// Makes the process-wide holder and initialises it: CCfgOption::Instance()->Initialize.
+/// Makes the process-wide holder and initialises it: CCfgOption::Instance()->Initialize.
 CFGEX_API bool CCfgEx_Initialization(const wchar_t* schemaFile);
-// Clears the process-wide holder and ends it. Always true, also without a prior initialisation.
+/// Clears the process-wide holder and ends it. Always true, also without a prior initialisation.
 CFGEX_API bool CCfgEx_Uninitialization();

@@ -1,4 +1,5 @@
-// An array of texts.
+/// @file
+/// An array of texts.
 #pragma once
 
 #include <cstddef>
@@ -6,29 +7,35 @@
 #include "cfgex/export.h"
 #include "cfgex/os_string.h"
 
-// A list that grows at its end, by which the values of an array field cross the library's boundary:
-// see CCfgObject::SetFieldValue and GetFieldValue. It is a copy of the values, without a tie to a
-// document.
-//
-// A handle: copies share one list, and what is added or emptied through one shows through all.
-//
-// Threads: handles of one list are not used from two threads at once if one of them changes it.
+/// A list that grows at its end, by which the values of an array field cross the library's
+/// boundary: see CCfgObject::SetFieldValue and GetFieldValue. It is a copy of the values, without a
+/// tie to a document.
+///
+/// A handle: copies share one list, and what is added or emptied through one shows through all.
+///
+/// Threads: handles of one list are not used from two threads at once if one of them changes it.
 class CFGEX_API CCfgStringArray {
  public:
-  // An empty array. Raises CCfgExException, -92004, if it cannot be allocated.
+  /// An empty array. Raises CCfgExException, -92004, if it cannot be allocated.
   CCfgStringArray();
+  /// @{
+  /// Another handle of the list that `other` is one of.
   CCfgStringArray(const CCfgStringArray& other);
   CCfgStringArray& operator=(const CCfgStringArray& other);
+  /// @}
+
+  /// The last handle of a list ends it.
   virtual ~CCfgStringArray();
 
+  /// How many items the list has.
   virtual std::size_t GetItemCount() const;
-  // A copy of the item.
-  // `index` counts from 0; at GetItemCount() or beyond CCfgExException, -92003, is raised.
+  /// A copy of the item.
+  /// `index` counts from 0; at GetItemCount() or beyond CCfgExException, -92003, is raised.
   virtual OS::x_wstring GetItem(std::size_t index) const;
-  // Appends a copy of the text. Raises std::bad_alloc or std::length_error
-  // when the list cannot grow; it keeps its items then.
+  /// Appends a copy of the text. Raises std::bad_alloc or std::length_error
+  /// when the list cannot grow; it keeps its items then.
   virtual void AddItem(const OS::x_wstring& value);
-  // Removes all items.
+  /// Removes all items.
   virtual void Empty();
 
  private:

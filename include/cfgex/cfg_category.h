@@ -1,4 +1,5 @@
-// A category: one kind of configuration item.
+/// @file
+/// A category: one kind of configuration item.
 #pragma once
 
 #include <vector>
@@ -9,48 +10,56 @@
 #include "cfgex/export.h"
 #include "cfgex/os_string.h"
 
-// Names one element of the schema of which a configuration holds instances, and makes new instances
-// and objects from the schema. It knows no store: a new instance is stored by handing its text to
-// CCfgConfigurationEx::SetConfiguration.
-//
-// A handle: copies share the name, and SetCategory through one changes what all of them make.
-//
-// Threads: any number of threads may create through handles of their own or through one; a name is
-// not changed meanwhile.
+/// Names one element of the schema of which a configuration holds instances, and makes new
+/// instances and objects from the schema. It knows no store: a new instance is stored by handing
+/// its text to CCfgConfigurationEx::SetConfiguration.
+///
+/// A handle: copies share the name, and SetCategory through one changes what all of them make.
+///
+/// Threads: any number of threads may create through handles of their own or through one; a name is
+/// not changed meanwhile.
 class CFGEX_API CCfgCategory {
  public:
-  // A category without a name, or with one; a null name counts as none. Whether the schema knows
-  // the name shows when something is created. Both raise CCfgExException, -92004, if the state
-  // cannot be allocated.
+  /// @{
+  /// A category without a name, or with one; a null name counts as none. Whether the schema knows
+  /// the name shows when something is created. Both raise CCfgExException, -92004, if the state
+  /// cannot be allocated.
   CCfgCategory(CCfgOption option = *CCfgOption::Instance());
   CCfgCategory(const wchar_t* category, CCfgOption option = *CCfgOption::Instance());
+  /// @}
+
+  /// @{
+  /// Another handle of the category that `other` is one of.
   CCfgCategory(const CCfgCategory& other);
   CCfgCategory& operator=(const CCfgCategory& other);
+  /// @}
+
+  /// The last handle ends the state.
   virtual ~CCfgCategory();
 
-  // Makes a new instance from the schema, with a new id, and binds `instance` to it in a document
-  // of its own, which is valid. Required fields hold their default or fixed values, or the empty
-  // text; optional ones are left out. The id is a GUID in braces, or, if the system gives none, the
-  // tick count in at least eight characters.
-  //
-  // False, and `instance` as it was, when the category has no name or none that the schema knows,
-  // when the holder is not initialised, when the element has no direct child `InstanceId`, and when
-  // what the schema's defaults make is not valid or has no end: a required field needs a value
-  // that nobody gave it, or contains itself.
+  /// Makes a new instance from the schema, with a new id, and binds `instance` to it in a document
+  /// of its own, which is valid. Required fields hold their default or fixed values, or the empty
+  /// text; optional ones are left out. The id is a GUID in braces, or, if the system gives none,
+  /// the tick count in at least eight characters.
+  ///
+  /// False, and `instance` as it was, when the category has no name or none that the schema knows,
+  /// when the holder is not initialised, when the element has no direct child `InstanceId`, and
+  /// when what the schema's defaults make is not valid or has no end: a required field needs a
+  /// value that nobody gave it, or contains itself.
   bool CreateInstance(CCfgInstance& instance);
 
-  // Makes a fragment: the element, or type, `objectName` that the schema declares below this
-  // category, or globally, as CreateInstance makes one, but without an id, and not validated.
-  // `object` is bound to it; its field accesses run without type checks. False, and `object` as it
-  // was, when nothing can be made.
+  /// Makes a fragment: the element, or type, `objectName` that the schema declares below this
+  /// category, or globally, as CreateInstance makes one, but without an id, and not validated.
+  /// `object` is bound to it; its field accesses run without type checks. False, and `object` as it
+  /// was, when nothing can be made.
   bool CreateObject(const wchar_t* objectName, CCfgObject& object);
 
-  // The name; empty when there is none.
+  /// The name; empty when there is none.
   OS::x_wstring GetCategory() const;
-  // Replaces the name; a null one clears it.
+  /// Replaces the name; a null one clears it.
   void SetCategory(const wchar_t* category);
 
-  // False, always; `ids` is left alone. A category knows no store whose instances it could list.
+  /// False, always; `ids` is left alone. A category knows no store whose instances it could list.
   bool EnumAllInstance(std::vector<OS::x_wstring>& ids);
 
  private:

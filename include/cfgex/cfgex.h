@@ -1,4 +1,5 @@
-// Everything an application needs.
+/// @file
+/// Everything an application needs.
 #pragma once
 
 #include "cfgex/cfg_BooleanArray.h"

@@ -1,4 +1,5 @@
-// The failure of a platform operation.
+/// @file
+/// The failure of a platform operation.
 #pragma once
 
 #include <exception>
@@ -7,34 +8,43 @@
 
 #include "cfgex/export.h"
 
-// What a failing operation of the XML platform raises: a malformed path, a document that cannot be
-// written, a value that does not convert. Nearly all operations of the library catch it and answer
-// false; where one lets it pass, its header says so.
-//
-// Copying shares the text and raises nothing.
+/// What a failing operation of the XML platform raises: a malformed path, a document that cannot be
+/// written, a value that does not convert. Nearly all operations of the library catch it and answer
+/// false; where one lets it pass, its header says so.
+///
+/// Copying shares the text and raises nothing.
 class CFGEX_API _com_error : public std::exception {
  public:
-  // The codes, with the values that they have on the platform whose interface this library speaks.
+  /// The codes, with the values that they have on the platform whose interface this library speaks.
   enum Code : unsigned {
-    kFail = 0x80004005,     // the operation failed
-    kPointer = 0x80004003,  // a call on an object that is not there
+    kFail = 0x80004005,     ///< the operation failed
+    kPointer = 0x80004003,  ///< a call on an object that is not there
     kInvalidArgument = 0x80070057,
     kOutOfMemory = 0x8007000E,
-    kBadVariantType = 0x80020008,  // a kind of value that does not convert
-    kTypeMismatch = 0x80020005,    // a text that is no value of the wanted kind
-    kOverflow = 0x8002000A,        // a value out of the wanted kind's range
-    kWriteFault = 0x8003001D,      // a file could not be written
+    kBadVariantType = 0x80020008,  ///< a kind of value that does not convert
+    kTypeMismatch = 0x80020005,    ///< a text that is no value of the wanted kind
+    kOverflow = 0x8002000A,        ///< a value out of the wanted kind's range
+    kWriteFault = 0x8003001D,      ///< a file could not be written
   };
 
-  // `what` says which operation failed, on what, and why. If no memory is left to keep it, the
-  // text is lost and the code stays.
+  /// @{
+  /// `what` says which operation failed, on what, and why. If no memory is left to keep it, the
+  /// text is lost and the code stays.
   _com_error(Code code, const char* what) noexcept;
   _com_error(Code code, const std::string& what) noexcept : _com_error(code, what.c_str()) {}
+  /// @}
+
+  /// @{
+  /// Shares the text.
   _com_error(const _com_error&) noexcept = default;
   _com_error& operator=(const _com_error&) noexcept = default;
+  /// @}
+
   ~_com_error() override;
 
+  /// The code.
   Code Error() const noexcept { return m_Code; }
+  /// The text; valid as long as this exception or a copy of it lives. Empty if it was lost.
   const char* what() const noexcept override;
 
  private:

@@ -1,4 +1,5 @@
-// A value of any scalar kind.
+/// @file
+/// A value of any scalar kind.
 #pragma once
 
 #include <concepts>
@@ -14,19 +15,22 @@
 #include "cfgex/os_time.h"
 #include "cfgex/variant.h"
 
-// A variant value with a cached text: what CCfgObject::SetFieldValue and GetFieldValue move when
-// the caller does not want to choose the overload by type. The kind of the value decides which
-// field it can be written to; reading takes the kind from the field's schema type.
-//
-// A value: copies are independent, except that a VT_LPSTR or VT_LPWSTR shares its text with whoever
-// owns it. One CVar belongs to one thread at a time, a const one too: its conversion to text
-// changes the cached text.
-//
-// Conversions raise _com_error where the value does not convert (see OS::VariantChangeType), and
-// constructors and assignments where no memory is left.
+/// A variant value with a cached text: what CCfgObject::SetFieldValue and GetFieldValue move when
+/// the caller does not want to choose the overload by type. The kind of the value decides which
+/// field it can be written to; reading takes the kind from the field's schema type.
+///
+/// A value: copies are independent, except that a VT_LPSTR or VT_LPWSTR shares its text with
+/// whoever owns it. One CVar belongs to one thread at a time, a const one too: its conversion to
+/// text changes the cached text.
+///
+/// Conversions raise _com_error where the value does not convert (see OS::VariantChangeType), and
+/// constructors and assignments where no memory is left.
 class CVar {
  public:
-  CVar() noexcept = default;  // VT_EMPTY
+  CVar() noexcept = default;  ///< VT_EMPTY
+  /// @{
+  /// A number or a truth value, as the kind that goes with its type: VT_I2, VT_UI2, VT_I4, VT_UI4,
+  /// VT_BOOL, VT_I1, VT_UI1, VT_I8, VT_UI8, VT_R4, VT_R8.
   CVar(short value) noexcept { m_Value.vt = VT_I2, m_Value.iVal = value; }
   CVar(unsigned short value) noexcept { m_Value.vt = VT_UI2, m_Value.uiVal = value; }
   CVar(int value) noexcept { m_Value.vt = VT_I4, m_Value.lVal = value; }
@@ -40,32 +44,47 @@ class CVar {
   CVar(unsigned long long value) noexcept { m_Value.vt = VT_UI8, m_Value.ullVal = value; }
   CVar(float value) noexcept { m_Value.vt = VT_R4, m_Value.fltVal = value; }
   CVar(double value) noexcept { m_Value.vt = VT_R8, m_Value.dblVal = value; }
-  // VT_I4 (VT_UI4) for what fits into 32 bits, as with the overloads for `long` of CCfgObject; else
-  // VT_I8 (VT_UI8).
+  /// @}
+
+  /// @{
+  /// VT_I4 (VT_UI4) for what fits into 32 bits, as with the overloads for `long` of CCfgObject;
+  /// else VT_I8 (VT_UI8).
   CVar(long value) noexcept : CVar(static_cast<long long>(value)) { NarrowTo32Bits(); }
   CVar(unsigned long value) noexcept : CVar(static_cast<unsigned long long>(value)) {
     NarrowTo32Bits();
   }
-  // A pointer is no truth value. For a narrow text see Shared.
+  /// @}
+
+  /// A pointer is no truth value. For a narrow text see Shared.
   template <class T>
   requires(!std::same_as<std::remove_const_t<T>, wchar_t>) CVar(T* pointer)
   = delete;
-  // A text, copied; a null pointer counts as the empty text. VT_BSTR.
+  /// @{
+  /// A text, copied; a null pointer counts as the empty text. VT_BSTR.
   CVar(const wchar_t* text) { SetText(text != nullptr ? text : L""); }
   CVar(const OS::x_wstring& text) { SetText(text.c_str()); }
-  // A date, to the second. VT_DATE; 0.0 for fields that are no date of the years 100 to 9999.
+  /// @}
+
+  /// @{
+  /// A date, to the second. VT_DATE; 0.0 for fields that are no date of the years 100 to 9999.
   CVar(const tm& fields) noexcept { SetDate(fields); }
   CVar(const OS::CTime& time) noexcept { SetDate(time.GetTm()); }
-  // Any kind: a copy of `value`, as OS::VariantCopy makes it.
+  /// @}
+
+  /// Any kind: a copy of `value`, as OS::VariantCopy makes it.
   CVar(const VARIANT& value) { Check(OS::VariantCopy(m_Value, value), "VariantCopy"); }
-  // A whole number as a value of any kind of whole numbers, or of VT_ERROR. Raises _com_error for
-  // another kind and for a number out of the kind's range.
+  /// @{
+  /// A whole number as a value of any kind of whole numbers, or of VT_ERROR. Raises _com_error for
+  /// another kind and for a number out of the kind's range.
   static CVar FromInt(int value, VARTYPE kind) { return FromNumber(CVar(value), kind); }
   static CVar FromUnsigned(unsigned int value, VARTYPE kind) {
     return FromNumber(CVar(value), kind);
   }
-  // A text that stays the caller's, who keeps it alive and unchanged as long as the CVar and its
-  // copies are in use: VT_LPSTR for UTF-8, VT_LPWSTR for a wide text.
+  /// @}
+
+  /// @{
+  /// A text that stays the caller's, who keeps it alive and unchanged as long as the CVar and its
+  /// copies are in use: VT_LPSTR for UTF-8, VT_LPWSTR for a wide text.
   static CVar Shared(const char* text) noexcept {
     CVar result;
     result.m_Value.vt = VT_LPSTR, result.m_Value.pcVal = text;
@@ -76,38 +95,48 @@ class CVar {
     result.m_Value.vt = VT_LPWSTR, result.m_Value.pwcVal = text;
     return result;
   }
+  /// @}
 
+  /// @{
+  /// An independent copy, but for the text of a VT_LPSTR or VT_LPWSTR. What was moved from is
+  /// VT_EMPTY.
   CVar(const CVar& other) : CVar(other.m_Value) {}
   CVar(CVar&& other) noexcept { Swap(other); }
   CVar& operator=(CVar other) noexcept {
     Swap(other);
     return *this;
   }
+  /// @}
+
+  /// Frees what the value owns.
   ~CVar() { OS::VariantClear(m_Value); }
 
+  /// The kind of the value, one of VARENUM.
   VARTYPE GetKind() const noexcept { return m_Value.vt; }
-  // The value itself; what it points to is this CVar's.
+  /// The value itself; what it points to is this CVar's.
   const VARIANT& GetVariant() const noexcept { return m_Value; }
-  // Makes the value VT_EMPTY.
+  /// Makes the value VT_EMPTY.
   void Clear() noexcept { OS::VariantClear(m_Value); }
 
-  // The value, where it has the kind named; any other kind is converted to it.
+  /// @{
+  /// The value, where it has the kind named; any other kind is converted to it.
   operator short() const { return Read(VT_I2, &VARIANT::iVal); }
   operator unsigned short() const { return Read(VT_UI2, &VARIANT::uiVal); }
   operator int() const { return Read(VT_I4, &VARIANT::lVal); }
   operator unsigned int() const { return Read(VT_UI4, &VARIANT::ulVal); }
   operator bool() const { return Read(VT_BOOL, &VARIANT::boolVal) != VARIANT_FALSE; }
+  /// @}
 
-  // The text of a VT_BSTR, valid until this CVar changes; for any other kind the cached text,
-  // valid until the next conversion to text as well.
+  /// The text of a VT_BSTR, valid until this CVar changes; for any other kind the cached text,
+  /// valid until the next conversion to text as well.
   operator const wchar_t*() const {
     if (m_Value.vt == VT_BSTR) return m_Value.bstrVal != nullptr ? m_Value.bstrVal : L"";
     m_Text = static_cast<const wchar_t*>(Converted(VT_BSTR));
     return m_Text.c_str();
   }
 
-  // The calendar fields of a VT_DATE; weekday, day of the year and milliseconds are not passed on.
-  // A date out of range gives the fields of year 0, month 0, day 0. No other kind converts.
+  /// The calendar fields of a VT_DATE; weekday, day of the year and milliseconds are not passed on.
+  /// A date out of range gives the fields of year 0, month 0, day 0. No other kind converts.
   operator tm() const {
     SYSTEMTIME time{};
     OS::VariantTimeToSystemTime(Read(VT_DATE, &VARIANT::date), time);

@@ -1,4 +1,5 @@
-// The base of the library's exception class.
+/// @file
+/// The base of the library's exception class.
 #pragma once
 
 #include "cfgex/export.h"
@@ -6,21 +7,26 @@
 
 namespace OS {
 
-// An error with a code and the place that raised it. Thrown by value; making and copying one takes
-// no memory, so that the lack of memory can be told.
+/// An error with a code and the place that raised it. Thrown by value; making and copying one takes
+/// no memory, so that the lack of memory can be told.
 class CFGEX_API CException {
  public:
-  // `file` and `line` name the raising source; a null `file` counts as an empty one, of a long one
-  // the last 127 characters are kept.
+  /// `file` and `line` name the raising source; a null `file` counts as an empty one, of a long one
+  /// the last 127 characters are kept.
   CException(int code, const wchar_t* file, int line) noexcept;
+  /// @{
+  /// A copy.
   CException(const CException&) noexcept = default;
   CException& operator=(const CException&) noexcept = default;
+  /// @}
+
   virtual ~CException();
 
+  /// The code that it was made with.
   virtual int GetErrorCode() const;
-  // What the code means, in English.
+  /// What the code means, in English.
   virtual x_wstring GetErrorMsg() const;
-  // The same with the code, the source file and the line.
+  /// The same with the code, the source file and the line.
   virtual x_wstring GetErrorMsgEx() const;
 
  private:
