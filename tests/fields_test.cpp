@@ -154,6 +154,16 @@ TEST_F(FieldsTest, UncheckedObjectsReadAndWriteAnyElement) {
   EXPECT_EQ(TextOf(L"Name/Item"), "i");
 }
 
+template <class Value>
+concept Writable = requires(CCfgObject object, Value value) {
+  object.SetFieldValue(L"Flag", value);
+};
+
+TEST_F(FieldsTest, APointerIsNoTruthValue) {
+  static_assert(!Writable<const char*> && !Writable<char*> && !Writable<CCfgObject*>);
+  static_assert(Writable<const wchar_t*> && Writable<wchar_t*> && Writable<std::nullptr_t>);
+}
+
 TEST_F(FieldsTest, NumbersKeepTheirRange) {
   int number = 1;
   unsigned int size = 1;
