@@ -131,7 +131,7 @@ ComPtr<IXMLDOMElement> Document::createElement(std::wstring_view tagName) {
 ComPtr<IXMLDOMNode> Document::createNode(DomNodeType type, std::wstring_view name,
                                          std::wstring_view namespaceUri) {
   RaiseFaultHere("createNode");
-  const QualifiedName qname = SplitName(name);
+  const PrefixedName qname = SplitName(name);
   const std::string uri = EngineText(namespaceUri);
   const bool isXml = qname.prefix == "xml";
   const bool fits = qname.prefix.empty() == uri.empty() && qname.prefix != "xmlns" &&

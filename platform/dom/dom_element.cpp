@@ -52,7 +52,7 @@ void DeclareNamespace(xmlNode* c_element, const std::string& prefix, const std::
   DocumentOf(c_element).Members().Changed(c_element);
 }
 
-xmlNs* AttributeNs(xmlNode* c_element, const QualifiedName& name) {
+xmlNs* AttributeNs(xmlNode* c_element, const PrefixedName& name) {
   if (name.prefix.empty()) return nullptr;
   if (name.prefix == "xml") return XmlPrefixNs(c_element->doc);
   xmlNs* c_ns = FindNs(c_element, name.prefix);
@@ -91,7 +91,7 @@ std::optional<std::wstring> Element::getAttribute(std::wstring_view name) {
 
 void Element::setAttribute(std::wstring_view name, std::wstring_view value) {
   RaiseFaultHere("setAttribute");
-  const QualifiedName qname = SplitName(name);
+  const PrefixedName qname = SplitName(name);
   const std::string text = EngineText(value);
   if (qname.prefix == "xmlns" || (qname.prefix.empty() && qname.local == "xmlns")) {
     DeclareNamespace(m_c_node, qname.prefix.empty() ? "" : qname.local, text);
@@ -136,7 +136,7 @@ std::wstring AttributeText(const std::optional<std::wstring>& value) {
   return *value;
 }
 
-QualifiedName SplitName(std::wstring_view name) {
+PrefixedName SplitName(std::wstring_view name) {
   const std::size_t colon = name.find(L':');
   const bool prefixed = colon != name.npos;
   const std::wstring_view prefix = prefixed ? name.substr(0, colon) : std::wstring_view();

@@ -6,12 +6,12 @@
 
 namespace cfgex {
 
-struct QualifiedName {
+struct PrefixedName {
   std::string prefix;  // "" for none
   std::string local;
 };
 
 // Splits "prefix:local" or "local" and converts it. Raises for what is no such name.
-QualifiedName SplitName(std::wstring_view name);
+PrefixedName SplitName(std::wstring_view name);
 
 }  // namespace cfgex
