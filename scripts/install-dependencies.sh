@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # Installs what building the library needs, on Debian 12.
 #
-#   install-dependencies.sh        to build and test
-#   install-dependencies.sh ci     the checks of the continuous integration as well
-#   install-dependencies.sh bench  the benchmark and its peers as well
+#   install-dependencies.sh           to build and test
+#   install-dependencies.sh ci        the checks of the continuous integration as well
+#   install-dependencies.sh bench     the benchmark and its peers as well
+#   install-dependencies.sh packages  the Debian packages as well
 #
 # Does nothing when all of it is there. Needs root, or sudo.
 set -euo pipefail
@@ -11,10 +12,11 @@ set -euo pipefail
 packages=(cmake ninja-build g++ libxml2-dev libgtest-dev pkg-config)
 case ${1-} in
   '') ;;
-  ci) packages+=(clang clang-tidy clang-format valgrind libclang-rt-14-dev python3) ;;
+  ci) packages+=(clang clang-tidy clang-format valgrind libclang-rt-14-dev python3 doxygen) ;;
   bench) packages+=(libbenchmark-dev libyang2-dev xsdcxx libxerces-c-dev libsqlite3-dev python3) ;;
+  packages) packages+=(dpkg-dev file lintian) ;;
   *)
-    echo "usage: $(basename "$0") [ci | bench]" >&2
+    echo "usage: $(basename "$0") [ci | bench | packages]" >&2
     exit 2
     ;;
 esac
