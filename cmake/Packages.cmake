@@ -25,16 +25,20 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/DebianFiles.cmake)
 set(CPACK_CFGEX_SOURCE_DIR ${PROJECT_SOURCE_DIR})
 
-set(about " cfgex keeps an application's settings in one XML file, which is valid against
- the application's own XML Schema at every moment: typed fields, nested objects,
- lists, and references between items.")
+# The first line of each description is its summary; a summary for all would come before it.
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
+set(about "cfgex keeps an application's settings in one XML file, which is valid
+against the application's own XML Schema at every moment: typed fields,
+nested objects, lists, and references between items.
+")
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libcfgex${PROJECT_VERSION_MAJOR})
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "libxml2 (>= 2.9.14)")  # as CMakeLists.txt; its symbols ask for less
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/triggers)
 set(CPACK_DEBIAN_RUNTIME_DESCRIPTION "schema-driven configuration in one XML file
 ${about}
- .
- This is the shared library.")
+This is the shared library.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libcfgex-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
@@ -42,14 +46,13 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
     "${CPACK_DEBIAN_RUNTIME_PACKAGE_NAME} (= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "schema-driven configuration in one XML file (development)
 ${about}
- .
- These are the headers, the starter schema, and what CMake and pkg-config need.")
+These are the headers, the starter schema, and what CMake and pkg-config need.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME cfgexctl)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libxml2 (>= 2.9.14)")
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "check, show and change files of schema-driven configuration
 ${about}
- .
- This is the command for people and scripts that look after such files.")
+This is the command for people and scripts that look after such files.")
 
 include(CPack)
