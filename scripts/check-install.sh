@@ -5,7 +5,6 @@ set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root"
-shopt -s nullglob
 work=$root/build/check-install
 rm -rf "$work"
 mkdir -p "$work"
@@ -16,18 +15,18 @@ fail() {
 }
 quietly() { "$@" >"$work/log" 2>&1 || { cat "$work/log" >&2; fail "failed: $*"; }; }
 
-# The consumer, with a configuration of its own to change.
+# The consumer, with a configuration of its own to change; its schema includes the installed one.
 try() {
-  cp "$root/examples/building/building.xml" "$work/settings.xml"
-  "$@" "$root/examples/building/building.xsd" "$work/settings.xml" || fail "failed: $*"
+  cp examples/building/building.{xsd,xml} "$work"
+  "$@" "$work/building.xsd" "$work/building.xml" || fail "failed: $*"
 }
 consumer() {  # NAME CMAKE-ARGUMENT ...
-  quietly cmake -S "$root/tests/consumer" -B "$work/$1" -G Ninja "${@:2}"
+  quietly cmake -S tests/consumer -B "$work/$1" -G Ninja "${@:2}"
   quietly cmake --build "$work/$1"
   try "$work/$1/consumer"
 }
 
-DESTDIR=$work/staged quietly cmake --install "$root/build/release" --prefix /opt/cfgex
+DESTDIR=$work/staged quietly cmake --install build/release --prefix /opt/cfgex
 strangers=$(cd "$work/staged" && find . -type f -not -path './opt/cfgex/*')
 [[ -z $strangers ]] || fail "installed outside of the prefix: $strangers"
 installed=$work/moved
@@ -36,18 +35,17 @@ if grep -rlF -e /opt/cfgex -e "$root" "$installed" --include='*.cmake' --include
   fail "these files name a place where they do not lie"
 fi
 
-consumer find_package -DCMAKE_BUILD_TYPE=Debug "-DCMAKE_PREFIX_PATH=$installed"
-
 description=$(find "$installed" -name cfgex.pc)
 pkg() { PKG_CONFIG_PATH=${description%/*} pkg-config "$@" cfgex; }
-[[ $(pkg --modversion) == $(sed -n 's/^project(cfgex VERSION \([0-9.]*\).*/\1/p' "$root/CMakeLists.txt") ]] ||
+cp "$(pkg --variable=schemadir)/cfgex-types.xsd" "$work"
+
+consumer find_package -DCMAKE_BUILD_TYPE=Debug "-DCMAKE_PREFIX_PATH=$installed"
+
+[[ $(pkg --modversion) == "$(sed -n 's/^project(cfgex VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)" ]] ||
   fail "pkg-config tells version $(pkg --modversion)"
 read -ra flags <<<"$(pkg --cflags --libs)"
-quietly g++ -std=c++20 "$root/tests/consumer/consumer.cpp" -o "$work/by_pkg_config" "${flags[@]}"
+quietly g++ -std=c++20 tests/consumer/consumer.cpp -o "$work/by_pkg_config" "${flags[@]}"
 LD_LIBRARY_PATH=$(pkg --variable=libdir) try "$work/by_pkg_config"
-for schema in schema/*.xsd; do
-  cmp "$schema" "$(pkg --variable=schemadir)/${schema##*/}" || fail "$schema is not installed"
-done
 
 consumer subproject -DCMAKE_BUILD_TYPE= -DCMAKE_CXX_FLAGS=-O0 "-DCFGEX_SOURCE_DIR=$root"
 quietly cmake --install "$work/subproject" --prefix "$work/installed_with_subproject"
