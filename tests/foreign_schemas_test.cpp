@@ -49,7 +49,7 @@ struct Judgement {
   Verdict verdict = Verdict::kValid;
   std::string messages{};
 
-  static void Take(void* self, xmlErrorPtr error) {
+  static void Take(void* self, cfgex::EngineError* error) {
     auto& judgement = *static_cast<Judgement*>(self);
     judgement.messages += error->message;
     judgement.verdict = std::max(judgement.verdict, judgement.Of(*error));

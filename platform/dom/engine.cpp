@@ -9,7 +9,7 @@
 namespace cfgex {
 namespace {
 
-void IgnoreStructured(void* /*context*/, xmlErrorPtr /*error*/) {}
+void IgnoreStructured(void* /*context*/, EngineError* /*error*/) {}
 void IgnoreGeneric(void* /*context*/, const char* /*format*/, ...) {}
 
 void InitialiseEngine() noexcept {

@@ -25,7 +25,7 @@ void Refuse(xmlParserCtxt* c_parser) {
   xmlStopParser(c_parser);
 }
 
-void IgnoreError(void* /*context*/, xmlErrorPtr /*error*/) {}
+void IgnoreError(void* /*context*/, EngineError* /*error*/) {}
 
 // Comes before anything of the declaration's own content is read.
 void OnDocumentType(void* context, const xmlChar*, const xmlChar*, const xmlChar*) {

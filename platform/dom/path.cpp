@@ -162,7 +162,7 @@ struct FreeXPath {
   void operator()(xmlXPathObject* c_object) const noexcept { xmlXPathFreeObject(c_object); }
 };
 
-void IgnoreError(void* /*context*/, xmlErrorPtr /*error*/) {}
+void IgnoreError(void* /*context*/, EngineError* /*error*/) {}
 
 Nodes EvaluateXPath(xmlDoc* c_document, xmlNode* c_context, const std::string& path) {
   const EngineScope scope;

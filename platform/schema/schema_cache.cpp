@@ -31,7 +31,7 @@ struct FirstError {
   long line = 0;
   std::string message;
 
-  static void Take(void* self, xmlErrorPtr error) noexcept {
+  static void Take(void* self, EngineError* error) noexcept {
     auto& first = *static_cast<FirstError*>(self);
     if (first.code != 0 || error == nullptr || error->level < XML_ERR_ERROR) return;
     first.code = error->code != 0 ? error->code : XML_ERR_INTERNAL_ERROR;
