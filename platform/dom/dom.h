@@ -12,6 +12,7 @@
 // Threads: a document and all that came from it belong to one thread at a time.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -63,8 +64,8 @@ class IXMLDOMNode : public IUnknown {
   // The text of the node and all below it, comments left out.
   virtual std::wstring get_text() = 0;
   // The element, or attribute, holds this one text afterwards and nothing else; attributes of the
-  // element stay. A failure, and nothing changed, for characters that XML cannot carry, and for
-  // other nodes.
+  // element stay. A failure, and nothing changed, for characters that XML cannot carry, for more
+  // than kMaxTextBytes, and for other nodes.
   virtual void put_text(std::wstring_view text) = 0;
   // The node as XML, without added white space and without an XML declaration.
   virtual std::wstring get_xml() = 0;
@@ -128,7 +129,8 @@ class IXMLDOMDocument : public IXMLDOMNode {
   virtual bool loadXML(std::wstring_view text) = 0;
 
   // Replaces the file as a whole: after a failure it holds what it held. UTF-8, with an XML
-  // declaration, two blanks per level, lines ended by LF. A failure for an empty document.
+  // declaration, two blanks per level, lines ended by LF. A failure for an empty document, and for
+  // one whose file would be too large to be loaded.
   virtual void save(std::wstring_view path) = 0;
 
   virtual ComPtr<IXMLDOMElement> get_documentElement() = 0;  // none when empty
@@ -153,5 +155,8 @@ class IXMLDOMDocument2 : public IXMLDOMDocument {
 
 // How deep elements may nest in a text that is loaded, the root counting 1.
 inline constexpr int kMaxDepth = 1000;
+// How long one text may be that is put into a document, in UTF-8: what every release of the engine
+// reads.
+inline constexpr std::size_t kMaxTextBytes = 1'000'000'000;
 
 }  // namespace cfgex

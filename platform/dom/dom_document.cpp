@@ -110,6 +110,10 @@ void Document::save(std::wstring_view path) {
   if (Root() == nullptr) throw _com_error(_com_error::kFail, "save: the document is empty");
   const std::vector<std::string_view> text = m_Members.Text().Renew(Tree());
   assert(Joined(text) == ToFileText(Tree()));
+  // What could not be read back must not take the place of what can.
+  std::size_t size = 0;
+  for (const std::string_view piece : text) size += piece.size();
+  if (size > kLargestFile) throw _com_error(_com_error::kFail, "save: the file is too large");
   ReplaceFile(std::wstring(path), text);
 }
 

@@ -1,7 +1,5 @@
 #include "platform/dom/node_tree.h"
 
-#include <climits>
-
 #include "cfgex/com_error.h"
 #include "platform/dom/dom_document.h"
 #include "platform/dom/namespaces.h"
@@ -70,7 +68,7 @@ std::string EngineText(std::wstring_view text) {
   if (!IsXmlText(text))
     throw _com_error(_com_error::kInvalidArgument, "a character that XML cannot carry");
   std::string bytes = ToUtf8(text);
-  if (bytes.size() > INT_MAX / 2) throw _com_error(_com_error::kInvalidArgument, "text too long");
+  if (bytes.size() > kMaxTextBytes) throw _com_error(_com_error::kInvalidArgument, "text too long");
   return bytes;
 }
 

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <climits>
 #include <exception>
 #include <new>
 
@@ -50,17 +49,17 @@ std::size_t ReadSome(int descriptor, char* buffer, std::size_t size, const std::
 }
 
 std::string ReadAll(const std::string& path) {
-  constexpr std::size_t kLargest = INT_MAX;
   constexpr std::size_t kLargestStep = std::size_t{64} << 20;
   struct stat status;
   const Descriptor file = OpenSource(path, status);
+  if (static_cast<std::size_t>(status.st_size) > kLargestFile) RaiseErrno("read", path, EFBIG);
   // The size told is where to start; the end is where reading says it is.
   std::size_t step = static_cast<std::size_t>(status.st_size) + 1;
   std::string content;
   std::size_t filled = 0;
   for (;;) {
     if (filled == content.size()) {
-      if (filled > kLargest) RaiseErrno("read", path, EFBIG);
+      if (filled > kLargestFile) RaiseErrno("read", path, EFBIG);
       content.resize(filled + std::clamp(step, std::size_t{4096}, kLargestStep));
       step = content.size();
     }
@@ -69,7 +68,7 @@ std::string ReadAll(const std::string& path) {
     if (count == 0) break;
     filled += count;
   }
-  if (filled > kLargest) RaiseErrno("read", path, EFBIG);
+  if (filled > kLargestFile) RaiseErrno("read", path, EFBIG);
   content.resize(filled);
   return content;
 }

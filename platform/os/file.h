@@ -38,8 +38,11 @@ bool CopyFileW(const std::wstring& source, const std::wstring& target, bool fail
 
 namespace cfgex {
 
-// The content of a regular file. False, and `content` unchanged, when it cannot be read or has more
-// than 2^31 - 1 bytes.
+// The largest file that is read, in bytes: what the engine takes as one text.
+inline constexpr std::size_t kLargestFile = 0x7fffffff;
+
+// The content of a regular file. False, and `content` unchanged, when it cannot be read or is
+// larger than kLargestFile.
 bool ReadWholeFile(const std::wstring& path, std::string& content) noexcept;
 // Replaces the file's content, which is given in one piece or several; a new file gets the
 // permissions that the umask leaves. A failure raises _com_error, which names the system call, the
