@@ -12,12 +12,13 @@ namespace {
 void IgnoreStructured(void* /*context*/, EngineError* /*error*/) {}
 void IgnoreGeneric(void* /*context*/, const char* /*format*/, ...) {}
 
+// Each time, since an application may have cleaned the engine up in between. The second has no lock
+// of its own; both return at once when there is nothing to do.
 void InitialiseEngine() noexcept {
-  static std::once_flag once;
-  std::call_once(once, [] {
-    xmlInitParser();
-    xmlSchemaInitTypes();
-  });
+  static std::mutex mutex;
+  const std::lock_guard lock(mutex);
+  xmlInitParser();
+  xmlSchemaInitTypes();
 }
 
 }  // namespace

@@ -14,7 +14,7 @@ using EngineError = xmlError;
 #endif
 
 // Everything that calls the engine in a way that can report something does so inside one of these.
-// It initialises the engine on first use, and for the time of the scope sends this thread's
+// It initialises the engine where that is due, and for the time of the scope sends this thread's
 // error and warning reports nowhere, whatever handlers the application has set; its end restores
 // those.
 class EngineScope {

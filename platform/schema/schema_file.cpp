@@ -128,7 +128,8 @@ void Read(Entry& entry) {
 }  // namespace
 
 ComPtr<SchemaFile> OpenSchemaFile(const std::wstring& path) {
-  static KeptSchemas kept;
+  // Never destroyed: a store may outlive everything else that is static.
+  static KeptSchemas& kept = *new KeptSchemas;
   Entry entry = kept.Find(Absolute(path));
   const std::vector<FileState> before = Look(entry.files);
   if (entry.is_trusted && entry.files == before) return entry.schema;

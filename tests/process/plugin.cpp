@@ -1,0 +1,14 @@
+#include "tests/process/scenario.h"
+
+// For the host: null, or what went wrong.
+extern "C" [[gnu::visibility("default")]] const char* UseLibrary() {
+  static std::string failure;
+  try {
+    const process::Site site;
+    process::UseEverything(site);
+    return nullptr;
+  } catch (const std::exception& error) {
+    failure = error.what();
+    return failure.c_str();
+  }
+}
