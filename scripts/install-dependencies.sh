@@ -12,7 +12,7 @@ set -euo pipefail
 packages=(cmake ninja-build g++ libxml2-dev libgtest-dev pkg-config)
 case ${1-} in
   '') ;;
-  ci) packages+=(clang clang-tidy clang-format valgrind libclang-rt-14-dev python3 doxygen) ;;
+  ci) packages+=(clang clang-tidy clang-format valgrind libclang-rt-14-dev python3 doxygen locales) ;;
   bench) packages+=(libbenchmark-dev libyang2-dev xsdcxx libxerces-c-dev libsqlite3-dev python3) ;;
   packages) packages+=(dpkg-dev file lintian) ;;
   *)

@@ -9,7 +9,6 @@
 
 #include <sys/resource.h>
 
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -27,16 +26,19 @@ void Require(bool holds, const char* what) {
   if (!holds) throw std::runtime_error(what);
 }
 
-// Says what a step took since the one before, and how much memory the process had at most so far.
-auto g_Last = std::chrono::steady_clock::now();
+// Says what a step took of the processor since the one before, and how much memory the process had
+// at most so far.
 void Step(const char* what) {
-  const auto now = std::chrono::steady_clock::now();
+  static double last = 0;
   rusage usage{};
   getrusage(RUSAGE_SELF, &usage);
-  std::printf("%-22s %8.2f s, at most %ld MB so far\n", what,
-              std::chrono::duration<double>(now - g_Last).count(), usage.ru_maxrss / 1024);
+  const auto seconds = [](const timeval& time) {
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+  };
+  const double now = seconds(usage.ru_utime) + seconds(usage.ru_stime);
+  std::printf("%-24s %8.2f s, at most %ld MB so far\n", what, now - last, usage.ru_maxrss / 1024);
   std::fflush(stdout);
-  g_Last = now;
+  last = now;
 }
 
 std::string InstanceBytes(long number) {
