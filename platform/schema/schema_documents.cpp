@@ -22,10 +22,14 @@ using XmlText = std::unique_ptr<xmlChar, FreeXmlText>;
   throw _com_error(_com_error::kFail, "schema document '" + what + "': " + why);
 }
 
+// Newer releases of the engine take a location without a scheme for a path, with nothing escaped.
+constexpr bool kPathsAreLocations = LIBXML_VERSION >= 21300;
+
 // A path as the engine writes it in a URI, so that places which it works out from it come out
 // alike.
 std::string UriOfPath(const std::string& path) {
-  const std::string absolute = std::filesystem::absolute(path).lexically_normal().string();
+  std::string absolute = std::filesystem::absolute(path).lexically_normal().string();
+  if (kPathsAreLocations) return absolute;
   const XmlText escaped(xmlURIEscapeStr(XmlChars(absolute.c_str()), XmlChars("/")));
   if (escaped == nullptr) throw _com_error(_com_error::kOutOfMemory, "schema path");
   return Chars(escaped.get());
@@ -36,6 +40,7 @@ std::string PathOfUri(const std::string& text) {
   struct FreeUri {
     void operator()(xmlURI* uri) const noexcept { xmlFreeURI(uri); }
   };
+  if (kPathsAreLocations && text.starts_with('/') && !text.starts_with("//")) return text;
   // The raw form: unescaping is left to the end, so that an escaped separator makes no other path.
   const std::unique_ptr<xmlURI, FreeUri> uri(xmlParseURIRaw(text.c_str(), 1));
   if (uri == nullptr) Refuse(text, "malformed location");
