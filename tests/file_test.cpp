@@ -196,9 +196,9 @@ TEST(FileTest, ContentIsOnTheDiskBeforeItTakesTheTargetsName) {
   WriteBytes(folder.Path(L"file"), "old");
   for (const bool copying : {false, true}) {
     calls.clear();
-    cfgex::g_FaultHook = [](const char* call) noexcept {
+    cfgex::g_FaultHook = [](cfgex::FaultPoint& point) noexcept {
       for (const char* kept : {"write", "fchmod", "fsync", "close", "rename", "unlink"}) {
-        if (std::strcmp(call, kept) == 0) calls.append(call).append(" ");
+        if (std::strcmp(point.operation, kept) == 0) calls.append(kept).append(" ");
       }
       return false;
     };

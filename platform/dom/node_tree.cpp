@@ -3,6 +3,7 @@
 #include "cfgex/com_error.h"
 #include "platform/dom/dom_document.h"
 #include "platform/dom/namespaces.h"
+#include "platform/fault_point.h"
 #include "platform/os/encoding.h"
 
 namespace cfgex {
@@ -73,6 +74,7 @@ std::string EngineText(std::wstring_view text) {
 }
 
 xmlNode* NewText(xmlDoc* c_document, const std::string& text) {
+  RaiseFaultHere("newNode");
   xmlNode* c_text = Made(xmlNewText(XmlChars(text.c_str())));
   c_text->doc = c_document;
   if (c_text->content == nullptr) {
@@ -83,6 +85,7 @@ xmlNode* NewText(xmlDoc* c_document, const std::string& text) {
 }
 
 const xmlChar* NewName(xmlDoc* c_document, const xmlChar* c_name) {
+  RaiseFaultHere("newName");
   if (c_document->dict != nullptr)
     if (const xmlChar* c_known = xmlDictExists(c_document->dict, c_name, -1)) return c_known;
   return Made(xmlStrdup(c_name));
@@ -102,6 +105,7 @@ xmlNode* NewElement(xmlDoc* c_document, const xmlChar* c_name) {
 }
 
 xmlAttr* NewAttribute(xmlDoc* c_document, const xmlChar* c_name, const std::string& value) {
+  RaiseFaultHere("newNode");
   xmlAttr* c_attr = Made(xmlNewNsProp(nullptr, nullptr, c_name, XmlChars(value.c_str())));
   // The engine made the name outside of any dictionary.
   c_attr->doc = c_document;
@@ -157,6 +161,7 @@ class Copier {
 };
 
 NodePtr Copier::CopyNode(const xmlNode* c_node) const {
+  RaiseFaultHere("newNode");
   xmlNode* c_copy = nullptr;
   switch (c_node->type) {
     case XML_ELEMENT_NODE:

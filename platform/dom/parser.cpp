@@ -10,6 +10,7 @@
 #include "platform/dom/dom.h"
 #include "platform/dom/engine.h"
 #include "platform/dom/node_tree.h"
+#include "platform/fault_point.h"
 
 namespace cfgex {
 namespace {
@@ -112,6 +113,7 @@ XmlDocPtr ParseXml(std::string_view bytes, TextEncoding encoding, const std::str
   // A null character is no XML; left in, the engine could take the text for UTF-16.
   if (encoding == TextEncoding::kUtf8 && bytes.find('\0') != bytes.npos) return nullptr;
 
+  RaiseFaultHere("parse");
   const EngineScope scope;
   std::unique_ptr<xmlParserCtxt, FreeParser> parser(
       xmlCreateMemoryParserCtxt(bytes.data(), static_cast<int>(bytes.size())));

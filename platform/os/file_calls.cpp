@@ -15,8 +15,8 @@ namespace cfgex::file_calls {
 
 namespace {
 
-bool Fails(const char* operation, int error = EIO) noexcept {
-  if (!FaultHere(operation)) return false;
+bool Fails(FaultPoint point, int error = EIO) noexcept {
+  if (!FaultHere(point)) return false;
   errno = error;
   return true;
 }
@@ -30,7 +30,7 @@ const char* TextOf(const char* result, const char* /*buffer*/) noexcept { return
 }  // namespace
 
 int Open(const char* path, int flags, mode_t mode) noexcept {
-  if (Fails("open")) return -1;
+  if (Fails({.operation = "open", .path = path})) return -1;
   int result = -1;
   do {
     result = ::open(path, flags | O_CLOEXEC, mode);
@@ -39,7 +39,8 @@ int Open(const char* path, int flags, mode_t mode) noexcept {
 }
 
 int Close(int descriptor) noexcept {
-  const bool failing = FaultHere("close");
+  FaultPoint point{.operation = "close", .descriptor = descriptor};
+  const bool failing = FaultHere(point);
   // Interrupted or not, the descriptor is free afterwards: a second call could hit another's.
   const int result = ::close(descriptor);
   if (failing) {
@@ -50,31 +51,45 @@ int Close(int descriptor) noexcept {
 }
 
 int Dup(int descriptor) noexcept {
-  return Fails("dup") ? -1 : ::fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
+  return Fails({.operation = "dup", .descriptor = descriptor})
+             ? -1
+             : ::fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
 }
 
 ssize_t Read(int descriptor, void* buffer, std::size_t size) noexcept {
-  return Fails("read") ? -1 : ::read(descriptor, buffer, size);
+  return Fails({.operation = "read", .descriptor = descriptor}) ? -1
+                                                                : ::read(descriptor, buffer, size);
 }
 
 ssize_t Write(int descriptor, const void* bytes, std::size_t size) noexcept {
-  return Fails("write", ENOSPC) ? -1 : ::write(descriptor, bytes, size);
+  FaultPoint point{.operation = "write", .descriptor = descriptor, .size = size};
+  if (FaultHere(point)) {
+    errno = ENOSPC;
+    return -1;
+  }
+  return ::write(descriptor, bytes, point.size);
 }
 
 int Seek(int descriptor, off_t position) noexcept {
-  return Fails("lseek") || ::lseek(descriptor, position, SEEK_SET) < 0 ? -1 : 0;
+  return Fails({.operation = "lseek", .descriptor = descriptor}) ||
+                 ::lseek(descriptor, position, SEEK_SET) < 0
+             ? -1
+             : 0;
 }
 
 off_t Position(int descriptor) noexcept {
-  return Fails("lseek") ? -1 : ::lseek(descriptor, 0, SEEK_CUR);
+  return Fails({.operation = "lseek", .descriptor = descriptor}) ? -1
+                                                                 : ::lseek(descriptor, 0, SEEK_CUR);
 }
 
 int Truncate(int descriptor, off_t length) noexcept {
-  return Fails("ftruncate", ENOSPC) ? -1 : ::ftruncate(descriptor, length);
+  return Fails({.operation = "ftruncate", .descriptor = descriptor}, ENOSPC)
+             ? -1
+             : ::ftruncate(descriptor, length);
 }
 
 int Sync(int descriptor) noexcept {
-  if (Fails("fsync")) return -1;
+  if (Fails({.operation = "fsync", .descriptor = descriptor})) return -1;
   int result = -1;
   do {
     result = ::fsync(descriptor);
@@ -83,42 +98,53 @@ int Sync(int descriptor) noexcept {
 }
 
 int Status(int descriptor, struct stat& status) noexcept {
-  return Fails("fstat") ? -1 : ::fstat(descriptor, &status);
+  return Fails({.operation = "fstat", .descriptor = descriptor}) ? -1
+                                                                 : ::fstat(descriptor, &status);
 }
 
 int LinkStatus(const char* path, struct stat& status) noexcept {
-  return Fails("lstat") ? -1 : ::lstat(path, &status);
+  return Fails({.operation = "lstat", .path = path}) ? -1 : ::lstat(path, &status);
 }
 
 ssize_t ReadLink(const char* path, char* buffer, std::size_t size) noexcept {
-  return Fails("readlink") ? -1 : ::readlink(path, buffer, size);
+  return Fails({.operation = "readlink", .path = path}) ? -1 : ::readlink(path, buffer, size);
 }
 
 int CheckWritable(const char* path) noexcept {
-  return Fails("access") ? -1 : ::faccessat(AT_FDCWD, path, W_OK, AT_EACCESS);
+  return Fails({.operation = "access", .path = path})
+             ? -1
+             : ::faccessat(AT_FDCWD, path, W_OK, AT_EACCESS);
 }
 
 int SetMode(int descriptor, mode_t mode) noexcept {
-  return Fails("fchmod") ? -1 : ::fchmod(descriptor, mode);
+  return Fails({.operation = "fchmod", .descriptor = descriptor}) ? -1 : ::fchmod(descriptor, mode);
 }
 
 int SetOwner(int descriptor, uid_t owner, gid_t group) noexcept {
-  return Fails("fchown") ? -1 : ::fchown(descriptor, owner, group);
+  return Fails({.operation = "fchown", .descriptor = descriptor})
+             ? -1
+             : ::fchown(descriptor, owner, group);
 }
 
 int TryLock(int descriptor) noexcept {
-  return Fails("flock") ? -1 : ::flock(descriptor, LOCK_EX | LOCK_NB);
+  return Fails({.operation = "flock", .descriptor = descriptor})
+             ? -1
+             : ::flock(descriptor, LOCK_EX | LOCK_NB);
 }
 
 int Rename(const char* from, const char* to) noexcept {
-  return Fails("rename") ? -1 : ::rename(from, to);
+  return Fails({.operation = "rename", .path = from, .newPath = to}) ? -1 : ::rename(from, to);
 }
 
 int RenameToNew(const char* from, const char* to) noexcept {
-  return Fails("rename") ? -1 : ::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE);
+  return Fails({.operation = "rename", .path = from, .newPath = to})
+             ? -1
+             : ::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE);
 }
 
-int Unlink(const char* path) noexcept { return Fails("unlink") ? -1 : ::unlink(path); }
+int Unlink(const char* path) noexcept {
+  return Fails({.operation = "unlink", .path = path}) ? -1 : ::unlink(path);
+}
 
 void RaiseErrno(const char* operation, const std::string& path, int error) {
   char buffer[256] = "";

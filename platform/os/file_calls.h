@@ -2,7 +2,8 @@
 //
 // Every call passes the fault point of its name first ("open", "write"...); where the hook makes it
 // fail, nothing is done but what the call does even when it fails (a descriptor is closed), and
-// `errno` says ENOSPC for "write" and "ftruncate", EIO for the others. Results and `errno` are
+// `errno` says ENOSPC for "write" and "ftruncate", EIO for the others; "write" may also be made
+// shorter. Results and `errno` are
 // otherwise those of the system.
 #pragma once
 

@@ -142,6 +142,7 @@ namespace {
 template <class Start>
 ValidationOutcome RunValidator(xmlSchema* schema, xmlDoc* c_document, Start&& start) {
   if (schema == nullptr) throw _com_error(_com_error::kFail, "validate: no schema");
+  RaiseFaultHere("newValidator");
   const EngineScope scope;
   FirstError error;
   const std::unique_ptr<xmlSchemaValidCtxt, FreeValidator> context(xmlSchemaNewValidCtxt(schema));

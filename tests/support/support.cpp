@@ -1,5 +1,7 @@
 #include "tests/support/support.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
@@ -20,9 +22,9 @@ std::atomic<int> g_Nth{0};
 std::atomic<bool> g_Onward{false};
 std::atomic<int> g_Passed{0};
 
-bool CountAndFail(const char* operation) noexcept {
+bool CountAndFail(cfgex::FaultPoint& point) noexcept {
   const char* wanted = g_Operation;
-  if (wanted != nullptr && std::strcmp(wanted, operation) != 0) return false;
+  if (wanted != nullptr && std::strcmp(wanted, point.operation) != 0) return false;
   const int passage = ++g_Passed;
   return g_Onward ? passage >= g_Nth : passage == g_Nth;
 }
@@ -32,8 +34,11 @@ bool CountAndFail(const char* operation) noexcept {
 std::string Narrow(std::wstring_view text) { return cfgex::ToUtf8(text); }
 std::wstring Wide(std::string_view text) { return cfgex::FromUtf8(text); }
 
-Folder::Folder() {
-  std::string pattern = (std::filesystem::temp_directory_path() / "cfgex-XXXXXX").string();
+Folder::Folder(Place place) {
+  const std::filesystem::path memory = "/dev/shm";
+  const bool inMemory = place == Place::kMemory && ::access(memory.c_str(), W_OK) == 0;
+  std::string pattern =
+      ((inMemory ? memory : std::filesystem::temp_directory_path()) / "cfgex-XXXXXX").string();
   if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp " + pattern);
   m_Root = pattern;
 }

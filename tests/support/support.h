@@ -1,6 +1,7 @@
 // The vocabulary of the tests.
 //
-//   Folder       a fresh directory, gone with the object: folder.Path(L"a.xml") names a file in it
+//   Folder       a fresh directory, gone with the object: folder.Path(L"a.xml") names a file in it.
+//                One that holds no disk to account can be in memory, where flushing costs nothing
 //   ReadBytes, WriteBytes, FileExists   on a wide path, as bytes
 //   FailCall     makes the N-th passage through one fault point fail, for the time of a scope
 //   PrintTo      makes GoogleTest show wide texts
@@ -21,7 +22,8 @@ std::wstring Wide(std::string_view text);
 
 class Folder {
  public:
-  Folder();
+  enum class Place { kDisk, kMemory };  // where there is no memory for files, the disk
+  explicit Folder(Place place = Place::kDisk);
   ~Folder();
   Folder(const Folder&) = delete;
   Folder& operator=(const Folder&) = delete;
