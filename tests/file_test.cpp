@@ -237,6 +237,22 @@ TEST(FileTest, FailuresNameCallPathAndReasonAndLeakNoDescriptor) {
   }
 }
 
+TEST(FileTest, ACallThatKeepsFailingLeavesNoMoreThanOneNewFile) {
+  const Folder folder;
+  for (const char* call : {"fstat", "lstat", "unlink", "flock"}) {
+    WriteBytes(folder.Path(L".file.cfgex-new"), "remains");
+    {
+      const test::FailCall fail(call, 1, true);
+      for (int i = 0; i < 5; ++i) Replaced(folder.Path(L"file"), "new");
+    }
+    std::vector<std::string> names = folder.Names();
+    std::erase(names, "file");
+    EXPECT_LE(names.size(), 1U) << call;
+    EXPECT_TRUE(Replaced(folder.Path(L"file"), "new"));
+    EXPECT_EQ(folder.Names(), Names{"file"}) << call;
+  }
+}
+
 TEST(FileTest, DiskThatIsFullHalfwayLeavesTheOldContent) {
   const Folder folder;
   WriteBytes(folder.Path(L"file"), "old");

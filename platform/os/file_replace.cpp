@@ -101,20 +101,31 @@ class TemporaryFile {
 };
 
 // Locks what is open and says whether it is still the file at the path. Without locks on
-// this file system the file counts as locked if it is one's own new one.
+// this file system the file counts as locked if it is one's own new one. `errno` is 0 when nothing
+// failed but the race was lost.
 bool LockAndConfirm(int descriptor, const std::string& path, bool ownNewFile) {
-  if (file_calls::TryLock(descriptor) != 0 && (errno == EWOULDBLOCK || !ownNewFile)) return false;
+  if (file_calls::TryLock(descriptor) != 0 && (errno == EWOULDBLOCK || !ownNewFile)) {
+    errno = 0;
+    return false;
+  }
   struct stat opened;
   struct stat named;
-  return file_calls::Status(descriptor, opened) == 0 &&
-         file_calls::LinkStatus(path.c_str(), named) == 0 && IsSameFile(opened, named);
+  if (file_calls::Status(descriptor, opened) != 0) return false;
+  if (file_calls::LinkStatus(path.c_str(), named) != 0) {
+    if (errno == ENOENT) errno = 0;
+    return false;
+  }
+  errno = 0;
+  return IsSameFile(opened, named);
 }
 
 TemporaryFile::Attempt TemporaryFile::RemoveRemains(const std::string& path) {
   const Descriptor found(
       file_calls::Open(path.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY));
   if (!found.IsOpen()) return errno == ENOENT ? Attempt::kRace : Attempt::kTaken;
-  if (!LockAndConfirm(found.Get(), path, false)) return Attempt::kTaken;
+  // A name that cannot be made free for a fault of the disk must not lead to one more beside it.
+  if (!LockAndConfirm(found.Get(), path, false))
+    return errno == 0 ? Attempt::kTaken : Attempt::kFailed;
   return file_calls::Unlink(path.c_str()) == 0 ? Attempt::kRace : Attempt::kTaken;
 }
 
