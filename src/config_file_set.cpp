@@ -58,9 +58,17 @@ std::wstring CConfigFileSet::BadFileName() const {
   return name;
 }
 
+// STEM.bad without the directory: all bad files are made under one name.
+std::wstring CConfigFileSet::BadFileFamily() const {
+  std::wstring name = m_BadFilePattern.substr(m_BadFilePattern.rfind(L'/') + 1);
+  const std::size_t place = name.rfind(L".%d");
+  if (place != std::wstring::npos) name.erase(place, 3);
+  return name;
+}
+
 bool CConfigFileSet::CopyToBadFile(const wchar_t* source) {
   if (source == nullptr) return false;
-  if (!OS::CopyFileW(source, BadFileName(), false)) return false;
+  if (!OS::CopyFileW(source, BadFileName(), false, BadFileFamily())) return false;
   m_RecoveryFile = source;
   return true;
 }
@@ -69,7 +77,7 @@ bool CConfigFileSet::WriteBadFile(const wchar_t* text) const {
   if (text == nullptr) return false;
   bool written = false;
   Guarded([&] {
-    ReplaceFile(BadFileName(), ToUtf16Le(text));
+    ReplaceFile(BadFileName(), ToUtf16Le(text), BadFileFamily());
     written = true;
   });
   return written;

@@ -37,6 +37,7 @@ class CConfigFileSet {
 
  private:
   std::wstring BadFileName() const;
+  std::wstring BadFileFamily() const;
 
   bool m_bReady = false;
   std::wstring m_MainFile;

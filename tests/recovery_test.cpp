@@ -71,6 +71,15 @@ TEST_F(RecoveryTest, ABadFileIsQuarantinedAndReplacedByItsBackup) {
   }
 }
 
+TEST_F(RecoveryTest, WhatACrashLeftOfABadFileIsRemovedByTheNextWhateverItsNumber) {
+  WriteBytes(folder.Path(L"main.xml"), kInvalid);
+  WriteBytes(folder.Path(L"main.backup.xml"), kGood);
+  WriteBytes(folder.Path(L".main.bad.cfgex-new"), "remains");
+  ASSERT_TRUE(Open(L"main.xml"));
+  EXPECT_EQ(BadFiles().size(), 1U);
+  EXPECT_FALSE(FileExists(folder.Path(L".main.bad.cfgex-new")));
+}
+
 TEST_F(RecoveryTest, WithoutAGoodBackupNothingIsLoaded) {
   WriteBytes(folder.Path(L"main.xml"), kInvalid);
   EXPECT_FALSE(Open(L"main.xml"));

@@ -85,7 +85,8 @@ void CopyContent(int from, const std::string& source, int to, const std::string&
   }
 }
 
-void Copy(const std::string& source, const std::string& target, bool failIfExists) {
+void Copy(const std::string& source, const std::string& target, bool failIfExists,
+          const std::string& family) {
   struct stat opened;
   const Descriptor from = OpenSource(source, opened);
   const std::string resolved = FollowLinks(target);
@@ -96,8 +97,9 @@ void Copy(const std::string& source, const std::string& target, bool failIfExist
   // A copy is no more open to others than its source. Its owner can write it, so that the next copy
   // can replace it.
   const mode_t mode = (opened.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO)) | S_IRUSR | S_IWUSR;
-  ReplaceContent(resolved, mode, failIfExists,
-                 [&](int to) { CopyContent(from.Get(), source, to, resolved); });
+  ReplaceContent(
+      resolved, mode, failIfExists, [&](int to) { CopyContent(from.Get(), source, to, resolved); },
+      family);
 }
 
 }  // namespace
@@ -111,14 +113,18 @@ bool ReadWholeFile(const std::wstring& path, std::string& content) noexcept {
   }
 }
 
-void ReplaceFile(const std::wstring& path, std::span<const std::string_view> content) {
+void ReplaceFile(const std::wstring& path, std::span<const std::string_view> content,
+                 const std::wstring& family) {
   try {
     const std::string target = FollowLinks(PathBytes(path));
     constexpr mode_t kEverybody = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
-    ReplaceContent(target, kEverybody, false, [&](int descriptor) {
-      for (const std::string_view piece : content)
-        WriteFully(descriptor, piece.data(), piece.size(), target);
-    });
+    ReplaceContent(
+        target, kEverybody, false,
+        [&](int descriptor) {
+          for (const std::string_view piece : content)
+            WriteFully(descriptor, piece.data(), piece.size(), target);
+        },
+        PathBytes(family));
   } catch (const std::bad_alloc&) {
     throw _com_error(_com_error::kOutOfMemory, "ReplaceFile");
   }
@@ -128,9 +134,11 @@ void ReplaceFile(const std::wstring& path, std::span<const std::string_view> con
 
 namespace OS {
 
-bool CopyFileW(const std::wstring& source, const std::wstring& target, bool failIfExists) noexcept {
+bool CopyFileW(const std::wstring& source, const std::wstring& target, bool failIfExists,
+               const std::wstring& family) noexcept {
   try {
-    cfgex::Copy(cfgex::PathBytes(source), cfgex::PathBytes(target), failIfExists);
+    cfgex::Copy(cfgex::PathBytes(source), cfgex::PathBytes(target), failIfExists,
+                cfgex::PathBytes(family));
     return true;
   } catch (const std::exception&) {
     return false;

@@ -15,7 +15,9 @@
 // this does not hold.)
 //
 // While it is made the new file of NAME is called .NAME.cfgex-new, or .NAME.cfgex-new-1 and so on
-// while other writers are at work. One that a crash left behind is removed by the next write.
+// while other writers are at work. One that a crash left behind is removed by the next write. Where
+// each target has a name of its own, as a number in it, nothing would be written again: such
+// targets have a `family`, a name that stands for NAME.
 //
 // Paths are wide and become UTF-8 bytes, whatever the locale. One with a null character, or with
 // what is no character, is refused.
@@ -32,7 +34,8 @@ namespace OS {
 // source, less the umask, and can be read and written by its owner. False on failure. With
 // `failIfExists`, which the library never sets, an existing target is a failure; without it, a
 // target that is the source itself is left alone, which counts as done.
-bool CopyFileW(const std::wstring& source, const std::wstring& target, bool failIfExists) noexcept;
+bool CopyFileW(const std::wstring& source, const std::wstring& target, bool failIfExists,
+               const std::wstring& family = {}) noexcept;
 
 }  // namespace OS
 
@@ -47,9 +50,11 @@ bool ReadWholeFile(const std::wstring& path, std::string& content) noexcept;
 // Replaces the file's content, which is given in one piece or several; a new file gets the
 // permissions that the umask leaves. A failure raises _com_error, which names the system call, the
 // path and the reason.
-void ReplaceFile(const std::wstring& path, std::span<const std::string_view> content);
-inline void ReplaceFile(const std::wstring& path, std::string_view content) {
-  ReplaceFile(path, {&content, 1});
+void ReplaceFile(const std::wstring& path, std::span<const std::string_view> content,
+                 const std::wstring& family = {});
+inline void ReplaceFile(const std::wstring& path, std::string_view content,
+                        const std::wstring& family = {}) {
+  ReplaceFile(path, {&content, 1}, family);
 }
 
 }  // namespace cfgex

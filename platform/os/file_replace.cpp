@@ -1,7 +1,8 @@
 // How the content of a file is replaced.
 //
 // A temporary file is `.NAME.cfgex-new` beside the target NAME, or `.NAME.cfgex-new-1` and so on
-// while other writers are at work.
+// while other writers are at work. Targets that are named by number share one NAME, so that remains
+// of any of them are found.
 //
 // 1. A temporary file belongs to the writer that holds the lock (flock) on the file at its path.
 //    Only that writer writes, renames or removes it. The lock outlives the descriptor that is
@@ -79,8 +80,9 @@ class TemporaryFile {
   TemporaryFile(const TemporaryFile&) = delete;
   TemporaryFile& operator=(const TemporaryFile&) = delete;
 
-  // Makes the file beside `target`. Gives 0, or the `errno` that says why the directory takes none.
-  int Create(const std::string& target, mode_t mode);
+  // Makes the file beside `target`, as one of `name`. Gives 0, or the `errno` that says why the
+  // directory takes none.
+  int Create(const std::string& target, std::string name, mode_t mode);
   // Closes the descriptor that was written, and keeps the lock.
   void CloseWritten();
   // Puts the file in the target's place. Gives 0 or an `errno`.
@@ -138,13 +140,13 @@ TemporaryFile::Attempt TemporaryFile::CreateAt(const std::string& path, mode_t m
   return Attempt::kMade;
 }
 
-int TemporaryFile::Create(const std::string& target, mode_t mode) {
+int TemporaryFile::Create(const std::string& target, std::string name, mode_t mode) {
   constexpr std::string_view kEnding = ".cfgex-new";
   constexpr std::size_t kLongestName = NAME_MAX - 1 - kEnding.size() - sizeof "-99";
   const std::string directory = DirectoryPart(target);
   // A long name is cut, between two characters. Other long names may be cut to the same: then their
   // writers are to each other as writers of one target.
-  std::string name = target.substr(directory.size());
+  if (name.empty()) name = target.substr(directory.size());
   if (name.size() > kLongestName) {
     std::size_t length = kLongestName;
     while (length > 0 && (static_cast<unsigned char>(name[length]) & 0xC0) == 0x80) --length;
@@ -222,11 +224,11 @@ Descriptor OpenDirectoryOf(const std::string& target) {
 }
 
 // Gives 0, or the `errno` with which the directory refused, before the target was touched.
-int ReplaceBesides(const std::string& target, const struct stat* old, mode_t newMode,
-                   bool mustBeNew, const ContentWriter& write) {
+int ReplaceBesides(const std::string& target, const std::string& family, const struct stat* old,
+                   mode_t newMode, bool mustBeNew, const ContentWriter& write) {
   TemporaryFile file;
   constexpr mode_t kMineAlone = S_IRUSR | S_IWUSR;
-  const int refused = file.Create(target, old != nullptr ? kMineAlone : newMode);
+  const int refused = file.Create(target, family, old != nullptr ? kMineAlone : newMode);
   if (refused != 0) return refused;
   write(file.Get());
   if (old != nullptr) TakeOverRights(file, *old);
@@ -267,7 +269,7 @@ std::string FollowLinks(std::string path) {
 }
 
 void ReplaceContent(const std::string& target, mode_t newMode, bool mustBeNew,
-                    const ContentWriter& write) {
+                    const ContentWriter& write, const std::string& family) {
   if (target.empty()) RaiseErrno("open", target, ENOENT);
   if (target.ends_with('/')) RaiseErrno("open", target, EISDIR);
   struct stat old;
@@ -278,7 +280,8 @@ void ReplaceContent(const std::string& target, mode_t newMode, bool mustBeNew,
     if (!S_ISREG(old.st_mode)) RaiseErrno("open", target, EINVAL);
     if (file_calls::CheckWritable(target.c_str()) != 0) RaiseErrno("open", target, errno);
   }
-  const int error = ReplaceBesides(target, exists ? &old : nullptr, newMode, mustBeNew, write);
+  const int error =
+      ReplaceBesides(target, family, exists ? &old : nullptr, newMode, mustBeNew, write);
   if (error == 0) return;
   const bool tryInPlace = exists && IsRefusalOfDirectory(error);
   if (!tryInPlace || !WriteInPlace(target, write)) RaiseErrno("replace", target, error);

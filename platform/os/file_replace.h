@@ -18,9 +18,10 @@ std::string FollowLinks(std::string path);
 
 // Replaces the content of the file at `target`, which is no symbolic link (see FollowLinks). A new
 // file gets the permissions `newMode` less the umask. With `mustBeNew` an existing target is a
-// failure. Every failure raises _com_error.
+// failure. `family` takes the place of the target's name in that of the temporary file, unless it
+// is empty. Every failure raises _com_error.
 void ReplaceContent(const std::string& target, mode_t newMode, bool mustBeNew,
-                    const ContentWriter& write);
+                    const ContentWriter& write, const std::string& family = {});
 
 // Writes all of it, however many calls that takes. `path` is for the text of the _com_error.
 void WriteFully(int descriptor, const char* bytes, std::size_t size, const std::string& path);
