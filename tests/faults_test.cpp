@@ -1,0 +1,225 @@
+// Every operation of the store, with every call that it makes failing in its turn.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <iterator>
+
+#include "platform/dom/live_counts.h"
+#include "tests/support/mishap.h"
+#include "tests/support/store_case.h"
+
+namespace {
+
+using namespace test;
+namespace fs = std::filesystem;
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr int kStride = 7;  // of the places from which on all fails
+#else
+constexpr int kStride = 1;
+#endif
+
+struct Held {
+  long documents = cfgex::g_LiveCounts.documents;
+  long nodes = cfgex::g_LiveCounts.nodes;
+  long fragments = cfgex::g_LiveCounts.fragments;
+  std::ptrdiff_t descriptors =
+      std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
+  bool operator==(const Held&) const = default;
+};
+
+// How the operation goes when nothing fails.
+struct Clean {
+  explicit Clean(const StoreCase& storeCase);
+
+  Ending ending;
+  std::string before;  // what the store holds
+  std::string after;
+  std::vector<std::string> passed;
+  // The numbers of the passages with which these parts end, and of the one where saving begins.
+  int reading = 0;  // until what came in is found valid
+  int commit = 0;   // until the whole is found valid
+  int save = 0;
+  int saved = 0;
+};
+
+Clean::Clean(const StoreCase& storeCase) {
+  Stage stage(storeCase);
+  const bool isOpen = storeCase.kind != StoreCase::kOpening;
+  if (isOpen) before = stage.Content();
+  {
+    const Mishap none(Mishap::kNone, 0);
+    ending = stage.Run();
+    passed = none.Passed();
+  }
+  if (storeCase.kind == StoreCase::kChanging) after = stage.Content();
+
+  const int count = static_cast<int>(passed.size());
+  save = count + 1;
+  for (int i = 1; i <= count; ++i) {
+    const std::string& name = passed[static_cast<std::size_t>(i) - 1];
+    const bool isValidating = name == "validate" || name == "newValidator";
+    if (isValidating && (reading == 0 || reading == i - 1)) reading = i;
+    if (isValidating && save > count) commit = i;
+    if (name == "save") save = i;
+    if (name == "close" && save < i) saved = i;
+  }
+}
+
+class FaultsTest : public testing::TestWithParam<StoreCase> {
+ protected:
+  void CheckFiles(const Stage& stage) const;
+  void CheckChange(Stage& stage, const Clean& clean, Mishap::Kind kind, int nth, Ending ending);
+  void CheckOpening(Stage& stage, Ending ending) const;
+};
+
+// The text of a bad file that was written from memory, in UTF-8; its characters are plain.
+std::string FromUtf16(const std::string& bytes) {
+  std::string text;
+  for (std::size_t at = 0; at < bytes.size(); at += 2) text += bytes[at];
+  return text;
+}
+
+bool IsValid(const Files& files, const std::string& name) {
+  return files.contains(name) && ContentOf(files.at(name));
+}
+
+// Every file is as whole as it was before, or as the operation makes it.
+void FaultsTest::CheckFiles(const Stage& stage) const {
+  const Files& before = stage.Before();
+  const Files files = stage.Read();
+  for (const auto& [name, content] : before) EXPECT_TRUE(files.contains(name)) << name;
+  for (const auto& [name, content] : files) {
+    if (IsLeftover(name)) continue;
+    const auto wasIn = [&, &text = content](const std::string& other) {
+      return before.contains(other) && before.at(other) == text;
+    };
+    const bool isMain = name == stage.MainName();
+    bool isWhole = wasIn(name);
+    if (isMain && GetParam().kind == StoreCase::kChanging) {
+      isWhole = isWhole || ContentOf(content);
+    } else if (isMain && GetParam().kind == StoreCase::kOpening) {
+      isWhole = isWhole || wasIn("main.backup.xml");
+    } else if (name.ends_with(".bad") && GetParam().kind == StoreCase::kClosing) {
+      isWhole = isWhole || ContentOf(FromUtf16(content)).has_value();
+    } else if (!isMain) {
+      const bool isOfBackup = wasIn("main.backup.xml") && !name.ends_with(".tmp.xml");
+      isWhole = isWhole || wasIn(stage.MainName()) || isOfBackup;
+    }
+    EXPECT_TRUE(isWhole) << name << ": " << content;
+  }
+}
+
+void FaultsTest::CheckChange(Stage& stage, const Clean& clean, Mishap::Kind kind, int nth,
+                             Ending ending) {
+  const std::string main = ReadBytes(stage.Path());
+  const std::string content = stage.Content();
+  const bool isOld = content == clean.before;
+  const bool isNew = content == clean.after;
+  const bool isFileSame = ContentOf(main) == content;
+  const bool isFileOld = main == stage.Before().at(stage.MainName());
+  EXPECT_TRUE(isFileOld || isFileSame) << main;
+
+  const bool isSingle = kind != Mishap::kFailOnward && kind != Mishap::kFailOfItsKind;
+  const bool isTrue = ending == Ending::kTrue;
+  if (clean.ending != Ending::kTrue) {
+    EXPECT_FALSE(isTrue);
+    EXPECT_TRUE(isFileOld);
+  } else if (kind == Mishap::kShort || kind == Mishap::kShortOnward) {
+    EXPECT_TRUE(isTrue && isNew && isFileSame);
+  } else if (nth <= clean.commit) {
+    // What fails may be a step with a failure of its own, after which the operation goes on.
+    EXPECT_TRUE(isTrue ? isFileSame : isFileOld);
+    EXPECT_TRUE(nth > clean.reading || !isSingle || (isTrue ? isNew : isOld));
+  } else if (nth < clean.save && isSingle) {
+    EXPECT_TRUE(isTrue && isNew && isFileSame) << "of the temporary copy nothing is told";
+  } else if (nth <= clean.saved) {
+    EXPECT_TRUE(isNew);
+    EXPECT_TRUE(!isSingle || isTrue || ending == GetParam().atFailedSave);
+    EXPECT_TRUE(!isTrue || isFileSame || GetParam().atFailedSave == Ending::kTrue);
+  } else {
+    EXPECT_TRUE(ending == Ending::kFalse && isNew && isFileSame) << "validated once more";
+  }
+  if (clean.ending != Ending::kTrue) return;
+
+  EXPECT_TRUE(stage.Set(L"u"));
+  const std::string next = stage.Content();
+  EXPECT_NE(next.find("<InstanceId>u<"), next.npos);
+  EXPECT_EQ(ContentOf(ReadBytes(stage.Path())), next);
+}
+
+void FaultsTest::CheckOpening(Stage& stage, Ending ending) const {
+  EXPECT_NE(ending, Ending::kRaised);
+  const bool canOpen =
+      IsValid(stage.Before(), stage.MainName()) || IsValid(stage.Before(), "main.backup.xml");
+  EXPECT_TRUE(ending == Ending::kTrue || stage.Open() == canOpen);
+  if (!canOpen) return;
+  EXPECT_EQ(ContentOf(ReadBytes(stage.Path())), stage.Content());
+  EXPECT_TRUE(stage.Set(L"u"));
+  EXPECT_EQ(ContentOf(ReadBytes(stage.Path())), stage.Content());
+}
+
+TEST_P(FaultsTest, WhateverFailsTheResultIsTheToldOneAndTheFilesAreWhole) {
+  const Clean clean(GetParam());
+  Stage stage(GetParam());
+  stage.Close();
+  const Held held;
+  int failed = 0;
+  for (const auto kind : {Mishap::kFail, Mishap::kFailOnward, Mishap::kFailOfItsKind,
+                          Mishap::kShort, Mishap::kShortOnward}) {
+    const bool isOnward = kind == Mishap::kFailOnward || kind == Mishap::kFailOfItsKind;
+    bool happened = true;
+    for (int nth = 1; happened; nth += isOnward ? kStride : 1) {
+      const std::string name =
+          isOnward || kind == Mishap::kFail
+              ? clean.passed[std::min(clean.passed.size(), static_cast<std::size_t>(nth)) - 1]
+              : "write";
+      SCOPED_TRACE("number " + std::to_string(nth) + ", " + name + ", kind " +
+                   std::to_string(kind));
+      stage.Reset();
+      Ending ending;
+      {
+        const Mishap mishap(kind, nth);
+        ending = stage.Run();
+        happened = mishap.Happened();
+      }
+      CheckFiles(stage);
+      switch (GetParam().kind) {
+        case StoreCase::kReading:
+          EXPECT_NE(ending, Ending::kRaised) << "raised, or the text is not as told";
+          EXPECT_EQ(stage.Read(), stage.Before());
+          EXPECT_EQ(stage.Content(), clean.before);
+          break;
+        case StoreCase::kChanging:
+          if (happened) CheckChange(stage, clean, kind, nth, ending);
+          break;
+        case StoreCase::kOpening:
+          CheckOpening(stage, ending);
+          break;
+        case StoreCase::kClosing:
+          EXPECT_EQ(ending, Ending::kTrue);
+          break;
+      }
+      EXPECT_TRUE(happened || ending == clean.ending);
+      stage.Close();
+      for (const auto& [file, content] : stage.Read()) {
+        // What could not be removed is removed by the next that writes this file.
+        const bool mayStay =
+            isOnward &&
+            (file.find(".tmp.") != file.npos || file.find(".bad.") != file.npos ||
+             GetParam().kind == StoreCase::kClosing || GetParam().kind == StoreCase::kOpening);
+        EXPECT_TRUE(!IsLeftover(file) || mayStay) << file;
+      }
+      EXPECT_TRUE(Held() == held);
+      failed += happened ? 1 : 0;
+      if (HasFailure()) return;
+    }
+  }
+  RecordProperty("calls_failed", failed);
+}
+
+INSTANTIATE_TEST_SUITE_P(Operations, FaultsTest,
+                         testing::ValuesIn(StoreCases().begin(), StoreCases().end()), NameOfCase);
+
+}  // namespace

@@ -1,0 +1,40 @@
+// What goes wrong while an operation runs, at the N-th of the places where it can.
+//
+//   const Mishap mishap(Mishap::kFail, 3);   the third passage through any fault point fails
+//
+// Single threads only. The kinds that end the process are for a child: see RunInChild.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace test {
+
+class Mishap {
+ public:
+  enum Kind {
+    kNone,           // nothing: passages are counted
+    kFail,           // the N-th passage fails
+    kFailOnward,     // so does all that comes after it
+    kFailOfItsKind,  // so do all later passages through the point that is the N-th
+    kShort,          // the N-th write of more than a byte does half of it
+    kShortOnward,    // so do all that come after it
+    kEnd,            // the process ends before the N-th call on files
+    kEndAfterPart,   // it ends when the N-th write has done half of its bytes
+  };
+  Mishap(Kind kind, int nth);
+  ~Mishap();
+  Mishap(const Mishap&) = delete;
+  Mishap& operator=(const Mishap&) = delete;
+
+  // Whether there were N places of its kind. Stays true where the process should have ended.
+  bool Happened() const;
+  // The names of the points that were passed, in order.
+  const std::vector<std::string>& Passed() const;
+};
+
+// Runs `body` in a child of this process, with the mishap; gives whether the child ended by it.
+bool EndsInChild(Mishap::Kind kind, int nth, const std::function<void()>& body);
+
+}  // namespace test

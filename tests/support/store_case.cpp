@@ -1,0 +1,252 @@
+#include "tests/support/store_case.h"
+
+#include <algorithm>
+#include <array>
+
+namespace test {
+namespace {
+
+namespace fs = std::filesystem;
+
+const std::string kFirst = Narrow(Configuration(
+    {Item(L"P", L"a", L"<Name>first</Name>" + RefTo(L"Q", L"b")) +
+         Item(L"P", L"s", L"<Name>source</Name>" + RefsTo({{L"Q", L"c"}, {L"R", L"d"}})) +
+         Item(L"P", L"t", L"<Name>target</Name>" + PartRefTo(L"Q", L"e")),
+     Item(L"Q", L"b") + Item(L"Q", L"c") + Item(L"Q", L"e"), Item(L"R", L"d")}));
+const std::string kOlder =
+    Narrow(Configuration({Item(L"P", L"a", L"<Name>older</Name>"), Item(L"Q", L"b")}));
+const std::string kDamaged = kFirst.substr(0, kFirst.size() / 2);
+const char* const kAlsoDamaged = "<Configuration><Wrong/></Configuration>";
+
+Ending EndingOf(bool result) { return result ? Ending::kTrue : Ending::kFalse; }
+
+template <class Body>
+Ending Caught(Body&& body) {
+  try {
+    return EndingOf(body());
+  } catch (const _com_error&) {
+    return Ending::kRaised;
+  } catch (const CCfgExException&) {
+    return Ending::kRaised;
+  }
+}
+
+template <const wchar_t* (*kDocument)()>
+Ending Setting(Stage& stage) {
+  return Caught([&] { return stage.Store().SetConfiguration(kDocument(), nullptr, nullptr); });
+}
+
+const wchar_t* NewOne() {
+  static const std::wstring document =
+      Document(L"n", {Item(L"P", L"n", L"<Name>new</Name>" + RefTo(L"R", L"m")), Item(L"R", L"m")});
+  return document.c_str();
+}
+// It leaves Q:b, brings Q:c once more with other content, and its own id in another category.
+const wchar_t* Replacement() {
+  static const std::wstring document =
+      Document(L"a", {Item(L"P", L"a", L"<Name>other</Name>" + RefTo(L"Q", L"c")),
+                      Item(L"Q", L"c", L"<Name>c</Name>" + RefTo(L"P", L"a")) + Item(L"Q", L"a")});
+  return document.c_str();
+}
+const wchar_t* Twin() {
+  static const std::wstring document = Document(L"n", {Item(L"P", L"n", L"<Name>first</Name>")});
+  return document.c_str();
+}
+const wchar_t* Target() {
+  static const std::wstring document = Document(L"t", {Item(L"P", L"t")});
+  return document.c_str();
+}
+
+Ending Removing(Stage& stage) {
+  return Caught([&] { return stage.Store().RemoveConfiguration(Target(), nullptr); });
+}
+
+template <bool kDeep>
+Ending Copying(Stage& stage) {
+  return Caught(
+      [&] { return stage.Store().CopyConfiguration(L"s", L"t", kDeep, nullptr, nullptr); });
+}
+
+Ending Reading(Stage& stage) {
+  OS::x_wstring xml = L"kept";
+  const Ending ending = Caught([&] { return stage.Store().GetConfiguration(L"s", L"P", xml); });
+  const bool isClean = xml.empty() || xml == L"kept";
+  return (ending == Ending::kTrue) == isClean ? Ending::kRaised : ending;
+}
+
+Ending Opening(Stage& stage) {
+  return Caught([&] { return stage.Store().Initialize(stage.Path().c_str()); });
+}
+
+Ending Closing(Stage& stage) {
+  return Caught([&] {
+    stage.Close();
+    return true;
+  });
+}
+
+}  // namespace
+
+std::string NameOfCase(const testing::TestParamInfo<StoreCase>& info) {
+  std::string name = info.param.name;
+  std::replace(name.begin(), name.end(), ' ', '_');
+  return name;
+}
+
+std::span<const StoreCase> StoreCases() {
+  using Case = StoreCase;
+  static const std::array cases = {
+      Case{"reading", Case::kReading, Reading},
+      Case{"inserting", Case::kChanging, Setting<NewOne>, Ending::kTrue},
+      Case{"replacing", Case::kChanging, Setting<Replacement>, Ending::kTrue},
+      Case{"replacing through a link", Case::kChanging, Setting<Replacement>, Ending::kTrue, 1,
+           nullptr, nullptr, true},
+      Case{"the tenth commit", Case::kChanging, Setting<Replacement>, Ending::kTrue, 9},
+      Case{"the twentieth commit", Case::kChanging, Removing, Ending::kRaised, 19},
+      Case{"a commit that is not valid", Case::kChanging, Setting<Twin>, Ending::kTrue, 1, nullptr,
+           nullptr, false, true},
+      Case{"removing", Case::kChanging, Removing},
+      Case{"a shallow copy", Case::kChanging, Copying<false>},
+      Case{"a deep copy", Case::kChanging, Copying<true>},
+      Case{"a deep copy with the tenth commit", Case::kChanging, Copying<true>, Ending::kRaised, 8},
+      Case{"opening", Case::kOpening, Opening, Ending::kTrue, -1, kFirst.c_str(), kOlder.c_str()},
+      Case{"opening for the first time", Case::kOpening, Opening, Ending::kTrue, -1,
+           kFirst.c_str()},
+      Case{"opening a damaged file", Case::kOpening, Opening, Ending::kTrue, -1, kDamaged.c_str(),
+           kOlder.c_str()},
+      Case{"opening a damaged file through a link", Case::kOpening, Opening, Ending::kTrue, -1,
+           kDamaged.c_str(), kOlder.c_str(), true},
+      Case{"opening a damaged file and backup", Case::kOpening, Opening, Ending::kTrue, -1,
+           kDamaged.c_str(), kAlsoDamaged},
+      Case{"opening a damaged file without backup", Case::kOpening, Opening, Ending::kTrue, -1,
+           kDamaged.c_str()},
+      Case{"opening with the file gone", Case::kOpening, Opening, Ending::kTrue, -1, nullptr,
+           kOlder.c_str()},
+      Case{"opening once more", Case::kOpening, Opening},
+      Case{"closing", Case::kClosing, Closing},
+      Case{"closing what is not valid", Case::kClosing, Closing, Ending::kTrue, 1, nullptr, nullptr,
+           false, true},
+  };
+  return cases;
+}
+
+namespace {
+
+CCfgOption& OptionFor(bool isStrict) {
+  static const Folder folder(Folder::Place::kMemory);
+  static CCfgOption options[2];
+  CCfgOption& option = options[isStrict ? 1 : 0];
+  if (option.GetSchemaCache() != nullptr) return option;
+  std::string schema = kSampleSchema;
+  const std::string unique =
+      "<xs:unique name='n'><xs:selector xpath='Category/*'/><xs:field xpath='Name'/></xs:unique>";
+  if (isStrict)
+    schema.insert(schema.find("</xs:element>\n  <xs:element name=\"Category\">"), unique);
+  const std::wstring path = folder.Path(isStrict ? L"strict.xsd" : L"plain.xsd");
+  WriteBytes(path, schema);
+  if (!option.Initialize(path.c_str())) throw std::runtime_error("the schema is refused");
+  return option;
+}
+
+std::string ContentOf(CCfgConfigurationEx& store) {
+  std::string content;
+  for (const wchar_t* id : {L"a", L"s", L"t", L"k", L"n", L"u"}) {
+    OS::x_wstring xml;
+    if (!store.GetConfiguration(id, xml)) continue;
+    const std::string text = Narrow(xml.str());
+    content += text.substr(text.find('>') + 1) + "\n";  // without the header
+  }
+  return WithIdsNumbered(content);
+}
+
+}  // namespace
+
+Stage::Stage(const StoreCase& storeCase)
+    : m_Case(storeCase), m_Option(OptionFor(storeCase.isStrict)) {
+  if (m_Case.isLinked) {
+    fs::create_directory(m_Folder.Root() / "real");
+    fs::create_symlink("real/../real/file.xml", m_Folder.Root() / "main.xml");
+  }
+  Make();
+}
+
+void Stage::Make() {
+  const bool isOpen = m_Case.commits >= 0;
+  if (isOpen) WriteBytes(Path(), kFirst);
+  if (m_Case.main != nullptr) WriteBytes(Path(), m_Case.main);
+  if (m_Case.backup != nullptr) WriteBytes(m_Folder.Path(L"main.backup.xml"), m_Case.backup);
+  if (isOpen) {
+    if (!Open()) throw std::runtime_error("the file is refused");
+    for (int commit = 1; commit <= m_Case.commits; ++commit)
+      if (!Set(L"k", std::to_wstring(commit))) throw std::runtime_error("no commit");
+    if (m_Case.kind == StoreCase::kClosing && m_Case.isStrict)
+      m_Store->SetConfiguration(Twin(), nullptr, nullptr);
+  } else {
+    m_Store = std::make_unique<CCfgConfigurationEx>(m_Option);
+  }
+  m_Before = Read();
+}
+
+void Stage::Reset() {
+  Close();
+  Write({});
+  Make();
+}
+
+bool Stage::Open() {
+  m_Store = std::make_unique<CCfgConfigurationEx>(m_Option);
+  const bool isMissing = !FileExists(Path());
+  return m_Store->Initialize(Path().c_str()) || (isMissing && m_Store->Initialize(Path().c_str()));
+}
+
+bool Stage::Set(const std::wstring& id, const std::wstring& name) {
+  const std::wstring fields = L"<Name>" + name + L"</Name>" + RefTo(L"Q", L"b");
+  const std::wstring document = Document(id, {Item(L"P", id, fields), Item(L"Q", L"b")});
+  return m_Store->SetConfiguration(document.c_str(), nullptr, nullptr);
+}
+
+std::string Stage::Content() { return ContentOf(*m_Store); }
+
+Files Stage::Read() const {
+  Files files;
+  for (const auto& entry : fs::recursive_directory_iterator(m_Folder.Root())) {
+    if (entry.is_symlink() || !entry.is_regular_file()) continue;
+    files[fs::relative(entry.path(), m_Folder.Root()).string()] =
+        ReadBytes(Wide(entry.path().string()));
+  }
+  return files;
+}
+
+void Stage::Write(const Files& files) {
+  for (const auto& [name, content] : Read())
+    if (!files.contains(name)) fs::remove(m_Folder.Root() / name);
+  for (const auto& [name, content] : files) WriteBytes(m_Folder.Path(Wide(name)), content);
+}
+
+std::optional<std::string> ContentOf(const std::string& file) {
+  static std::map<std::string, std::optional<std::string>> known;
+  const std::string key = WithIdsNumbered(file);
+  if (const auto found = known.find(key); found != known.end()) return found->second;
+  const Folder folder(Folder::Place::kMemory);
+  const std::wstring path = folder.Path(L"plain");  // no dot, no companions
+  WriteBytes(path, file);
+  CCfgConfigurationEx store(OptionFor(false));
+  std::optional<std::string> content;
+  if (store.Initialize(path.c_str())) content = ContentOf(store);
+  return known[key] = content;
+}
+
+std::string WithIdsNumbered(std::string text) {
+  constexpr std::size_t kLength = 38;  // of a GUID in braces
+  std::map<std::string, std::string> numbers;
+  for (std::size_t at = text.find('{'); at != text.npos; at = text.find('{', at + 1)) {
+    if (at + kLength > text.size() || text[at + kLength - 1] != '}') continue;
+    const std::string number = "#" + std::to_string(numbers.size());
+    text.replace(at, kLength, numbers.try_emplace(text.substr(at, kLength), number).first->second);
+  }
+  return text;
+}
+
+bool IsLeftover(const std::string& name) { return name.find(".cfgex-new") != name.npos; }
+
+}  // namespace test
