@@ -68,7 +68,7 @@ TEST_P(CrashTest, ANewProcessFindsTheOldOrTheNewConfiguration) {
   Stage stage(GetParam());
   Learn(stage);
   for (const auto kind : {Mishap::kEnd, Mishap::kEndAfterPart}) {
-    for (int nth = 1; Crash(stage, kind, nth); ++nth, ++m_Kills) {
+    for (int nth = 1; Crash(stage, kind, nth); nth += kStride, ++m_Kills) {
       SCOPED_TRACE("at " + std::to_string(nth) + ", kind " + std::to_string(kind));
       Stage successor(GetParam());
       successor.Close();
@@ -94,7 +94,7 @@ TEST_P(CrashTest, LeftoversDoNotPileUp) {
   Stage stage(GetParam());
   std::set<std::string> names;
   for (const auto kind : {Mishap::kEnd, Mishap::kEndAfterPart}) {
-    for (int nth = 1; Crash(stage, kind, nth); ++nth, ++m_Kills) {
+    for (int nth = 1; Crash(stage, kind, nth); nth += kStride, ++m_Kills) {
       Files files = stage.Read();
       for (const auto& [name, content] : files)
         if (!name.ends_with(".bad")) names.insert(name);
@@ -113,12 +113,12 @@ class TwoCrashesTest : public CrashTest {};
 TEST_P(TwoCrashesTest, LoseNothingEither) {
   Stage stage(GetParam());
   Learn(stage);
-  constexpr int kStride = 5;
-  for (int first = 1; Crash(stage, Mishap::kEnd, first); first += 3, ++m_Kills) {
+  constexpr int kSample = 5;
+  for (int first = 1; Crash(stage, Mishap::kEnd, first); first += 3 * kStride, ++m_Kills) {
     const Files remains = stage.Read();
     Stage second(GetParam());
     second.Write(remains);
-    for (int nth = 1 + first % kStride; Crash(second, Mishap::kEnd, nth); nth += kStride) {
+    for (int nth = 1 + first % kSample; Crash(second, Mishap::kEnd, nth); nth += kSample) {
       SCOPED_TRACE("at " + std::to_string(first) + ", then at " + std::to_string(nth));
       ++m_Kills;
       Stage successor(GetParam());

@@ -14,12 +14,6 @@ namespace {
 using namespace test;
 namespace fs = std::filesystem;
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr int kStride = 7;  // of the places from which on all fails
-#else
-constexpr int kStride = 1;
-#endif
-
 struct Held {
   long documents = cfgex::g_LiveCounts.documents;
   long nodes = cfgex::g_LiveCounts.nodes;

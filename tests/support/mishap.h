@@ -2,7 +2,7 @@
 //
 //   const Mishap mishap(Mishap::kFail, 3);   the third passage through any fault point fails
 //
-// Single threads only. The kinds that end the process are for a child: see RunInChild.
+// Single threads only. The kinds that end the process are for a child: see EndsInChild.
 #pragma once
 
 #include <functional>
@@ -10,6 +10,14 @@
 #include <vector>
 
 namespace test {
+
+// How far apart the places are that a test goes through where one after the other takes too long:
+// sanitizers make that slow.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr int kStride = 7;
+#else
+constexpr int kStride = 1;
+#endif
 
 class Mishap {
  public:
