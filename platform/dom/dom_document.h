@@ -41,6 +41,8 @@ class Document final : public NodeObject<IXMLDOMDocument2> {
   ComPtr<IXMLDOMSchemaCollection2> get_namespaces() override;
   ComPtr<IXMLDOMParseError> validate() override;
 
+  // Takes over a tree that was parsed, as `load` does; false for none.
+  bool Adopt(XmlDocPtr tree);
   // The tree that paths start at; made on first use.
   xmlDoc* Tree();
   xmlNode* Root();
@@ -58,7 +60,6 @@ class Document final : public NodeObject<IXMLDOMDocument2> {
 
  private:
   void RequireUnloaded(const char* operation);
-  bool Adopt(XmlDocPtr tree);
 
   XmlDocPtr m_Earlier;  // what nodes were created in before the document was loaded
   XmlDocPtr m_Tree;

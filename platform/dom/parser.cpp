@@ -17,32 +17,43 @@ namespace {
 
 // What one run of the parser remembers beside the engine's own state.
 struct Run {
+  ParseObserver* observer = nullptr;
   int depth = 0;
   bool refused = false;
 };
 
-void Refuse(xmlParserCtxt* c_parser) {
-  static_cast<Run*>(c_parser->_private)->refused = true;
+Run& RunOf(xmlParserCtxt* c_parser) { return *static_cast<Run*>(c_parser->_private); }
+
+void Refuse(xmlParserCtxt* c_parser, ParseRefusal refusal) {
+  Run& run = RunOf(c_parser);
+  run.refused = true;
+  if (run.observer != nullptr) run.observer->OnRefused(c_parser, refusal);
   xmlStopParser(c_parser);
 }
 
-void IgnoreError(void* /*context*/, EngineError* /*error*/) {}
+void OnError(void* context, EngineError* error) {
+  auto* c_parser = static_cast<xmlParserCtxt*>(context);
+  ParseObserver* observer = RunOf(c_parser).observer;
+  if (observer != nullptr && error != nullptr) observer->OnError(c_parser, *error);
+}
 
 // Comes before anything of the declaration's own content is read.
 void OnDocumentType(void* context, const xmlChar*, const xmlChar*, const xmlChar*) {
-  Refuse(static_cast<xmlParserCtxt*>(context));
+  Refuse(static_cast<xmlParserCtxt*>(context), ParseRefusal::kDocumentType);
 }
 
 void OnStartElement(void* context, const xmlChar* localName, const xmlChar* prefix,
                     const xmlChar* uri, int namespaces, const xmlChar** namespaceList,
                     int attributes, int defaulted, const xmlChar** attributeList) {
   auto* c_parser = static_cast<xmlParserCtxt*>(context);
-  if (++static_cast<Run*>(c_parser->_private)->depth > kMaxDepth) {
-    Refuse(c_parser);
+  Run& run = RunOf(c_parser);
+  if (++run.depth > kMaxDepth) {
+    Refuse(c_parser, ParseRefusal::kTooDeep);
     return;
   }
   xmlSAX2StartElementNs(context, localName, prefix, uri, namespaces, namespaceList, attributes,
                         defaulted, attributeList);
+  if (run.observer != nullptr) run.observer->OnElement(c_parser);
 }
 
 // Drops the white space between the children of an element that holds elements and no other text.
@@ -71,7 +82,7 @@ void DropBlanks(xmlNode* c_element) {
 void OnEndElement(void* context, const xmlChar* localName, const xmlChar* prefix,
                   const xmlChar* uri) {
   auto* c_parser = static_cast<xmlParserCtxt*>(context);
-  --static_cast<Run*>(c_parser->_private)->depth;
+  --RunOf(c_parser).depth;
   xmlNode* c_element = c_parser->node;
   xmlSAX2EndElementNs(context, localName, prefix, uri);
   // The engine's stack of xml:space has 1 on top for "preserve".
@@ -97,7 +108,7 @@ void SetUp(xmlParserCtxt* c_parser, TextEncoding encoding, Run& run) {
   c_parser->_private = &run;
   xmlSAXHandler& handler = *c_parser->sax;
   handler.initialized = XML_SAX2_MAGIC;
-  handler.serror = IgnoreError;
+  handler.serror = OnError;
   handler.error = nullptr;
   handler.warning = nullptr;
   handler.fatalError = nullptr;
@@ -108,23 +119,32 @@ void SetUp(xmlParserCtxt* c_parser, TextEncoding encoding, Run& run) {
 
 }  // namespace
 
-XmlDocPtr ParseXml(std::string_view bytes, TextEncoding encoding, const std::string& url) {
-  if (bytes.empty() || bytes.size() > INT_MAX) return nullptr;
+XmlDocPtr ParseXml(std::string_view bytes, TextEncoding encoding, const std::string& url,
+                   ParseObserver* observer) {
+  const auto refuse = [observer](ParseRefusal refusal) -> XmlDocPtr {
+    if (observer != nullptr) observer->OnRefused(nullptr, refusal);
+    return nullptr;
+  };
+  if (bytes.empty()) return refuse(ParseRefusal::kEmpty);
+  if (bytes.size() > INT_MAX) return refuse(ParseRefusal::kTooLong);
   // A null character is no XML; left in, the engine could take the text for UTF-16.
-  if (encoding == TextEncoding::kUtf8 && bytes.find('\0') != bytes.npos) return nullptr;
+  if (encoding == TextEncoding::kUtf8 && bytes.find('\0') != bytes.npos)
+    return refuse(ParseRefusal::kNullCharacter);
 
   RaiseFaultHere("parse");
   const EngineScope scope;
   std::unique_ptr<xmlParserCtxt, FreeParser> parser(
       xmlCreateMemoryParserCtxt(bytes.data(), static_cast<int>(bytes.size())));
   if (parser == nullptr) throw _com_error(_com_error::kOutOfMemory, "parse");
-  Run run;
+  Run run{observer};
   SetUp(parser.get(), encoding, run);
   xmlParseDocument(parser.get());
   if (parser->errNo == XML_ERR_NO_MEMORY) throw _com_error(_com_error::kOutOfMemory, "parse");
-  if (parser->wellFormed == 0 || parser->nsWellFormed == 0 || run.refused) return nullptr;
-
   XmlDocPtr document(std::exchange(parser->myDoc, nullptr));
+  if (parser->wellFormed == 0 || parser->nsWellFormed == 0 || run.refused) {
+    if (observer != nullptr) observer->OnPart(std::move(document));
+    return nullptr;
+  }
   if (document != nullptr && !url.empty()) {
     xmlFree(const_cast<xmlChar*>(document->URL));
     document->URL = xmlStrdup(reinterpret_cast<const xmlChar*>(url.c_str()));

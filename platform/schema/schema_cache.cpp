@@ -47,11 +47,7 @@ struct FirstError {
 
 XmlSchemaPtr Compile(xmlDoc* c_document) {
   FirstError error;
-  const std::unique_ptr<xmlSchemaParserCtxt, FreeSchemaParser> context(
-      xmlSchemaNewDocParserCtxt(c_document));
-  if (context == nullptr) throw _com_error(_com_error::kOutOfMemory, "add");
-  xmlSchemaSetParserStructuredErrors(context.get(), &FirstError::Take, &error);
-  XmlSchemaPtr schema(xmlSchemaParse(context.get()));
+  XmlSchemaPtr schema = CompileSchema(c_document, &FirstError::Take, &error);
   if (schema == nullptr) {
     throw _com_error(_com_error::kFail, "add: schema refused, line " + std::to_string(error.line) +
                                             ": " + error.message);
@@ -98,6 +94,15 @@ NameKey KeyOf(const xmlNode* c_element) noexcept {
 
 }  // namespace
 
+XmlSchemaPtr CompileSchema(xmlDoc* c_document, xmlStructuredErrorFunc report, void* context) {
+  const EngineScope scope;
+  const std::unique_ptr<xmlSchemaParserCtxt, FreeSchemaParser> parser(
+      xmlSchemaNewDocParserCtxt(c_document));
+  if (parser == nullptr) throw _com_error(_com_error::kOutOfMemory, "add");
+  xmlSchemaSetParserStructuredErrors(parser.get(), report, context);
+  return XmlSchemaPtr(xmlSchemaParse(parser.get()));
+}
+
 void SchemaCache::add(std::wstring_view namespaceUri, const ComPtr<IXMLDOMDocument2>& document) {
   if (!document) throw _com_error(_com_error::kPointer, "add: no schema document");
   Add(namespaceUri, EngineDocument(document.get()));
@@ -138,18 +143,27 @@ ComPtr<ISchemaItem> SchemaCache::getDeclaration(const ComPtr<IXMLDOMNode>& node)
 
 namespace {
 
-// One run of the engine's validator; `start` sets it going on a document or an element.
+// One run of the engine's validator; `start` sets it going on a document or an element. Gives what
+// the engine answers: 0 for valid, below 0 when it cannot do its work.
 template <class Start>
-ValidationOutcome RunValidator(xmlSchema* schema, xmlDoc* c_document, Start&& start) {
+int RunValidator(xmlSchema* schema, xmlDoc* c_document, xmlStructuredErrorFunc report,
+                 void* context, Start&& start) {
   if (schema == nullptr) throw _com_error(_com_error::kFail, "validate: no schema");
   RaiseFaultHere("newValidator");
   const EngineScope scope;
-  FirstError error;
-  const std::unique_ptr<xmlSchemaValidCtxt, FreeValidator> context(xmlSchemaNewValidCtxt(schema));
-  if (context == nullptr) throw _com_error(_com_error::kOutOfMemory, "validate");
-  xmlSchemaSetValidStructuredErrors(context.get(), &FirstError::Take, &error);
-  const int result = start(context.get());
+  const std::unique_ptr<xmlSchemaValidCtxt, FreeValidator> validator(xmlSchemaNewValidCtxt(schema));
+  if (validator == nullptr) throw _com_error(_com_error::kOutOfMemory, "validate");
+  xmlSchemaSetValidStructuredErrors(validator.get(), report, context);
+  const int result = start(validator.get());
   ForgetIds(c_document);
+  return result;
+}
+
+// The same, with the first fault.
+template <class Start>
+ValidationOutcome FirstFault(xmlSchema* schema, xmlDoc* c_document, Start&& start) {
+  FirstError error;
+  const int result = RunValidator(schema, c_document, &FirstError::Take, &error, start);
   if (result < 0) throw _com_error(_com_error::kFail, "validate: " + error.message);
   if (result == 0) return {};
   if (error.code == 0) error.code = result;
@@ -159,15 +173,24 @@ ValidationOutcome RunValidator(xmlSchema* schema, xmlDoc* c_document, Start&& st
 }  // namespace
 
 ValidationOutcome SchemaCache::Validate(xmlDoc* c_document) const {
-  return RunValidator(m_Schema.get(), c_document, [c_document](xmlSchemaValidCtxt* context) {
-    return xmlSchemaValidateDoc(context, c_document);
+  return FirstFault(m_Schema.get(), c_document, [c_document](xmlSchemaValidCtxt* validator) {
+    return xmlSchemaValidateDoc(validator, c_document);
   });
+}
+
+bool SchemaCache::Validate(xmlDoc* c_document, xmlStructuredErrorFunc report, void* context) const {
+  const int result = RunValidator(m_Schema.get(), c_document, report, context,
+                                  [c_document](xmlSchemaValidCtxt* validator) {
+                                    return xmlSchemaValidateDoc(validator, c_document);
+                                  });
+  if (result < 0) throw _com_error(_com_error::kFail, "validate: the engine gave up");
+  return result == 0;
 }
 
 bool SchemaCache::IsValidByItself(xmlNode* c_element) const {
   const auto outcome =
-      RunValidator(m_Schema.get(), c_element->doc, [c_element](xmlSchemaValidCtxt* context) {
-        return xmlSchemaValidateOneElement(context, c_element);
+      FirstFault(m_Schema.get(), c_element->doc, [c_element](xmlSchemaValidCtxt* validator) {
+        return xmlSchemaValidateOneElement(validator, c_element);
       });
   return outcome.code == 0;
 }

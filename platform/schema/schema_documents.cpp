@@ -25,16 +25,6 @@ using XmlText = std::unique_ptr<xmlChar, FreeXmlText>;
 // Newer releases of the engine take a location without a scheme for a path, with nothing escaped.
 constexpr bool kPathsAreLocations = LIBXML_VERSION >= 21300;
 
-// A path as the engine writes it in a URI, so that places which it works out from it come out
-// alike.
-std::string UriOfPath(const std::string& path) {
-  std::string absolute = std::filesystem::absolute(path).lexically_normal().string();
-  if (kPathsAreLocations) return absolute;
-  const XmlText escaped(xmlURIEscapeStr(XmlChars(absolute.c_str()), XmlChars("/")));
-  if (escaped == nullptr) throw _com_error(_com_error::kOutOfMemory, "schema path");
-  return Chars(escaped.get());
-}
-
 // The local file that a URI stands for.
 std::string PathOfUri(const std::string& text) {
   struct FreeUri {
@@ -66,6 +56,14 @@ std::string Resolve(const xmlNode* c_link, const std::string& location) {
 
 }  // namespace
 
+std::string UriOfPath(const std::string& path) {
+  std::string absolute = std::filesystem::absolute(path).lexically_normal().string();
+  if (kPathsAreLocations) return absolute;
+  const XmlText escaped(xmlURIEscapeStr(XmlChars(absolute.c_str()), XmlChars("/")));
+  if (escaped == nullptr) throw _com_error(_com_error::kOutOfMemory, "schema path");
+  return Chars(escaped.get());
+}
+
 std::string RawAttribute(const xmlNode* c_element, const char* name) {
   const XmlText value(xmlGetNoNsProp(c_element, XmlChars(name)));
   return value == nullptr ? "" : Chars(value.get());
@@ -88,6 +86,16 @@ bool IsXsdElement(const xmlNode* c_node, std::string_view name) {
   return IsXsdElement(c_node) && Chars(c_node->name) == name;
 }
 
+bool IsSchemaLink(const xmlNode* c_node) {
+  return (IsXsdElement(c_node, "include") || IsXsdElement(c_node, "import") ||
+          IsXsdElement(c_node, "redefine")) &&
+         xmlHasProp(c_node, XmlChars("schemaLocation"));
+}
+
+std::string PathOfLink(const xmlNode* c_link) {
+  return PathOfUri(Resolve(c_link, RawAttribute(c_link, "schemaLocation")));
+}
+
 SchemaDocuments::SchemaDocuments(xmlDoc* c_schema) {
   if (c_schema == nullptr || xmlDocGetRootElement(c_schema) == nullptr)
     throw _com_error(_com_error::kInvalidArgument, "add: no schema document");
@@ -108,10 +116,7 @@ SchemaDocuments::SchemaDocuments(xmlDoc* c_schema) {
 
 void SchemaDocuments::FollowLinks(SchemaDocument& document) {
   for (const xmlNode* c_child = document.Root()->children; c_child; c_child = c_child->next) {
-    if (!IsXsdElement(c_child, "include") && !IsXsdElement(c_child, "import") &&
-        !IsXsdElement(c_child, "redefine"))
-      continue;
-    if (!xmlHasProp(c_child, XmlChars("schemaLocation"))) continue;
+    if (!IsSchemaLink(c_child)) continue;
     const std::string uri = Resolve(c_child, RawAttribute(c_child, "schemaLocation"));
     document.links.emplace(c_child, &Load(uri));
   }

@@ -21,6 +21,14 @@ std::string TokenAttribute(const xmlNode* c_element, const char* name);
 bool IsXsdElement(const xmlNode* c_node, std::string_view name);
 bool IsXsdElement(const xmlNode* c_node);
 
+// Whether the node is an xs:include, xs:import or xs:redefine that names a place.
+bool IsSchemaLink(const xmlNode* c_node);
+// The local file that such an element leads to. Raises _com_error if it names no such thing.
+std::string PathOfLink(const xmlNode* c_link);
+// A path as the engine writes it in a URI, so that places which it works out from it come out
+// alike.
+std::string UriOfPath(const std::string& path);
+
 struct SchemaDocument {
   XmlDocPtr doc;
   // What the xs:include, xs:import and xs:redefine elements in it lead to. An import that names no
