@@ -1,0 +1,110 @@
+#include "platform/tool/system.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+
+#include "platform/os/encoding.h"
+#include "platform/os/file_calls.h"
+#include "platform/tool/fault_rules.h"
+
+namespace cfgex {
+namespace {
+
+int DescriptorOf(StandardStream stream) noexcept {
+  switch (stream) {
+    case StandardStream::kInput:
+      return STDIN_FILENO;
+    case StandardStream::kOutput:
+      return STDOUT_FILENO;
+    case StandardStream::kError:
+      return STDERR_FILENO;
+  }
+  return -1;
+}
+
+ReadFailure Failure(int error) {
+  return {error == ENOENT || error == ENOTDIR,
+          LenientText(std::generic_category().message(error).c_str())};
+}
+
+}  // namespace
+
+bool IsTerminal(StandardStream stream) noexcept { return ::isatty(DescriptorOf(stream)) == 1; }
+
+ReadFailure WhyUnreadable(const std::wstring& path) {
+  const std::string bytes = ToUtf8(path);
+  const file_calls::Descriptor file(
+      file_calls::Open(bytes.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY));
+  if (!file.IsOpen()) return Failure(errno);
+  struct stat status {};
+  if (file_calls::Status(file.Get(), status) != 0) return Failure(errno);
+  if (S_ISDIR(status.st_mode)) return Failure(EISDIR);
+  if (!S_ISREG(status.st_mode)) return {false, L"Not a regular file"};
+  char byte = 0;
+  if (file_calls::Read(file.Get(), &byte, 1) < 0) return Failure(errno);
+  return {false, L"Cannot be read, or has 2 GiB or more"};
+}
+
+std::string ReadStandardInput() {
+  std::string content;
+  std::array<char, 65536> buffer;
+  for (;;) {
+    const ssize_t count = file_calls::Read(STDIN_FILENO, buffer.data(), buffer.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) file_calls::RaiseErrno("read", "standard input", errno);
+    if (count == 0) return content;
+    content.append(buffer.data(), static_cast<std::size_t>(count));
+  }
+}
+
+std::string AbsolutePath(const std::string& path) {
+  std::error_code error;
+  const std::filesystem::path absolute = std::filesystem::absolute(path, error);
+  return error ? path : absolute.lexically_normal().string();
+}
+
+namespace {
+
+std::string TimeText(const std::tm& fields, const char* format) {
+  std::array<char, 64> text{};
+  return {text.data(), std::strftime(text.data(), text.size(), format, &fields)};
+}
+
+}  // namespace
+
+std::string LocalTimeText(std::time_t time) {
+  std::tm fields{};
+  ::localtime_r(&time, &fields);
+  return TimeText(fields, "%Y-%m-%d %H:%M:%S");
+}
+
+std::string UniversalTimeText(std::time_t time) {
+  std::tm fields{};
+  ::gmtime_r(&time, &fields);
+  return TimeText(fields, "%Y-%m-%dT%H:%M:%SZ");
+}
+
+PrivateFolder::PrivateFolder() {
+  std::error_code error;
+  const std::filesystem::path place = std::filesystem::temp_directory_path(error);
+  m_Path = ((error ? std::filesystem::path("/tmp") : place) / "cfgexctl-XXXXXX").string();
+  if (::mkdtemp(m_Path.data()) == nullptr) file_calls::RaiseErrno("mkdtemp", m_Path, errno);
+}
+
+PrivateFolder::~PrivateFolder() {
+  std::error_code ignored;
+  std::filesystem::remove_all(m_Path, ignored);
+}
+
+std::wstring PrivateFolder::Path(const std::wstring& name) const {
+  return FromUtf8(m_Path) + L"/" + name;
+}
+
+}  // namespace cfgex

@@ -1,0 +1,63 @@
+// How every change comes about.
+//
+//   1. The file must be valid: nothing is healed on the way.
+//   2. The change is made on a private copy, by the library's interface (private_store.h).
+//   3. What it took out of the file beside what it was asked to, because the library lets go of
+//      what the old form of an instance reached, is put back, unless --drop-reached was given.
+//   4. The file, unless it was changed meanwhile, is copied to its backup, and then replaced as a
+//      whole. With --dry-run this step is left out.
+#pragma once
+
+#include <functional>
+#include <set>
+#include <string>
+
+#include "tools/commands.h"
+#include "tools/difference.h"
+#include "tools/private_store.h"
+
+namespace cfgexctl {
+
+struct ChangeArguments : FileArguments {
+  bool dropReached = false;
+  bool dryRun = false;
+
+  void AddTo(CLI::App& command);
+  // For commands that change: the file must be valid.
+  LoadedFile OpenValid() const;
+};
+
+class Change {
+ public:
+  explicit Change(const ChangeArguments& arguments);
+
+  const LoadedFile& File() const { return m_File; }
+  CCfgConfigurationEx& Store() { return m_Work.Store(); }
+
+  // The document of a stored instance, as an object. Stops with kInvalid if it makes none.
+  CCfgInstance Take(const Element& instance);
+  // Stores the instance. Stops with kInvalid and the faults if the library refuses it.
+  void Put(const CCfgInstance& instance);
+  void Put(const std::wstring& xml);
+  // Stops with kInvalid and what is wrong with the whole document now.
+  [[noreturn]] void StopRefused(const std::wstring& what);
+
+  // Steps 3 and 4. `leaving` is what the command removes because it was asked to.
+  void Finish(const std::set<InstanceName>& leaving, Report& report);
+
+ private:
+  // The store's file as it stands.
+  LoadedFile Result() const;
+  void PutBack(const std::vector<InstanceName>& lost);
+
+  const ChangeArguments& m_Arguments;
+  LoadedFile m_File;
+  PrivateStore m_Work;
+  Content m_Before;
+};
+
+// Puts the new content into the place of the file that was read, with a backup before. Stops with
+// kFailed when the file is not what was read any more, or cannot be written.
+void PutInPlace(const LoadedFile& file, std::string_view content, Report& report);
+
+}  // namespace cfgexctl

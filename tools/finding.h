@@ -1,0 +1,54 @@
+// One thing that is wrong, in the terms of configurations: which instance, which field, what value,
+// which rule.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "platform/tool/fault.h"
+#include "tools/frame.h"
+
+namespace cfgexctl {
+
+struct Finding {
+  std::wstring file;
+  cfgex::Place place;
+  std::wstring category;  // of the instance, with its id; empty outside of instances
+  std::wstring id;
+  std::wstring field;  // as the commands take it; empty if the instance itself is at fault
+  bool has_value = false;
+  std::wstring value;
+  std::string rule;  // a name that stays the same
+  std::wstring message;
+  std::wstring advice;
+  bool is_warning = false;
+};
+
+// Where an element stands: its instance, and the path of its field.
+struct Location {
+  cfgex::ComPtr<cfgex::IXMLDOMElement> instance;  // none outside of instances
+  std::wstring category;
+  std::wstring id;
+  std::wstring field;
+};
+Location Locate(const cfgex::ComPtr<cfgex::IXMLDOMElement>& element);
+
+// The engine's fault in a file, with what the element tells.
+Finding Explain(const cfgex::Fault& fault, const std::wstring& file);
+std::vector<Finding> Explain(const cfgex::FaultList& list, const std::wstring& file);
+
+std::wstring AsText(const Finding& finding);  // one line
+Json AsJson(const Finding& finding);
+Json AsJson(const std::vector<Finding>& findings);
+
+// --- Elements, as every source needs them
+
+std::vector<cfgex::ComPtr<cfgex::IXMLDOMElement>> ChildElements(
+    const cfgex::ComPtr<cfgex::IXMLDOMElement>& element);
+// The first child of that name; none if there is none.
+cfgex::ComPtr<cfgex::IXMLDOMElement> ChildElement(
+    const cfgex::ComPtr<cfgex::IXMLDOMElement>& element, std::wstring_view name);
+// The text of the child InstanceId; empty if there is none.
+std::wstring IdOf(const cfgex::ComPtr<cfgex::IXMLDOMElement>& instance);
+
+}  // namespace cfgexctl

@@ -1,0 +1,12 @@
+// What the library asks of a schema beyond being one: docs/schema-guide.md, as findings.
+#pragma once
+
+#include "platform/tool/schema_files.h"
+#include "tools/finding.h"
+
+namespace cfgexctl {
+
+// Holds a schema that compiles against what the library asks for.
+std::vector<Finding> HoldAgainstLibrary(const std::wstring& path, const cfgex::SchemaFiles& files);
+
+}  // namespace cfgexctl
