@@ -1,0 +1,509 @@
+// cfgexctl from outside: command lines, exit codes, what is printed, and what becomes of files.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <map>
+#include <nlohmann/json.hpp>
+
+#include "platform/os/encoding.h"
+#include "tests/support/support.h"
+
+namespace {
+
+using Json = nlohmann::json;
+using test::ReadBytes;
+using test::WriteBytes;
+
+struct Outcome {
+  int code = -1;
+  std::string out;
+  std::string err;
+};
+
+void Replace(std::string& text, const std::string& from, const std::string& to) {
+  const std::size_t at = text.find(from);
+  ASSERT_NE(at, std::string::npos) << from;
+  text.replace(at, from.size(), to);
+}
+
+long LineOf(const std::string& text, const std::string& part) {
+  return 1 + std::count(text.begin(), text.begin() + static_cast<long>(text.find(part)), '\n');
+}
+
+// A folder with the example's schema and configuration.
+class Cfgexctl : public testing::Test {
+ protected:
+  Cfgexctl() {
+    for (const char* name : {"building.xsd", "configuration-types.xsd", "building.xml"})
+      std::filesystem::copy(std::filesystem::path(CFGEX_EXAMPLES) / "building" / name,
+                            folder.Root() / name);
+    original = Read("building.xml");
+  }
+
+  // "SCHEMA" and "FILE" stand for the two paths.
+  Outcome Run(std::vector<std::string> arguments, const std::string& input = "/dev/null") {
+    std::string line = std::string("'") + CFGEXCTL + "'";
+    for (std::string argument : arguments) {
+      if (argument == "SCHEMA") argument = Path("building.xsd");
+      if (argument == "FILE") argument = Path("building.xml");
+      line += " '" + argument + "'";
+    }
+    const std::string errors = Path("stderr");
+    line += " 2>'" + errors + "' <'" + input + "'";
+    Outcome outcome;
+    std::FILE* pipe = popen(line.c_str(), "r");
+    std::array<char, 4096> buffer;
+    for (std::size_t count; (count = std::fread(buffer.data(), 1, buffer.size(), pipe)) > 0;)
+      outcome.out.append(buffer.data(), count);
+    const int status = pclose(pipe);
+    outcome.code = WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + status;
+    outcome.err = Read("stderr");
+    std::filesystem::remove(errors);
+    return outcome;
+  }
+  Json RunJson(std::vector<std::string> arguments, int code) {
+    arguments.push_back("--json");
+    const Outcome outcome = Run(arguments);
+    EXPECT_EQ(outcome.code, code) << outcome.out << outcome.err;
+    const Json json = Json::parse(outcome.out, nullptr, false);
+    EXPECT_TRUE(json.is_object()) << outcome.out;
+    return json.is_object() ? json : Json::object();
+  }
+  std::string Get(const std::string& instance, const std::string& field) {
+    return Run({"get", "SCHEMA", "FILE", instance, field}).out;
+  }
+
+  std::string Path(const std::string& name) { return (folder.Root() / name).string(); }
+  std::string Read(const std::string& name) { return ReadBytes(test::Wide(Path(name))); }
+  void Write(const std::string& name, const std::string& bytes) {
+    WriteBytes(test::Wide(Path(name)), bytes);
+  }
+  std::map<std::string, std::string> Everything() {
+    std::map<std::string, std::string> files;
+    for (const std::string& name : folder.Names()) files[name] = Read(name);
+    return files;
+  }
+
+  test::Folder folder;
+  std::string original;
+};
+
+TEST_F(Cfgexctl, ExitCodesTellInvalidFromUsageFromMissingFromFailed) {
+  const struct {
+    std::vector<std::string> arguments;
+    int code;
+    std::string says;
+  } kCases[] = {
+      {{"--help"}, 0, "restore"},
+      {{"set", "--help"}, 0, "VALUE"},
+      {{}, 2, "subcommand"},
+      {{"frobnicate"}, 2, ""},
+      {{"get", "SCHEMA"}, 2, "required"},
+      {{"check", "SCHEMA", "FILE"}, 0, ": valid"},
+      {{"check-schema", "SCHEMA"}, 0, ": usable"},
+      {{"check", "/nowhere/a.xsd", "FILE"}, 3, "No such file"},
+      {{"check", "SCHEMA", "/nowhere/a.xml"}, 3, "No such file"},
+      {{"check", "SCHEMA", "/"}, 4, "directory"},
+      {{"check", "SCHEMA", "/dev/null"}, 4, "regular"},
+      {{"check", "FILE", "FILE"}, 1, "xs:schema"},
+      {{"list", "SCHEMA", "FILE"}, 0, "Zone: 18 instances"},
+      {{"list", "SCHEMA", "FILE", "Calendar"}, 0, "calendar-germany"},
+      {{"list", "SCHEMA", "FILE", "Nothing"}, 3, "Nothing"},
+      {{"show", "SCHEMA", "FILE", "zone-server-room"}, 0, "  Comfort:\n    Coolest:"},
+      {{"show", "SCHEMA", "FILE", "Zone:zone-server-room"}, 0, "Zone \"zone-server-room\""},
+      {{"show", "SCHEMA", "FILE", "Site:zone-server-room"}, 3, "no instance"},
+      {{"get", "SCHEMA", "FILE", "zone-server-room", "Sensors[2]"},
+       0,
+       "Sensor:sensor-server-room-humidity\n"},
+      {{"get", "SCHEMA", "FILE", "zone-server-room", "Sensors[3]"}, 3, "shorter"},
+      {{"get", "SCHEMA", "FILE", "zone-server-room", "Comfort.Warmst"}, 3, "Warmest"},
+      {{"get", "SCHEMA", "FILE", "zone-server-room", "Tags[0]"}, 2, "path"},
+      {{"get", "SCHEMA", "FILE", "zone-server-room", "..//*"}, 2, "path"},
+      {{"referrers", "SCHEMA", "FILE", "schedule-always-on"}, 0, "field Schedule"},
+      {{"referrers", "SCHEMA", "FILE", "nobody"}, 3, "nobody"},
+      {{"graph", "SCHEMA", "FILE", "user-facility-manager"}, 0, "[label=\"Deputy\"]"},
+      {{"show", "SCHEMA", "FILE", "user-facility-manager", "--tree"}, 0, "(see above)"},
+      {{"set", "SCHEMA", "FILE", "zone-server-room", "InstanceId", "x"}, 2, "id"},
+      {{"set", "SCHEMA", "FILE", "zone-server-room", "Comfort", "x"}, 2, "fields in it"},
+      {{"set", "SCHEMA", "FILE", "zone-server-room", "Tags", "x"}, 2, "JSON"},
+      {{"set", "SCHEMA", "FILE", "zone-server-room", "Controller", "nobody"}, 3, "nobody"},
+      {{"new", "SCHEMA", "FILE", "Zoo"}, 3, "Zoo"},
+      {{"new", "SCHEMA", "FILE", "Zone", "--id", "zone-server-room"}, 4, "already"},
+      {{"copy", "SCHEMA", "FILE", "zone-server-room", "Site:site-harbour-house"}, 2, "no Zone"},
+      {{"remove", "SCHEMA", "FILE", "nobody"}, 3, "nobody"},
+      {{"restore", "SCHEMA", "FILE"}, 0, "no copies"},
+      {{"restore", "SCHEMA", "FILE", "--from", "backup"}, 3, "no backup"},
+      {{"export", "SCHEMA", "FILE", "zone-server-room", "-o", "/nowhere/out.xml"}, 4, "nowhere"},
+      {{"import", "SCHEMA", "FILE", "FILE"}, 1, "instance_id"},
+  };
+  const auto before = Everything();
+  for (const auto& each : kCases) {
+    const Outcome outcome = Run(each.arguments);
+    std::string line;
+    for (const std::string& argument : each.arguments) line += argument + " ";
+    EXPECT_EQ(outcome.code, each.code) << line << outcome.out << outcome.err;
+    EXPECT_NE((outcome.out + outcome.err).find(each.says), std::string::npos)
+        << line << outcome.out << outcome.err;
+  }
+  EXPECT_EQ(Everything(), before);
+}
+
+TEST_F(Cfgexctl, NamesEveryFaultWithItsFieldValueAndRule) {
+  const struct {
+    std::string from, to, category, id, field, rule;
+    Json value;
+  } kCases[] = {
+      {"<Floors>7<", "<Floors>seven<", "Site", "site-harbour-house", "Floors", "type", "seven"},
+      {"<PostalCode>2", "<PostalCode>D-2", "Site", "site-harbour-house", "Address.PostalCode",
+       "pattern", "D-20457"},
+      {"<Kind>technical<", "<Kind>dungeon<", "Zone", "zone-server-room", "Kind", "enumeration",
+       "dungeon"},
+      {"<Area>", "<Arena>1</Arena><Area>", "Zone", "zone-server-room", "Arena",
+       "element not expected", "1"},
+      {"<Warmest>240</Warmest>", "", "Zone", "zone-server-room", "Comfort.HumidityLimit",
+       "element not expected", nullptr},
+      {"<SettingsFormat>3<", "<SettingsFormat>4<", "Controller", "controller-server-room",
+       "SettingsFormat", "fixed", "4"},
+      {"<Protocol>", "<Protocol x=\"y\">", "Controller", "controller-server-room", "Protocol",
+       "attribute not allowed", nullptr},
+      {"<Severity>critical<", "<Severity/><X>critical<", "", "", "", "end tag", nullptr},
+      {"<Item>critical</Item>", "<Item>a</Item>text", "Zone", "zone-server-room", "Tags",
+       "text not allowed", nullptr},
+      {"<Site>", "<Sight>", "", "", "", "end tag", nullptr},
+  };
+  for (const auto& each : kCases) {
+    std::string text = original;
+    Replace(text, each.from, each.to);
+    Write("building.xml", text);
+    const Json report = RunJson({"check", "SCHEMA", "FILE"}, 1);
+    ASSERT_GE(report["findings"].size(), 1U) << each.to;
+    const Json finding = report["findings"][0];
+    EXPECT_EQ(finding["rule"], each.rule) << each.to;
+    EXPECT_FALSE(finding["message"].get<std::string>().empty());
+    if (each.rule == "end tag") continue;
+    EXPECT_EQ(finding["category"], each.category) << finding;
+    EXPECT_EQ(finding["id"], each.id) << finding;
+    EXPECT_EQ(finding["field"], each.field) << finding;
+    if (!each.to.empty()) {
+      EXPECT_NEAR(finding["line"].get<double>(), static_cast<double>(LineOf(text, each.to)), 1);
+    }
+    if (!each.value.is_null()) {
+      EXPECT_EQ(finding["value"], each.value) << finding;
+    }
+  }
+}
+
+TEST_F(Cfgexctl, NamesAllFaultsAndTheirLinesBeyondWhatTheEngineCounts) {
+  std::string text = original;
+  Replace(text, "<Configuration>", "<Configuration>" + std::string(70'000, '\n'));
+  Replace(text, "<Floors>4<", "<Floors>four<");
+  Replace(text, "<Floors>7<", "\n<Floors\n>seven<");
+  Replace(text, "<RestPosition>0<", "<RestPosition>101<");
+  Write("building.xml", text);
+  const Json findings = RunJson({"check", "SCHEMA", "FILE"}, 1)["findings"];
+  ASSERT_EQ(findings.size(), 3U) << findings;
+  EXPECT_EQ(findings[0]["line"], LineOf(text, "<Floors\n"));
+  EXPECT_EQ(findings[1]["line"], LineOf(text, "<Floors>four"));
+  EXPECT_EQ(findings[1]["column"], 7);
+  EXPECT_EQ(findings[2]["line"], LineOf(text, "<RestPosition>101"));
+  EXPECT_EQ(findings[2]["rule"], "maxInclusive");
+}
+
+TEST_F(Cfgexctl, WarnsOfReferencesAndIdsOnRequest) {
+  std::string text = original;
+  Replace(text, "<InstanceId>user-facility-manager<", "<InstanceId>zone-server-room<");
+  Replace(text, "<InstanceId>schedule-always-on<", "<InstanceId>calendar-germany<");
+  Write("building.xml", text);
+  EXPECT_EQ(RunJson({"check", "SCHEMA", "FILE"}, 0)["findings"].size(), 0U);
+  std::map<std::string, std::string> fields;
+  const Json strict = RunJson({"check", "SCHEMA", "FILE", "--strict"}, 1);
+  for (const Json& finding : strict["findings"])
+    fields[finding["rule"]] += finding.value("field", "-") + " ";
+  EXPECT_NE(fields["dangling reference"].find("Contact "), std::string::npos);
+  EXPECT_TRUE(fields.contains("unreferenced"));
+  EXPECT_FALSE(fields.contains("id twice"));
+  Replace(text, "<InstanceId>sensor-server-room-temperature</InstanceId>\n      <Name>",
+          "<InstanceId>calendar-germany</InstanceId>\n      <Name>");
+  Write("building.xml", text);
+  const Outcome outcome = Run({"check", "SCHEMA", "FILE", "--warnings"});
+  EXPECT_EQ(outcome.code, 0);
+  EXPECT_NE(outcome.out.find("[id twice]"), std::string::npos);
+}
+
+TEST_F(Cfgexctl, ExplainsHostileInputAndTouchesNothing) {
+  std::string latin = original;
+  Replace(latin, "Harbour", "H\xE9rbour");
+  std::string entity = original;
+  Replace(entity, "Harbour", "&harbour;");
+  std::string control = original;
+  Replace(control, "Harbour", std::string("\0", 1));
+  std::string deep;
+  for (int level = 0; level < 100'000; ++level) deep += "<a>";
+  std::string foreign = original;
+  Replace(foreign, "UTF-8", "KLINGON");
+  const struct {
+    std::string bytes, rule;
+  } kCases[] = {
+      {"", "empty"},
+      {"hello", "no XML"},
+      {std::string("\0\1\2\3", 4), "no XML"},
+      {original.substr(0, original.size() / 2), "truncated"},
+      {latin, "encoding"},
+      {foreign, "encoding"},
+      {entity, "entity"},
+      {control, "character"},
+      {std::string("<Configuration>\n\1"), "character"},
+      {deep, "nesting"},
+      {"<!DOCTYPE Configuration [<!ENTITY a SYSTEM '/etc/passwd'>]><Configuration>&a;",
+       "document type"},
+      {"<x:Configuration/>", "namespace"},
+      {"<Other/>", "unknown element"},
+  };
+  for (const auto& each : kCases) {
+    Write("building.xml", each.bytes);
+    const auto before = Everything();
+    EXPECT_EQ(RunJson({"check", "SCHEMA", "FILE"}, 1)["findings"][0]["rule"], each.rule);
+    for (const std::vector<std::string>& arguments :
+         std::vector<std::vector<std::string>>{{"list", "SCHEMA", "FILE"},
+                                               {"show", "SCHEMA", "FILE", "a"},
+                                               {"export", "SCHEMA", "FILE", "a"},
+                                               {"graph", "SCHEMA", "FILE"},
+                                               {"set", "SCHEMA", "FILE", "a", "b", "c"},
+                                               {"new", "SCHEMA", "FILE", "Zone"},
+                                               {"import", "SCHEMA", "FILE", "FILE"}})
+      EXPECT_EQ(RunJson(arguments, 1)["findings"][0]["rule"], each.rule) << arguments[0];
+    EXPECT_EQ(Run({"check-schema", "FILE"}).code, 1) << each.rule;
+    EXPECT_EQ(Run({"restore", "SCHEMA", "FILE"}).code, 0) << each.rule;
+    EXPECT_EQ(Everything(), before) << each.rule;
+  }
+}
+
+TEST_F(Cfgexctl, ReadsAnInvalidFileOnlyWhenAskedTo) {
+  Replace(original, "<Floors>7<", "<Floors>seven<");
+  Write("building.xml", original);
+  EXPECT_EQ(Run({"get", "SCHEMA", "FILE", "site-harbour-house", "Floors"}).code, 1);
+  EXPECT_EQ(Run({"get", "SCHEMA", "FILE", "site-harbour-house", "Floors", "--unchecked"}).out,
+            "seven\n");
+}
+
+TEST_F(Cfgexctl, SetsFieldsOfEveryKind) {
+  const struct {
+    std::string field, value;
+    Json read;
+  } kCases[] = {
+      {"Name",
+       "Br\xC3\xBC"
+       "cke <&> \xF0\x9D\x84\x9E",
+       "Br\xC3\xBC"
+       "cke <&> \xF0\x9D\x84\x9E"},
+      {"Floor", "-3", -3},
+      {"Area", "4294967295", 4294967295},
+      {"Enabled", "false", false},
+      {"LastInspection", "2026-11-23T01:02:03Z", "2026-11-23T01:02:03Z"},
+      {"Comfort.Warmest", "251", 251},
+      {"Tags", "[\"a\", \"b\"]", {"a", "b"}},
+      {"Tags[2]", "c", "c"},
+      {"Tags", "[]", Json::array()},
+      {"Schedule", "", nullptr},
+      {"Sensors",
+       "[\"sensor-server-room-humidity\"]",
+       {{{"category", "Sensor"}, {"id", "sensor-server-room-humidity"}}}},
+  };
+  for (const auto& each : kCases) {
+    RunJson({"set", "SCHEMA", "FILE", "zone-server-room", each.field, each.value}, 0);
+    EXPECT_EQ(RunJson({"get", "SCHEMA", "FILE", "zone-server-room", each.field}, 0)["value"],
+              each.read);
+  }
+  EXPECT_EQ(Run({"check", "SCHEMA", "FILE"}).code, 0);
+}
+
+TEST_F(Cfgexctl, RefusesValuesByNamingTheRule) {
+  const struct {
+    std::string field, value, says;
+  } kCases[] = {
+      {"Floor", "high", "[type]"},
+      {"Floor", "4294967296", "32 bits"},
+      {"Area", "-1", "[type]"},
+      {"Kind", "dungeon", "[enumeration]"},
+      {"Comfort.HumidityLimit", "101", "[maxInclusive]"},
+      {"Enabled", "maybe", "[type]"},
+      {"Name", std::string(81, 'x'), "[maxLength]"},
+      {"Tags", "[1]", "no text"},
+  };
+  const auto before = Everything();
+  for (const auto& each : kCases) {
+    const Outcome outcome =
+        Run({"set", "SCHEMA", "FILE", "zone-server-room", each.field, each.value});
+    EXPECT_TRUE(outcome.code == 1 || outcome.code == 2) << each.field;
+    EXPECT_NE(outcome.err.find(each.says), std::string::npos) << outcome.err;
+  }
+  EXPECT_EQ(Everything(), before);
+}
+
+// The library lets go of what the old form of an instance reached.
+TEST_F(Cfgexctl, ChangesKeepWhatTheyWereNotAskedToRemove) {
+  const std::vector<std::string> set = {"set",        "SCHEMA", "FILE", "zone-server-room",
+                                        "Controller", ""};
+  std::vector<std::string> dry = set;
+  dry.push_back("-n");
+  EXPECT_EQ(RunJson(dry, 0)["changed"].size(), 1U);
+  EXPECT_EQ(Read("building.xml"), original);
+
+  const Json report = RunJson(set, 0);
+  EXPECT_EQ(report["removed"].size(), 0U);
+  EXPECT_EQ(report["changed"].size(), 1U);
+  EXPECT_EQ(Read("building.backup.xml"), original);
+  EXPECT_EQ(Get("zone-server-room", "Controller"), "\n");
+  EXPECT_EQ(Get("controller-server-room", "Zones[1]"), "Zone:zone-server-room\n");
+
+  Write("building.xml", original);
+  std::vector<std::string> drop = set;
+  drop.push_back("--drop-reached");
+  EXPECT_EQ(RunJson(drop, 0)["removed"],
+            Json::parse(R"([{"category": "Controller", "id": "controller-server-room"}])"));
+  EXPECT_EQ(Run({"show", "SCHEMA", "FILE", "controller-server-room"}).code, 3);
+}
+
+TEST_F(Cfgexctl, MakesCopiesExportsImportsAndRemoves) {
+  EXPECT_EQ(
+      Run({"new", "SCHEMA", "FILE", "Zone", "Name=Hall", "Tags=[\"x\"]", "--id", "hall"}).code, 0);
+  EXPECT_EQ(Get("hall", "Tags[1]"), "x\n");
+  const std::string id = RunJson({"new", "SCHEMA", "FILE", "User"}, 0)["id"];
+  EXPECT_EQ(id.size(), 38U);
+
+  EXPECT_EQ(RunJson({"copy", "SCHEMA", "FILE", "zone-server-room", "hall"}, 0)["changed"].size(),
+            1U);
+  EXPECT_EQ(Get("hall", "Sensors[1]"), "Sensor:sensor-server-room-temperature\n");
+  const Json deep = RunJson({"copy", "SCHEMA", "FILE", "zone-server-room", "deep", "--deep"}, 0);
+  EXPECT_GT(deep["added"].size(), 5U);
+  EXPECT_EQ(deep["removed"].size(), 0U);
+  EXPECT_NE(Get("deep", "Sensors[1]"), Get("hall", "Sensors[1]"));
+
+  const std::string document = Path("hall.xml");
+  EXPECT_EQ(Run({"export", "SCHEMA", "FILE", "hall", "-o", document}).code, 0);
+  EXPECT_EQ(Read("hall.xml"), Run({"export", "SCHEMA", "FILE", "hall"}).out);
+  const Json removed = RunJson({"remove", "SCHEMA", "FILE", "hall"}, 0);
+  EXPECT_EQ(removed["removed"].size(), 1U);
+  EXPECT_EQ(Run({"show", "SCHEMA", "FILE", "hall"}).code, 3);
+  EXPECT_EQ(Run({"import", "SCHEMA", "FILE", "-"}, document).code, 0);
+  EXPECT_EQ(Get("hall", "Name"), Get("zone-server-room", "Name"));
+  EXPECT_EQ(Run({"check", "SCHEMA", document}).code, 0);
+
+  std::string text = Read("hall.xml");
+  Replace(text, "<Floor>", "<Floor>x");
+  Write("hall.xml", text);
+  EXPECT_EQ(RunJson({"import", "SCHEMA", "FILE", document}, 1)["findings"][0]["field"], "Floor");
+  EXPECT_GT(RunJson({"remove", "SCHEMA", "FILE", "hall", "--drop-reached"}, 0)["removed"].size(),
+            5U);
+}
+
+TEST_F(Cfgexctl, NothingIsChangedWithoutABackup) {
+  std::filesystem::create_directory(Path("building.backup.xml"));
+  const Outcome outcome = Run({"set", "SCHEMA", "FILE", "zone-server-room", "Floor", "4"});
+  EXPECT_EQ(outcome.code, 4);
+  EXPECT_EQ(Read("building.xml"), original);
+}
+
+TEST_F(Cfgexctl, RestoresACopyAndKeepsWhatItReplaces) {
+  Run({"set", "SCHEMA", "FILE", "zone-server-room", "Floor", "4"});
+  const std::string damaged = Read("building.xml").substr(0, 1000);
+  Write("building.xml", damaged);
+  // As the library puts aside what became invalid in memory.
+  std::string invalid = original.substr(original.find("<Configuration"));
+  Replace(invalid, "<Floors>7<", "<Floors>seven<");
+  Write("building.12.bad", cfgex::ToUtf16Le(test::Wide(invalid)));
+  Write("building.other.bad", "no copy");
+
+  const Json list = RunJson({"restore", "SCHEMA", "FILE"}, 0);
+  EXPECT_FALSE(list["valid"]);
+  ASSERT_EQ(list["copies"].size(), 2U) << list;
+  EXPECT_EQ(list["copies"][0]["kind"], "backup");
+  EXPECT_EQ(list["copies"][0]["valid"], true);
+  EXPECT_EQ(list["copies"][1]["kind"], "quarantine");
+  EXPECT_EQ(list["copies"][1]["state"], "not valid, 1 fault");
+
+  const std::string bad = Path("building.12.bad");
+  EXPECT_EQ(Run({"restore", "SCHEMA", "FILE", "--from", bad}).code, 1);
+  EXPECT_EQ(Read("building.xml"), damaged);
+  EXPECT_EQ(Run({"restore", "SCHEMA", "FILE", "--from", bad, "--force"}).code, 0);
+  EXPECT_EQ(RunJson({"check", "SCHEMA", "FILE"}, 1)["findings"][0]["value"], "seven");
+
+  const Json report = RunJson({"restore", "SCHEMA", "FILE", "--from", "backup"}, 0);
+  EXPECT_EQ(Read("building.xml"), original);
+  EXPECT_EQ(report["changed"].size(), 1U);
+  EXPECT_NE(ReadBytes(test::Wide(report["kept"].get<std::string>())).find("seven"),
+            std::string::npos);
+}
+
+TEST_F(Cfgexctl, ExplainsWhatASchemaLacks) {
+  const struct {
+    std::string from, to, rule, level;
+  } kCases[] = {
+      {" version=\"1.4.2.0\"", " version=\"1.4\"", "version", "warning"},
+      {" version=\"1.4.2.0\"", " version=\"1.4.2.0\" targetNamespace=\"urn:x\"", "", "error"},
+      {"<xs:attribute name=\"revision\" type=\"xs:int\"/>", "", "header", "error"},
+      {"name=\"Category\" minOccurs=\"0\"", "name=\"Category\"", "root", "error"},
+      {"<xs:element name=\"InstanceId\" type=\"InstanceIdType\"/>", "", "InstanceId", "error"},
+      {"type=\"InstanceIdType\"", "type=\"xs:string\"", "InstanceId", "error"},
+      {"<xs:choice minOccurs=\"0\" maxOccurs=\"unbounded\">", "<xs:choice minOccurs=\"0\">",
+       "order", "warning"},
+      {" default=\"office\"", "", "default", "warning"},
+      {"name=\"PortType\">\n    <xs:restriction base=\"xs:nonNegativeInteger\"",
+       "name=\"PortType\">\n    <xs:restriction base=\"IntervalType\"", "two steps", "warning"},
+      {"type=\"ZoneKindType\"", "type=\"ZoneKindTypo\"", "schema", "error"},
+      {"schemaLocation=\"configuration-types.xsd\"", "schemaLocation=\"nowhere.xsd\"", "file",
+       "error"},
+      {"</xs:schema>", "", "end tag", "error"},
+  };
+  const std::string schema = Read("building.xsd");
+  for (const auto& each : kCases) {
+    std::string text = schema;
+    Replace(text, each.from, each.to);
+    Write("building.xsd", text);
+    const Json report = RunJson({"check-schema", "SCHEMA"}, each.level == "error" ? 1 : 0);
+    ASSERT_GE(report["findings"].size(), 1U) << each.to;
+    const Json finding = report["findings"][0];
+    if (!each.rule.empty()) {
+      EXPECT_EQ(finding["rule"], each.rule) << finding;
+    }
+    EXPECT_EQ(finding["level"], each.level) << finding;
+    EXPECT_GT(finding.value("line", 0), 0) << finding;
+    EXPECT_NE(finding["file"].get<std::string>().find(".xsd"), std::string::npos);
+  }
+  // A schema that does not compile is explained to whoever needs it.
+  Write("building.xsd",
+        "<xs:schema xmlns:xs=\"http://www.w3.org/2001/XMLSchema\">\n<xs:elemen/></xs:schema>");
+  EXPECT_EQ(RunJson({"get", "SCHEMA", "FILE", "a", "b"}, 1)["findings"][0]["line"], 2);
+}
+
+TEST_F(Cfgexctl, ManPageAndCompletionKnowEveryCommandAndOption) {
+  const std::string help = Run({"--help-all"}).out;
+  std::string line;
+  std::vector<std::string> words;
+  for (const char character : help + "\n") {
+    if (character != '\n') {
+      line += character;
+      continue;
+    }
+    const std::size_t option = line.find("--");
+    if (option != std::string::npos && line.starts_with("  "))
+      words.push_back(line.substr(option, line.find_first_of(" ,", option) - option));
+    if (!line.empty() && line[0] >= 'a' && line[0] <= 'z' && line.find(' ') == std::string::npos)
+      words.push_back(line);
+    line.clear();
+  }
+  ASSERT_GT(words.size(), 20U) << help;
+  std::string page = test::Narrow(test::Wide(ReadBytes(test::Wide(CFGEXCTL_MAN_PAGE))));
+  page.erase(std::remove(page.begin(), page.end(), '\\'), page.end());
+  const std::string completion = ReadBytes(test::Wide(CFGEXCTL_COMPLETION));
+  for (const std::string& word : words) {
+    EXPECT_NE(page.find(word), std::string::npos) << word;
+    EXPECT_NE(completion.find(word), std::string::npos) << word;
+  }
+}
+
+}  // namespace
