@@ -198,7 +198,7 @@ class Collector {
     xmlNode* c_node;
   };
 
-  static void Take(void* self, xmlErrorPtr error) noexcept {
+  static void Take(void* self, EngineError* error) noexcept {
     static_cast<Collector*>(self)->Add(error);
   }
 

@@ -84,7 +84,7 @@ class SchemaFiles::CImpl {
   void ReadFile(const std::string& path, const File* from, const xmlNode* c_link);
   void FollowLinks(const File& file);
   void Compile();
-  static void TakeError(void* self, xmlErrorPtr error) noexcept;
+  static void TakeError(void* self, EngineError* error) noexcept;
   // The path of a file as it is shown: the main one as it was given.
   std::wstring Shown(const std::string& path) const;
 
@@ -132,7 +132,7 @@ void SchemaFiles::CImpl::FollowLinks(const File& file) {
   }
 }
 
-void SchemaFiles::CImpl::TakeError(void* self, xmlErrorPtr error) noexcept {
+void SchemaFiles::CImpl::TakeError(void* self, EngineError* error) noexcept {
   auto& impl = *static_cast<CImpl*>(self);
   if (error == nullptr || error->level < XML_ERR_WARNING) return;
   try {
