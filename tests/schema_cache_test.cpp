@@ -85,6 +85,10 @@ TEST(SchemaCache, RefusesWhatTheEngineWouldNotGetDoneWith) {
   const std::string attributes =
       "<xs:attributeGroup name='a#'><xs:attributeGroup ref='a@'/><xs:attributeGroup ref='a@'/>"
       "</xs:attributeGroup>";
+  const std::string unions =
+      "<xs:simpleType name='u#'><xs:union memberTypes='u@ u@'/></xs:simpleType>";
+  const std::string number =
+      "<xs:simpleType name='u#'><xs:restriction base='xs:int'/></xs:simpleType>";
   const std::string optional = "<xs:element name='e#' minOccurs='0'/>";
   const std::string open = "<xs:complexType name='t'><xs:sequence>";
   const std::string close = "</xs:sequence></xs:complexType>";
@@ -101,6 +105,8 @@ TEST(SchemaCache, RefusesWhatTheEngineWouldNotGetDoneWith) {
        true},
       {"groups that double 10 times", Numbered(group, 0, 10) + Numbered(last, 10, 11) + use, true},
       {"groups that double 60 times", Numbered(group, 0, 60) + Numbered(last, 60, 61) + use, false},
+      {"the same, empty and used nowhere",
+       Numbered(group, 0, 60) + "<xs:group name='g60'><xs:sequence/></xs:group>", false},
       {"groups in a circle",
        Numbered(group, 0, 2) + Numbered(group, 2, 3) +
            "<xs:group name='g3'>"
@@ -128,6 +134,10 @@ TEST(SchemaCache, RefusesWhatTheEngineWouldNotGetDoneWith) {
        Numbered(attributes, 0, 60) +
            "<xs:attributeGroup name='a60'><xs:attribute name='x'/></xs:attributeGroup>",
        false},
+      {"attribute groups that double and hold nothing",
+       Numbered(attributes, 0, 60) + "<xs:attributeGroup name='a60'/>", false},
+      {"unions that double 10 times", Numbered(unions, 0, 10) + Numbered(number, 10, 11), true},
+      {"unions that double 60 times", Numbered(unions, 0, 60) + Numbered(number, 60, 61), false},
       {"300 optional elements", open + Numbered(optional, 0, 300) + close, true},
       {"5000 optional elements", open + Numbered(optional, 0, 5000) + close, false},
       {"large occurrence numbers",

@@ -76,9 +76,11 @@ class Finisher {
   struct Weight {
     double particles = 0;
     double slow = 0;  // optional particles, and members of substitution groups
+    double visits = 0;
     void Add(const Weight& more) {
       particles += more.particles;
       slow += more.slow;
+      visits += more.visits;
     }
   };
 
@@ -88,6 +90,7 @@ class Finisher {
   Weight WeightOf(const Particle& particle) const;
   void FinishTypes();
   void FinishSimpleType(SimpleType& type);
+  void WeighUnion(const SimpleType& type);
   void FinishComplexType(ComplexType& type);
   void BuildTable(ComplexType& type);
 
@@ -95,6 +98,8 @@ class Finisher {
   std::unordered_map<const SchemaElement*, double> m_Substitutes;  // all that may stand for one
   std::unordered_map<const ModelGroup*, Weight> m_Groups;
   std::unordered_map<const ComplexType*, Weight> m_Types;
+  std::unordered_map<const SimpleType*, double> m_Unions;
+  double m_UnionVisits = 0;
   double m_Squares = 0;
   double m_Cubes = 0;
 };
@@ -147,6 +152,7 @@ Finisher::Weight Finisher::WeightOf(const Particle& particle) const {
     }
   }
   if (particle.min == 0) weight.slow += 1;
+  weight.visits += 1;
   return weight;
 }
 
@@ -157,10 +163,13 @@ void Finisher::WeighGroups() {
       if (particle.group != nullptr) inner.push_back(particle.group);
     return inner;
   });
+  double visits = 0;
   for (const ModelGroup* group : order) {
     Weight weight;
     for (const Particle& particle : group->particles) weight.Add(WeightOf(particle));
     m_Groups[group] = weight;
+    visits += weight.visits;
+    if (visits > kMaxGroupVisits) Refuse("model groups too large");
   }
 }
 
@@ -170,7 +179,7 @@ void Finisher::WeighAttributeGroups() {
   std::unordered_map<const AttributeGroup*, double> weights;
   for (const AttributeGroup* group : order) {
     double weight = static_cast<double>(group->attributes.size());
-    for (const AttributeGroup* inner : group->groups) weight += weights[inner];
+    for (const AttributeGroup* inner : group->groups) weight += 1 + weights[inner];
     if (weight > kMaxAttributes) Refuse("too many attributes");
     weights[group] = weight;
   }
@@ -192,11 +201,26 @@ void Finisher::FinishTypes() {
     return next;
   });
   for (SchemaType* type : order) {
-    if (type->simple != nullptr)
+    if (type->simple != nullptr) {
+      WeighUnion(*type->simple);
       FinishSimpleType(*type->simple);
-    else if (type != m_Model.any_type)
+    } else if (type != m_Model.any_type) {
       FinishComplexType(*type->complex);
+    }
   }
+}
+
+// Before the type is given the members of its base, which the engine does not follow again.
+void Finisher::WeighUnion(const SimpleType& type) {
+  if (type.members.empty()) return;
+  double visits = 0;
+  for (const SimpleType* member : type.members) {
+    const auto known = m_Unions.find(member);
+    visits += 1 + (known != m_Unions.end() ? known->second : 0);
+  }
+  m_Unions[&type] = visits;
+  m_UnionVisits += visits;
+  if (m_UnionVisits > kMaxUnionVisits) Refuse("unions too large");
 }
 
 void Finisher::FinishSimpleType(SimpleType& type) {

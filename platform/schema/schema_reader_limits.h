@@ -20,7 +20,12 @@ inline constexpr double kMaxContentSquares = 5e7;
 // group, each of which weighs half as much again.
 inline constexpr double kMaxContentCubes = 8e9;
 inline constexpr double kSubstituteWeight = 1.5;
-// Attributes that attribute groups within each other write out to.
+// Attributes, and groups of them, that one attribute group writes out to.
 inline constexpr double kMaxAttributes = 100'000;
+// What the engine comes by when it follows all model groups, used or not, to where they end; what
+// is referred to twice is followed twice.
+inline constexpr double kMaxGroupVisits = 2e7;
+// The same for the members of unions, which it writes out as well.
+inline constexpr double kMaxUnionVisits = 1e6;
 
 }  // namespace cfgex
