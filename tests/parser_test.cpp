@@ -52,6 +52,12 @@ std::string Nested(int depth) {
   return text;
 }
 
+std::string WithAttributes(const std::string& prefix, int count) {
+  std::string text = "<a";
+  for (int i = 0; i < count; ++i) text += " " + prefix + std::to_string(i) + "='u'";
+  return text + "/>";
+}
+
 TEST(Parser, WhatIsNotWellFormedIsRefusedInSilence) {
   std::string bomb = "<!DOCTYPE a [<!ENTITY e0 'x'>";
   for (int i = 1; i < 40; ++i)
@@ -76,6 +82,10 @@ TEST(Parser, WhatIsNotWellFormedIsRefusedInSilence) {
       bomb + "]><a>&e39;</a>",
       Nested(kMaxDepth + 1),
       Nested(100000),
+      WithAttributes("b", kMaxElementAttributes + 1),
+      WithAttributes("b", 200000),
+      WithAttributes("xmlns:b", kMaxElementAttributes + 1),
+      WithAttributes("xmlns:b", 200000),
       "<a>\xff\xfe</a>",
       "<a>\xed\xa0\x80</a>",
       std::string("<a>\0</a>", 8),
@@ -106,6 +116,8 @@ TEST(Parser, WhatIsNotWellFormedIsRefusedInSilence) {
   EXPECT_FALSE(NewDocument()->loadXML(std::wstring_view(L"<a>\0</a>", 8)));
   EXPECT_FALSE(NewDocument()->loadXML(L"<a>\xd800</a>"));
   EXPECT_TRUE(NewDocument()->loadXML(test::Wide(Nested(kMaxDepth))));
+  for (const char* prefix : {"b", "xmlns:b"})
+    EXPECT_TRUE(NewDocument()->loadXML(test::Wide(WithAttributes(prefix, kMaxElementAttributes))));
 }
 
 TEST(Parser, EncodingsAreReadAsDeclaredInFilesAndIgnoredInTexts) {

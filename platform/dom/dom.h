@@ -33,7 +33,8 @@ class IXMLDOMNode : public IUnknown {
 
   // Evaluates an XPath 1.0 expression at this node: the first match in document order, or none. An
   // absolute path starts at the document, wherever in it this node is, and also from a node that
-  // was cut out. A malformed path, and one that does not yield nodes, is a failure.
+  // was cut out. A malformed path, one that does not yield nodes, and one that takes more
+  // than 500 million steps is a failure.
   virtual ComPtr<IXMLDOMNode> selectSingleNode(std::wstring_view path) = 0;
   // All matches in document order, as they stand at the time of the call.
   virtual ComPtr<IXMLDOMNodeList> selectNodes(std::wstring_view path) = 0;
@@ -119,9 +120,10 @@ class IXMLDOMDocument : public IXMLDOMNode {
 
   // Reads and parses a file, or parses a text (whose declared encoding is ignored). False, and the
   // document stays empty, when the file cannot be read, or the text is not well-formed (prefixes
-  // without a declaration included), has a document type declaration, or nests elements deeper than
-  // kMaxDepth. A document is loaded once: a second load after a successful one is a failure, as is
-  // a load into a document that has a root.
+  // without a declaration included), has a document type declaration, nests elements deeper than
+  // kMaxDepth, or has an element with more than kMaxElementAttributes attributes, or with more
+  // namespaces declared on it and around it than that. A document is loaded once: a second load
+  // after a successful one is a failure, as is a load into a document that has a root.
   //
   // White space between child elements is not kept, unless other text stands among them too; the
   // text of an element without child elements is kept to the character.
@@ -158,5 +160,7 @@ inline constexpr int kMaxDepth = 1000;
 // How long one text may be that is put into a document, in UTF-8: what every release of the engine
 // reads.
 inline constexpr std::size_t kMaxTextBytes = 1'000'000'000;
+// How many attributes an element may have there; the engine's time goes with their square.
+inline constexpr int kMaxElementAttributes = 1000;
 
 }  // namespace cfgex

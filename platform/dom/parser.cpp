@@ -4,6 +4,7 @@
 #include <libxml/parser.h>
 #include <libxml/parserInternals.h>
 
+#include <algorithm>
 #include <climits>
 
 #include "cfgex/com_error.h"
@@ -17,17 +18,43 @@ namespace {
 
 // What one run of the parser remembers beside the engine's own state.
 struct Run {
+  std::string_view rest;  // what the engine has not asked for yet
   ParseObserver* observer = nullptr;
+  xmlParserCtxt* c_parser = nullptr;
   int depth = 0;
   bool refused = false;
 };
 
 Run& RunOf(xmlParserCtxt* c_parser) { return *static_cast<Run*>(c_parser->_private); }
 
-void Refuse(xmlParserCtxt* c_parser, ParseRefusal refusal) {
-  Run& run = RunOf(c_parser);
+void NoteRefusal(Run& run, ParseRefusal refusal) {
   run.refused = true;
-  if (run.observer != nullptr) run.observer->OnRefused(c_parser, refusal);
+  if (run.observer != nullptr) run.observer->OnRefused(run.c_parser, refusal);
+}
+
+// The engine compares each attribute of a tag with all others, and each prefix with all that are
+// declared around it.
+bool HasTooManyNamespaces(const xmlParserCtxt* c_parser) {
+  return c_parser->nsNr > 2 * kMaxElementAttributes;  // a prefix and a URI each
+}
+
+// Gives the engine its text piece by piece, since that alone lets a tag without an end be stopped.
+int Read(void* context, char* buffer, int length) {
+  Run& run = *static_cast<Run*>(context);
+  // The engine has room for five words per attribute, and at most twice as much as it needs.
+  const bool tooManyAttributes = run.c_parser->maxatts > 2 * 5 * (kMaxElementAttributes + 10);
+  if (tooManyAttributes || HasTooManyNamespaces(run.c_parser)) {
+    if (!run.refused) NoteRefusal(run, ParseRefusal::kTooManyAttributes);
+    return -1;
+  }
+  const std::size_t count = std::min(run.rest.size(), static_cast<std::size_t>(length));
+  run.rest.copy(buffer, count);
+  run.rest.remove_prefix(count);
+  return static_cast<int>(count);
+}
+
+void Refuse(xmlParserCtxt* c_parser, ParseRefusal refusal) {
+  NoteRefusal(RunOf(c_parser), refusal);
   xmlStopParser(c_parser);
 }
 
@@ -49,6 +76,10 @@ void OnStartElement(void* context, const xmlChar* localName, const xmlChar* pref
   Run& run = RunOf(c_parser);
   if (++run.depth > kMaxDepth) {
     Refuse(c_parser, ParseRefusal::kTooDeep);
+    return;
+  }
+  if (attributes > kMaxElementAttributes || HasTooManyNamespaces(c_parser)) {
+    Refuse(c_parser, ParseRefusal::kTooManyAttributes);
     return;
   }
   xmlSAX2StartElementNs(context, localName, prefix, uri, namespaces, namespaceList, attributes,
@@ -133,10 +164,11 @@ XmlDocPtr ParseXml(std::string_view bytes, TextEncoding encoding, const std::str
 
   RaiseFaultHere("parse");
   const EngineScope scope;
+  Run run{.rest = bytes, .observer = observer};
   std::unique_ptr<xmlParserCtxt, FreeParser> parser(
-      xmlCreateMemoryParserCtxt(bytes.data(), static_cast<int>(bytes.size())));
+      xmlCreateIOParserCtxt(nullptr, nullptr, Read, nullptr, &run, XML_CHAR_ENCODING_NONE));
   if (parser == nullptr) throw _com_error(_com_error::kOutOfMemory, "parse");
-  Run run{observer};
+  run.c_parser = parser.get();
   SetUp(parser.get(), encoding, run);
   xmlParseDocument(parser.get());
   if (parser->errNo == XML_ERR_NO_MEMORY) throw _com_error(_com_error::kOutOfMemory, "parse");

@@ -21,7 +21,14 @@ enum class TextEncoding {
   kUtf8,      // UTF-8, whatever the XML declaration says
 };
 
-enum class ParseRefusal { kEmpty, kTooLong, kNullCharacter, kDocumentType, kTooDeep };
+enum class ParseRefusal {
+  kEmpty,
+  kTooLong,
+  kNullCharacter,
+  kDocumentType,
+  kTooDeep,
+  kTooManyAttributes
+};
 
 // Is told what the parser meets, for those who want to know more than that a text was refused. It
 // is called from C code: nothing may be raised.

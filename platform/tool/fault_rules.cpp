@@ -149,6 +149,8 @@ const char* RuleOf(ParseRefusal refusal) noexcept {
       return "document type";
     case ParseRefusal::kTooDeep:
       return "nesting";
+    case ParseRefusal::kTooManyAttributes:
+      return "attributes";
   }
   return "";
 }
@@ -165,6 +167,8 @@ const wchar_t* MessageOf(ParseRefusal refusal) noexcept {
       return L"A document type declaration (<!DOCTYPE) is refused.";
     case ParseRefusal::kTooDeep:
       return L"Elements nest deeper than 1000.";
+    case ParseRefusal::kTooManyAttributes:
+      return L"An element has more than 1000 attributes or namespaces.";
   }
   return L"";
 }
