@@ -163,6 +163,10 @@ struct FreeXPath {
   void operator()(xmlXPathObject* c_object) const noexcept { xmlXPathFreeObject(c_object); }
 };
 
+// Predicates within predicates multiply. Within this limit an expression ends in seconds, and one
+// that goes over the largest document a few times stays far below it.
+constexpr unsigned long kMaxPathSteps = 500'000'000;
+
 void IgnoreError(void* /*context*/, EngineError* /*error*/) {}
 
 Nodes EvaluateXPath(xmlDoc* c_document, xmlNode* c_context, const std::string& path) {
@@ -170,6 +174,7 @@ Nodes EvaluateXPath(xmlDoc* c_document, xmlNode* c_context, const std::string& p
   const std::unique_ptr<xmlXPathContext, FreeXPath> context(xmlXPathNewContext(c_document));
   if (context == nullptr) throw _com_error(_com_error::kOutOfMemory, "evaluate a path");
   context->node = c_context;
+  context->opLimit = kMaxPathSteps;
   context->error = IgnoreError;
   const std::unique_ptr<xmlXPathObject, FreeXPath> result(
       xmlXPathEval(XmlChars(path.c_str()), context.get()));
