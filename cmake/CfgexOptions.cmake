@@ -11,3 +11,6 @@ if(CFGEX_SANITIZE)
   # The thread sanitizer's own library does not resolve with it.
   set(CFGEX_SANITIZED TRUE)
 endif()
+if(CFGEX_BUILD_FUZZERS)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()

@@ -1,0 +1,372 @@
+// Fields of an instance by any name, with values of every kind. The first byte chooses how the
+// object checks types. Then operations: one byte for the kind, the field's name up to a null
+// character, and the value.
+//
+// Holds after each operation:
+// 1. A refused write, and every read, leave the document as it was; a refused read its variable.
+// 2. What was written under a plain name is what is read back.
+// 3. The document's text loads again, to the same text.
+
+#include <algorithm>
+#include <cwctype>
+#include <limits>
+
+#include "fuzz/support.h"
+#include "platform/create_object.h"
+#include "platform/dom/dom.h"
+#include "tests/support/sample.h"
+
+using namespace fuzz;
+using namespace test;
+
+namespace {
+
+constexpr int kOperations = 12;
+constexpr std::size_t kLongestName = 36;  // predicates within predicates are bounded, but slow
+
+std::wstring FullInstance() {
+  const std::wstring target = L"<Category>Q</Category><InstanceId>b</InstanceId>";
+  return Item(L"P", L"a",
+              L"<Name>n</Name><Short>abc</Short><Count>-5</Count><Size>7</Size><Rank>1</Rank>"
+              L"<On>true</On><When>2026-01-02T03:04:05Z</When><Level>3</Level><Far>x</Far><Ref>" +
+                  target + L"</Ref><Link>" + target + L"</Link><Refs><Item>" + target +
+                  L"</Item></Refs><Part><Label>l</Label><Ref>" + target +
+                  L"</Ref><Part><Label>m</Label></Part></Part><Parts><Item/><Item/></Parts>"
+                  L"<Texts><Item>a</Item><Item/></Texts><Tags><Item>t</Item></Tags>"
+                  L"<Numbers><Item>1</Item></Numbers><Sizes><Item>2</Item></Sizes>"
+                  L"<Flags><Item>true</Item></Flags><Plain/>");
+}
+
+class Trial {
+ public:
+  explicit Trial(std::size_t way) : m_Instance(Kit::For('s').option), m_Object(m_Instance) {
+    const std::wstring xml = Document(L"a", {FullInstance(), Item(L"Q", L"b")});
+    CHECK(m_Instance.Initialize(xml.c_str()), "the instance");
+    // The same element, without checks of types or as an object of its own.
+    m_Object = CCfgObject(Kit::For('s').option);
+    CHECK(m_Object.Initialize(m_Instance.GetRawInterface(), way % 2 == 0), "the object");
+    m_Xml = Xml();
+  }
+
+  void Do(Choices& choices) {
+    const std::size_t kind = choices.Below(24);
+    const std::wstring name = Text(choices.Piece()).substr(0, kLongestName);
+    m_IsPlain = std::all_of(name.begin(), name.end(), [](wchar_t c) {
+      return (c >= L'A' && c <= L'Z') || (c >= L'a' && c <= L'z') || c == L'/';
+    });
+    m_Name = name.c_str();
+    switch (kind) {
+      case 0:
+        return Write(static_cast<int>(choices.Number()));
+      case 1:
+        return Write(static_cast<unsigned int>(choices.Number()));
+      case 2:
+        return WriteLong<long>(choices);
+      case 3:
+        return WriteLong<unsigned long>(choices);
+      case 4:
+        return Write(choices.Below(2) == 1);
+      case 5:
+        return Write(OS::x_wstring(Text(choices.Piece())));
+      case 6:
+        return WriteDate(choices);
+      case 7:
+        return WriteVariant(choices);
+      case 8:
+        return WriteArrays(choices);
+      case 9:
+        return ReadAll();
+      case 10:
+        return ReadArrays();
+      case 11:
+        return Convert(choices);
+      case 12:
+        return SetId(Text(choices.Piece()));
+      default:
+        return Write(OS::x_wstring(Text(choices.Piece())));
+    }
+  }
+
+ private:
+  std::wstring Xml() const {
+    OS::x_wstring xml;
+    CHECK(m_Instance.GetXml(xml), "the text of the document");
+    return xml.str();
+  }
+
+  std::string Report() const { return "field " + Show(m_Name) + "\n" + Show(Xml()); }
+
+  // After an operation that gave `done`; one that writes may have changed the document.
+  void Done(bool done) {
+    const std::wstring xml = Xml();
+    if (!done) CHECK(xml == m_Xml, Report());
+    if (xml == m_Xml) return;
+    m_Xml = xml;
+    const auto document = cfgex::CreateObject<cfgex::IXMLDOMDocument2>(L"MSXML2.DOMDocument.6.0");
+    CHECK(document->loadXML(xml), Report());
+    CHECK(document->get_documentElement()->get_xml() == xml,
+          Report() + "\n" + Show(document->get_documentElement()->get_xml()));
+  }
+
+  template <class T>
+  void Write(const T& value) {
+    const bool done = m_Object.SetFieldValue(m_Name, value);
+    Done(done);
+    if (!done || !m_IsPlain) return;
+    T read{};
+    CHECK(m_Object.GetFieldValue(m_Name, read), Report());
+    CHECK(read == value, Report());
+  }
+
+  template <class T>
+  void WriteLong(Choices& choices) {
+    const auto value =
+        static_cast<T>((static_cast<std::uint64_t>(choices.Number()) << (choices.Below(2) * 32)) |
+                       choices.Number());
+    Write(value);
+    using Narrow = std::conditional_t<std::is_signed_v<T>, int, unsigned>;
+    if (value != static_cast<T>(static_cast<Narrow>(value)))
+      CHECK(!m_Object.SetFieldValue(m_Name, value), Report());
+  }
+
+  void WriteDate(Choices& choices) {
+    tm date{};
+    const bool isWild = choices.Below(4) == 0;
+    for (int* field :
+         {&date.tm_year, &date.tm_mon, &date.tm_mday, &date.tm_hour, &date.tm_min, &date.tm_sec})
+      *field = isWild ? static_cast<int>(choices.Number()) : static_cast<int>(choices.Below(60));
+    date.tm_mon %= 12;
+    const bool done = choices.Below(2) == 0 ? m_Object.SetFieldValue(m_Name, date)
+                                            : m_Object.SetFieldValue(m_Name, OS::CTime(date));
+    Done(done);
+    tm read{};
+    OS::CTime time;
+    if (!done || isWild || !m_IsPlain || !m_Object.GetFieldValue(m_Name, read)) return;
+    CHECK(m_Object.GetFieldValue(m_Name, time), Report());
+    for (const tm& back : {read, time.GetTm()})
+      CHECK(back.tm_year == date.tm_year && back.tm_mon == date.tm_mon &&
+                back.tm_mday == date.tm_mday && back.tm_hour == date.tm_hour &&
+                back.tm_min == date.tm_min && back.tm_sec == date.tm_sec,
+            Report());
+  }
+
+  static CVar AnyVariant(Choices& choices, const std::wstring& text, const std::string& bytes) {
+    switch (choices.Below(16)) {
+      case 0:
+        return static_cast<short>(choices.Number());
+      case 1:
+        return static_cast<unsigned short>(choices.Number());
+      case 2:
+        return static_cast<int>(choices.Number());
+      case 3:
+        return choices.Number();
+      case 4:
+        return choices.Below(2) == 1;
+      case 5:
+        return static_cast<signed char>(choices.Number());
+      case 6:
+        return static_cast<unsigned char>(choices.Number());
+      case 7:
+        return static_cast<long long>(choices.Number()) << choices.Below(33);
+      case 8:
+        return static_cast<unsigned long long>(choices.Number()) << choices.Below(33);
+      case 9:
+        return static_cast<double>(choices.Number()) / static_cast<double>(choices.Number());
+      case 10: {
+        VARIANT date;
+        date.vt = VT_DATE;
+        const auto days = static_cast<std::int32_t>(choices.Number());
+        date.date = static_cast<double>(days) / static_cast<double>(1 + choices.Below(200));
+        return date;
+      }
+      case 11:
+        return CVar::Shared(bytes.c_str());
+      case 12:
+        return CVar::Shared(text.c_str());
+      case 13:
+        return CVar();
+      default:
+        return text.c_str();
+    }
+  }
+
+  void WriteVariant(Choices& choices) {
+    const std::string bytes(choices.Piece());
+    const std::wstring text = Text(bytes);
+    const CVar value = AnyVariant(choices, text, bytes);
+    bool done = false;
+    try {
+      done = m_Object.SetFieldValue(m_Name, value);
+    } catch (const _com_error&) {
+      CHECK(value.GetKind() == VT_LPSTR || value.GetKind() == VT_LPWSTR, Report());
+    }
+    Done(done);
+    CVar read;
+    if (m_Object.GetFieldValue(m_Name, read)) {
+      CHECK(read.GetKind() != VT_EMPTY, Report());
+    } else {
+      CHECK(read.GetKind() == VT_EMPTY, Report());
+    }
+    Done(false);
+  }
+
+  template <class Array, class T>
+  void WriteArray(Choices& choices, T (*make)(Choices&)) {
+    Array array;
+    for (std::size_t n = choices.Below(5); n > 0; --n) array.AddItem(make(choices));
+    const bool done = m_Object.SetFieldValue(m_Name, array);
+    Done(done);
+    if (!done || !m_IsPlain) return;
+    Array read;
+    CHECK(m_Object.GetFieldValue(m_Name, read), Report());
+    CHECK(read.GetItemCount() == array.GetItemCount(), Report());
+    for (std::size_t i = 0; i < array.GetItemCount(); ++i)
+      CHECK(read.GetItem(i) == array.GetItem(i), Report());
+  }
+
+  void WriteArrays(Choices& choices) {
+    switch (choices.Below(5)) {
+      case 0:
+        return WriteArray<CCfgIntegerArray, long>(
+            choices, [](Choices& c) -> long { return static_cast<int>(c.Number()); });
+      case 1:
+        return WriteArray<CCfgUnsignedIntegerArray, unsigned long>(
+            choices, [](Choices& c) -> unsigned long { return c.Number(); });
+      case 2:
+        return WriteArray<CCfgBooleanArray, bool>(choices,
+                                                  [](Choices& c) { return c.Below(2) == 1; });
+      case 3:
+        return WriteArray<CCfgStringArray, OS::x_wstring>(
+            choices, [](Choices& c) { return OS::x_wstring(Text(c.Piece())); });
+      default: {
+        std::vector<OS::x_wstring> texts;
+        for (std::size_t n = choices.Below(5); n > 0; --n)
+          texts.emplace_back(Text(choices.Piece()));
+        const bool done = m_Object.SetFieldValue(m_Name, texts);
+        Done(done);
+        std::vector<OS::x_wstring> read = {L"before"};
+        const bool isRead = m_Object.GetFieldValue(m_Name, read);
+        CHECK(read[0] == L"before" && (isRead || read.size() == 1), Report());
+        if (done && m_IsPlain)
+          CHECK(isRead && std::equal(texts.begin(), texts.end(), read.begin() + 1, read.end()),
+                Report());
+      }
+    }
+  }
+
+  template <class T>
+  void Read(const T& unread) {
+    T value = unread;
+    const bool done = m_Object.GetFieldValue(m_Name, value);
+    if (!done) CHECK(value == unread, Report());
+    Done(false);
+  }
+
+  void ReadAll() {
+    Read<int>(-77);
+    Read<unsigned int>(77);
+    Read<long>(-78);
+    Read<unsigned long>(78);
+    Read<bool>(true);
+    Read<bool>(false);
+    Read<OS::x_wstring>(L"unread");
+    tm date{};
+    m_Object.GetFieldValue(m_Name, date);
+    OS::CTime time;
+    m_Object.GetFieldValue(m_Name, time);
+    time.Format(m_Name);
+    CCfgObject object(Kit::For('s').option);
+    CHECK(m_Object.GetFieldValue(m_Name, object) == (object.GetRawInterface() != nullptr),
+          Report());
+    CCfgInstance instance(Kit::For('s').option);
+    CHECK(m_Object.GetFieldValue(m_Name, instance) == (instance.GetRawInterface() != nullptr),
+          Report());
+    CVar value(-3);
+    m_Object.GetFieldValue(m_Name, value);
+    Done(false);
+  }
+
+  void ReadArrays() {
+    CCfgIntegerArray integers;
+    CCfgUnsignedIntegerArray sizes;
+    const auto read = [&](auto& array) {
+      try {
+        if (!m_Object.GetFieldValue(m_Name, array)) CHECK(array.GetItemCount() == 0, Report());
+      } catch (const _com_error&) {  // an item that is no number
+      }
+    };
+    read(integers);
+    read(sizes);
+    CCfgBooleanArray flags;
+    CCfgStringArray texts;
+    CCfgObjectArray objects;
+    CCfgInstanceArray instances;
+    if (!m_Object.GetFieldValue(m_Name, flags)) CHECK(flags.GetItemCount() == 0, Report());
+    if (!m_Object.GetFieldValue(m_Name, texts)) CHECK(texts.GetItemCount() == 0, Report());
+    if (!m_Object.GetFieldValue(m_Name, objects)) CHECK(objects.GetItemCount() == 0, Report());
+    if (!m_Object.GetFieldValue(m_Name, instances)) CHECK(instances.GetItemCount() == 0, Report());
+    Done(false);
+  }
+
+  // A number that came out of a text goes into a text that gives the same number.
+  void Convert(Choices& choices) {
+    const std::string bytes(choices.Piece());
+    const std::wstring text = Text(bytes);
+    const CVar value = AnyVariant(choices, text, bytes);
+    for (VARTYPE kind = 0; kind < 33; ++kind) {
+      VARIANT number, asText, again;
+      if (OS::VariantChangeType(number, value.GetVariant(), 0, kind) < 0) {
+        CHECK(number.vt == VT_EMPTY, Report());
+        continue;
+      }
+      CHECK(number.vt == kind, Report());
+      if (kind == VT_DATE) CheckDate(number.date);
+      if (kind != VT_LPSTR && kind != VT_LPWSTR &&
+          OS::VariantChangeType(asText, number, 0, VT_BSTR) >= 0 && kind != VT_BSTR) {
+        CHECK(OS::VariantChangeType(again, asText, 0, kind) >= 0, Show(asText.bstrVal));
+        CHECK(std::wstring(CVar(again)) == asText.bstrVal, Show(asText.bstrVal));
+      }
+      OS::VariantClear(asText);
+      OS::VariantClear(number);
+      OS::VariantClear(again);
+    }
+  }
+
+  static void CheckDate(DATE date) {
+    SYSTEMTIME time{}, again{};
+    if (!OS::VariantTimeToSystemTime(date, time)) return;
+    DATE back = 0;
+    CHECK(OS::SystemTimeToVariantTime(time, back), std::to_string(date));
+    CHECK(OS::VariantTimeToSystemTime(back, again), std::to_string(date));
+    CHECK(time.wYear == again.wYear && time.wMonth == again.wMonth && time.wDay == again.wDay &&
+              time.wHour == again.wHour && time.wMinute == again.wMinute &&
+              time.wSecond == again.wSecond && time.wDayOfWeek == again.wDayOfWeek,
+          std::to_string(date));
+  }
+
+  void SetId(const std::wstring& id) {
+    const bool done = m_Instance.SetInstanceId(id.c_str());
+    Done(done);
+    if (done) CHECK(m_Instance.GetInstanceId() == id.c_str(), Report());
+  }
+
+  CCfgInstance m_Instance;
+  CCfgObject m_Object;
+  const wchar_t* m_Name = L"";
+  bool m_IsPlain = false;
+  std::wstring m_Xml;
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  UseMemoryForFiles();
+  return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
+  Choices choices({reinterpret_cast<const char*>(data), size});
+  Trial trial(choices.Below(256));
+  for (int n = 0; n < kOperations && !choices.AtEnd(); ++n) trial.Do(choices);
+  return 0;
+}
