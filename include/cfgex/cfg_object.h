@@ -33,7 +33,8 @@ class CCfgUnsignedIntegerArray;
 /// A field is whatever element a field name selects: the name is an XPath 1.0 expression
 /// (https://www.w3.org/TR/xpath-10/) evaluated at the object's element, as a rule a child's name or
 /// a path such as L"Outer/Inner"; the first match in document order counts. The field's type is
-/// what the schema says about that element. Nothing creates a missing field.
+/// what the schema says about that element. Nothing creates a missing field. An expression that
+/// takes more than 500 million steps selects nothing.
 ///
 /// Threads: an object, and every object that shares its document, belongs to one thread at a time.
 class CFGEX_API CCfgObject {
