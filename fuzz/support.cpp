@@ -239,10 +239,9 @@ std::string SampleStart() {
 
 std::string BuildingSchema() {
   std::string schema = test::ReadBytes(test::Wide(CFGEX_EXAMPLES "/building/building.xsd"));
-  std::string types =
-      test::ReadBytes(test::Wide(CFGEX_EXAMPLES "/building/configuration-types.xsd"));
+  std::string types = test::ReadBytes(test::Wide(CFGEX_EXAMPLES "/building/cfgex-types.xsd"));
   // One file: the text of the included schema without its root in the place of the include.
-  static const std::string kInclude = "<xs:include schemaLocation=\"configuration-types.xsd\"/>";
+  static const std::string kInclude = "<xs:include schemaLocation=\"cfgex-types.xsd\"/>";
   const std::size_t root = types.find("<xs:schema");
   types = types.substr(types.find('>', root) + 1);
   types.erase(types.rfind("</xs:schema>"));

@@ -250,7 +250,7 @@ const ComplexType* Rules::GlobalType(const std::wstring& name) const {
 void Rules::NamedTypes() {
   if (m_Model.FindType({"", "InstanceIdType"}) == nullptr)
     Add(m_Files.Root(), false, "InstanceIdType", L"There is no type InstanceIdType.",
-        L"include configuration-types.xsd, which declares the named types");
+        L"include cfgex-types.xsd, which declares the named types");
   const wchar_t* const shaped[] = {L"ReferenceType",           L"ReferenceArrayType",
                                    L"StringArrayType",         L"IntegerArrayType",
                                    L"UnsigedIntegerArrayType", L"BooleanArrayType"};

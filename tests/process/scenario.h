@@ -24,7 +24,7 @@ class Site {
     std::string pattern = (std::filesystem::temp_directory_path() / "cfgex-XXXXXX").string();
     Require(mkdtemp(pattern.data()) != nullptr, "mkdtemp");
     m_Root = pattern;
-    for (const char* name : {"building.xsd", "configuration-types.xsd", "building.xml"})
+    for (const char* name : {"building.xsd", "cfgex-types.xsd", "building.xml"})
       std::filesystem::copy_file(std::filesystem::path(CFGEX_BUILDING) / name, m_Root / name);
   }
   ~Site() {

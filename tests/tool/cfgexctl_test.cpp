@@ -38,7 +38,7 @@ long LineOf(const std::string& text, const std::string& part) {
 class Cfgexctl : public testing::Test {
  protected:
   Cfgexctl() {
-    for (const char* name : {"building.xsd", "configuration-types.xsd", "building.xml"})
+    for (const char* name : {"building.xsd", "cfgex-types.xsd", "building.xml"})
       std::filesystem::copy(std::filesystem::path(CFGEX_EXAMPLES) / "building" / name,
                             folder.Root() / name);
     original = Read("building.xml");
@@ -445,7 +445,8 @@ TEST_F(Cfgexctl, ExplainsWhatASchemaLacks) {
   } kCases[] = {
       {" version=\"1.4.2.0\"", " version=\"1.4\"", "version", "warning"},
       {" version=\"1.4.2.0\"", " version=\"1.4.2.0\" targetNamespace=\"urn:x\"", "", "error"},
-      {"<xs:attribute name=\"revision\" type=\"xs:int\"/>", "", "header", "error"},
+      {"<xs:attributeGroup ref=\"HeaderAttributes\"/>",
+       "<xs:attribute name=\"instance_id\" type=\"xs:string\"/>", "header", "error"},
       {"name=\"Category\" minOccurs=\"0\"", "name=\"Category\"", "root", "error"},
       {"<xs:element name=\"InstanceId\" type=\"InstanceIdType\"/>", "", "InstanceId", "error"},
       {"type=\"InstanceIdType\"", "type=\"xs:string\"", "InstanceId", "error"},
@@ -455,8 +456,7 @@ TEST_F(Cfgexctl, ExplainsWhatASchemaLacks) {
       {"name=\"PortType\">\n    <xs:restriction base=\"xs:nonNegativeInteger\"",
        "name=\"PortType\">\n    <xs:restriction base=\"IntervalType\"", "two steps", "warning"},
       {"type=\"ZoneKindType\"", "type=\"ZoneKindTypo\"", "schema", "error"},
-      {"schemaLocation=\"configuration-types.xsd\"", "schemaLocation=\"nowhere.xsd\"", "file",
-       "error"},
+      {"schemaLocation=\"cfgex-types.xsd\"", "schemaLocation=\"nowhere.xsd\"", "file", "error"},
       {"</xs:schema>", "", "end tag", "error"},
   };
   const std::string schema = Read("building.xsd");
