@@ -8,9 +8,9 @@ if(CFGEX_SANITIZE)
   # The flags go everywhere: half a sanitized program is none.
   add_compile_options(-fsanitize=${CFGEX_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${CFGEX_SANITIZE})
-  # The thread sanitizer's own library does not resolve with it.
-  set(CFGEX_SANITIZED TRUE)
+  add_compile_definitions(CFGEX_SANITIZED)  # tests take smaller sizes, and measure no memory
 endif()
 if(CFGEX_BUILD_FUZZERS)
+  # The fuzzer is guided by what of this code an input reaches.
   add_compile_options(-fsanitize=fuzzer-no-link)
 endif()

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Formatting, and clang-tidy's findings, over all sources. Needs a configured build/clang.
+# Formatting, and clang-tidy's findings, over all sources. Needs a configured build/asan.
 set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
@@ -10,4 +10,4 @@ clang-format --dry-run --Werror "${sources[@]}"
 
 # A header is checked with the sources that include it; tests are held to the warnings alone.
 mapfile -t checked < <(git ls-files 'src/*.cpp' 'platform/*.cpp' 'tools/*.cpp' 'examples/*.cpp')
-printf '%s\n' "${checked[@]}" | xargs -P "$(nproc)" -n 4 clang-tidy -p build/clang --quiet 2>/dev/null
+printf '%s\n' "${checked[@]}" | xargs -P "$(nproc)" -n 4 clang-tidy -p build/asan --quiet 2>/dev/null

@@ -4,7 +4,7 @@
 #   run-fuzzers.sh                            every target, the kept inputs alone
 #   run-fuzzers.sh --seconds N [TARGET ...]   N seconds each (0: the kept inputs alone)
 #
-# Nothing is added to the kept inputs; an input that shows a fault is left in build/fuzz/findings, and
+# Nothing is added to the kept inputs; an input that shows a fault is left in build/asan/findings, and
 # the result is not 0. Needs clang with its sanitizer libraries.
 set -euo pipefail
 
@@ -31,15 +31,15 @@ for target in "${targets[@]}"; do
   [[ -f fuzz/$target.cpp ]] || { echo "run-fuzzers.sh: no target $target; there are: ${all[*]}" >&2; exit 2; }
 done
 
-cmake --preset fuzz "-DCFGEX_WARNINGS_AS_ERRORS=${CFGEX_WARNINGS_AS_ERRORS:-OFF}" >/dev/null
-cmake --build --preset fuzz
+cmake --preset asan "-DCFGEX_WARNINGS_AS_ERRORS=${CFGEX_WARNINGS_AS_ERRORS:-OFF}" >/dev/null
+cmake --build --preset asan --target cfgex_fuzzers
 
 # Files in memory, if the system has such a place: every commit syncs.
 memory=${TMPDIR-}
 [[ -n $memory ]] || { [[ -w /dev/shm ]] && memory=/dev/shm; } || memory=/tmp
 work=$(TMPDIR=$memory mktemp -d)
 trap 'rm -rf "$work"' EXIT
-findings=build/fuzz/findings
+findings=build/asan/findings
 mkdir -p "$findings"
 
 run() {
@@ -58,7 +58,7 @@ run() {
     options+=(-runs=0)
   fi
   local status=0
-  TMPDIR=$work/$target "build/fuzz/fuzz/$target" "${options[@]}" "$work/$target.new" \
+  TMPDIR=$work/$target "build/asan/fuzz/$target" "${options[@]}" "$work/$target.new" \
     "fuzz/corpus/$target" >"$work/$target.log" 2>&1 || status=$?
   echo "$status" >"$work/$target.status"
 }

@@ -2,7 +2,7 @@
 # Installs what is needed, builds the library and runs all its tests.
 #
 #   run-tests.sh                  in the preset "release"
-#   run-tests.sh PRESET ...       in each of these: release, debug, asan, tsan, clang
+#   run-tests.sh PRESET ...       in each of these: release, debug, asan, tsan
 set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)

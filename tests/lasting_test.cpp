@@ -20,7 +20,7 @@ std::wstring Link(const std::wstring& id, const std::wstring& next) {
   return Item(L"P", id, next.empty() ? L"" : RefTo(L"P", next));
 }
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef CFGEX_SANITIZED
 constexpr int kReplacements = 2000;
 #else
 constexpr int kReplacements = 100000;

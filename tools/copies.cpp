@@ -80,8 +80,7 @@ std::wstring Quarantine(const std::wstring& path) {
   auto number = static_cast<std::int32_t>(OS::GetTickCount());
   constexpr int kTries = 1000;
   for (int tries = 0; tries < kTries; ++tries, ++number) {
-    const std::wstring name =
-        (stem.empty() ? path : stem) + L"." + std::to_wstring(number) + L".bad";
+    std::wstring name = (stem.empty() ? path : stem) + L"." + std::to_wstring(number) + L".bad";
     if (OS::CopyFileW(path, name, true)) return name;
     std::error_code error;
     if (!std::filesystem::exists(Narrow(name), error)) break;

@@ -251,7 +251,8 @@ void PrintFields(const Element& element, std::size_t indent, Report& report) {
     const bool nested = !ChildElements(child).empty() && !reference;
     if (!nested) {
       const std::wstring text = OnOneLine(TextOf(child));
-      report.Line(name + L":" + (text.empty() ? L"" : L" ") + text);
+      name.append(text.empty() ? L":" : L": ").append(text);
+      report.Line(name);
       continue;
     }
     report.Line(name + L":");

@@ -26,7 +26,7 @@ ComPtr<IXMLDOMElement> ChildElement(const ComPtr<IXMLDOMElement>& element, std::
   const ComPtr<IXMLDOMNodeList> nodes = element->get_childNodes();
   const long length = nodes->get_length();
   for (long index = 0; index < length; ++index) {
-    const auto child = As<IXMLDOMElement>(nodes->get_item(index));
+    auto child = As<IXMLDOMElement>(nodes->get_item(index));
     if (child && child->get_tagName() == name) return child;
   }
   return nullptr;
@@ -43,7 +43,7 @@ namespace {
 std::wstring Step(const ComPtr<IXMLDOMElement>& element) {
   const std::wstring name = element->get_tagName();
   const auto [number, count] = cfgex::CountBrothers(element);
-  const std::wstring index = L"[" + std::to_wstring(number) + L"]";
+  std::wstring index = L"[" + std::to_wstring(number) + L"]";
   if (name == L"Item") return index;
   return count > 1 ? name + index : name;
 }

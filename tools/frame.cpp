@@ -111,7 +111,7 @@ std::wstring Wide(const std::string& argument) {
 std::wstring OnOneLine(std::wstring_view text) {
   std::wstring result;
   for (const wchar_t character : text) {
-    const auto code = static_cast<unsigned long>(character);
+    const auto code = static_cast<char32_t>(character);
     if (character == L'\n') {
       result += L"\\n";
     } else if (character == L'\t') {

@@ -78,7 +78,7 @@ void ListCopies(const RestoreArguments& arguments, const CCfgOption& option, Rep
 }
 
 std::wstring ChosenPath(const RestoreArguments& arguments) {
-  const std::wstring from = Wide(arguments.from);
+  std::wstring from = Wide(arguments.from);
   for (const Copy& copy : FindCopies(Wide(arguments.file))) {
     if (copy.kind == from && copy.kind != L"quarantine") return copy.path;
   }

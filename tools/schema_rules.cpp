@@ -142,9 +142,10 @@ void Rules::Root() {
   const wchar_t* const attributes[] = {L"instance_id=\"id\"", L"major_version=\"1\"",
                                        L"minor_version=\"2\"", L"revision=\"3\""};
   for (const std::wstring attribute : attributes) {
-    if (!Accepts(L"<Configuration " + attribute + L"/>", why))
-      Add(origin, false, "header", L"Configuration does not take " + attribute + L": " + why,
-          L"declare the attribute, optional, as xs:string or xs:int");
+    if (Accepts(L"<Configuration " + attribute + L"/>", why)) continue;
+    std::wstring fault = L"Configuration does not take ";
+    fault.append(attribute).append(L": ").append(why);
+    Add(origin, false, "header", fault, L"declare the attribute, optional, as xs:string or xs:int");
   }
   if (!Accepts(L"<Configuration><Category/><Category/></Configuration>", why))
     Add(origin, false, "root", L"Two empty Category elements are not valid: " + why,

@@ -50,7 +50,7 @@ int main(int count, char** arguments) {
     Use(arguments[1]);
   }
   const std::size_t after = mallinfo2().uordblks;
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#ifndef CFGEX_SANITIZED
   if (after > before + 20'000) Fail("memory is not given back");
 #endif
   {

@@ -95,7 +95,7 @@ class Soak {
       Require(now.documents == first.documents && now.nodes == first.nodes &&
                   now.fragments == first.fragments,
               "objects of the document model are left over");
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#ifndef CFGEX_SANITIZED
       Require(now.inUse < first.inUse + kBytesInUseTolerance, "memory is not given back");
       Require(now.resident < first.resident + kResidentTolerance, "the process grows");
 #endif

@@ -13,7 +13,7 @@ namespace test {
 
 // How far apart the places are that a test goes through where one after the other takes too long:
 // sanitizers make that slow.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef CFGEX_SANITIZED
 constexpr int kStride = 7;
 #else
 constexpr int kStride = 1;
