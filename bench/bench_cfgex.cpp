@@ -145,24 +145,18 @@ void RegisterStores(std::size_t size) {
              });
   }
   for (const bool deep : {false, true}) {
-    Register(
-        deep ? "copy-deep" : "copy", kSubject, size, iterations,
-        [size, deep](benchmark::State& state) {
-          // A store of its own: the target loses what it had.
-          static std::map<std::pair<std::size_t, bool>, CCfgConfigurationEx> stores;
-          auto found = stores.find({size, deep});
-          if (found == stores.end()) {
-            const std::string subject = deep ? "cfgex-copy-deep" : "cfgex-copy";
-            found =
-                stores.emplace(std::pair(size, deep), OpenStore(subject, size, Xml(size))).first;
-          }
-          const std::vector<std::wstring> ids = RuleIds(size, Data(size).rules);
-          for (auto _ : state) {
-            Require(found->second.CopyConfiguration(ids.front().c_str(), ids.back().c_str(), deep,
-                                                    nullptr, nullptr),
-                    "copy a rule");
-          }
-        });
+    Register(deep ? "copy-deep" : "copy", kSubject, size, iterations,
+             [size, deep](benchmark::State& state) {
+               // A store of its own: the target loses what it had.
+               CCfgConfigurationEx& store =
+                   SharedStore(size, deep ? "cfgex-copy-deep" : "cfgex-copy");
+               const std::vector<std::wstring> ids = RuleIds(size, Data(size).rules);
+               for (auto _ : state) {
+                 Require(store.CopyConfiguration(ids.front().c_str(), ids.back().c_str(), deep,
+                                                 nullptr, nullptr),
+                         "copy a rule");
+               }
+             });
   }
   Register("memory", kSubject, size, 1, [size](benchmark::State& state) {
     UseLibrary();

@@ -1,6 +1,7 @@
 #include "bench/cfgex_store.h"
 
 #include <map>
+#include <utility>
 
 #include "platform/os/encoding.h"
 #include "src/cfg_configurationex_impl.h"
@@ -37,16 +38,16 @@ CCfgConfigurationEx OpenStore(const std::string& subject, std::size_t size,
   return store;
 }
 
-CCfgConfigurationEx& SharedStore(std::size_t size) {
-  static std::map<std::size_t, CCfgConfigurationEx> stores;
-  auto found = stores.find(size);
+CCfgConfigurationEx& SharedStore(std::size_t size, const std::string& subject) {
+  static std::map<std::pair<std::size_t, std::string>, CCfgConfigurationEx> stores;
+  const std::pair key(size, subject);
+  auto found = stores.find(key);
   if (found == stores.end()) {
-    found = stores.emplace(size, OpenStore("cfgex", size, Xml(size))).first;
-    // What the first commits after opening make once, the index and the text of the file among it,
+    found = stores.emplace(key, OpenStore(subject, size, Xml(size))).first;
+    // What the first commit after opening makes once, the index and the text of the file among it,
     // is no part of the cost of a commit.
     const OS::x_wstring rule(Wide(ChangedRules(size).front()));
-    for (int i = 0; i < 2; ++i)
-      Require(found->second.SetConfiguration(rule, nullptr, nullptr), "commit a rule at first");
+    Require(found->second.SetConfiguration(rule, nullptr, nullptr), "commit a rule at first");
   }
   return found->second;
 }

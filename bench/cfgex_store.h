@@ -18,7 +18,7 @@ void UseLibrary();
 CCfgConfigurationEx OpenStore(const std::string& subject, std::size_t size, const std::string& xml);
 
 // The store of this size that reads and commits share; opened on the first call.
-CCfgConfigurationEx& SharedStore(std::size_t size);
+CCfgConfigurationEx& SharedStore(std::size_t size, const std::string& subject = "cfgex");
 
 OS::x_wstring Read(CCfgConfigurationEx& store, const std::wstring& id, const wchar_t* category);
 
