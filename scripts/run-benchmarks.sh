@@ -16,7 +16,7 @@ scripts/install-dependencies.sh bench
 
 build=$root/build/bench
 cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCFGEX_BUILD_BENCHMARKS=ON \
-  -DCFGEX_BUILD_TESTS=OFF -DCFGEX_BUILD_EXAMPLES=OFF >/dev/null
+  -DCFGEX_BUILD_TESTS=OFF -DCFGEX_BUILD_EXAMPLES=OFF -DCFGEX_BUILD_TOOLS=OFF >/dev/null
 cmake --build "$build" --target cfgex_bench
 
 results=$build/results.json
