@@ -81,7 +81,8 @@ void CopyContent(int from, const std::string& source, int to, const std::string&
   for (;;) {
     const std::size_t count = ReadSome(from, buffer.data(), buffer.size(), source);
     if (count == 0) return;
-    WriteFully(to, buffer.data(), count, target);
+    const std::string_view piece(buffer.data(), count);
+    WriteFully(to, {&piece, 1}, target);
   }
 }
 
@@ -119,11 +120,7 @@ void ReplaceFile(const std::wstring& path, std::span<const std::string_view> con
     const std::string target = FollowLinks(PathBytes(path));
     constexpr mode_t kEverybody = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
     ReplaceContent(
-        target, kEverybody, false,
-        [&](int descriptor) {
-          for (const std::string_view piece : content)
-            WriteFully(descriptor, piece.data(), piece.size(), target);
-        },
+        target, kEverybody, false, [&](int descriptor) { WriteFully(descriptor, content, target); },
         PathBytes(family));
   } catch (const std::bad_alloc&) {
     throw _com_error(_com_error::kOutOfMemory, "ReplaceFile");

@@ -4,6 +4,7 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -61,13 +62,17 @@ ssize_t Read(int descriptor, void* buffer, std::size_t size) noexcept {
                                                                 : ::read(descriptor, buffer, size);
 }
 
-ssize_t Write(int descriptor, const void* bytes, std::size_t size) noexcept {
+ssize_t Write(int descriptor, std::span<const iovec> pieces) noexcept {
+  std::size_t size = 0;
+  for (const iovec& piece : pieces) size += piece.iov_len;
   FaultPoint point{.operation = "write", .descriptor = descriptor, .size = size};
   if (FaultHere(point)) {
     errno = ENOSPC;
     return -1;
   }
-  return ::write(descriptor, bytes, point.size);
+  if (point.size < size)
+    return ::write(descriptor, pieces[0].iov_base, std::min(point.size, pieces[0].iov_len));
+  return ::writev(descriptor, pieces.data(), static_cast<int>(pieces.size()));
 }
 
 int Seek(int descriptor, off_t position) noexcept {

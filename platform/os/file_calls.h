@@ -9,8 +9,10 @@
 
 #include <sys/stat.h>
 #include <sys/types.h>
+#include <sys/uio.h>
 
 #include <cstddef>
+#include <span>
 #include <string>
 #include <utility>
 
@@ -20,7 +22,7 @@ int Open(const char* path, int flags, mode_t mode = 0) noexcept;
 int Close(int descriptor) noexcept;
 int Dup(int descriptor) noexcept;  // closed on exec
 ssize_t Read(int descriptor, void* buffer, std::size_t size) noexcept;
-ssize_t Write(int descriptor, const void* bytes, std::size_t size) noexcept;
+ssize_t Write(int descriptor, std::span<const iovec> pieces) noexcept;  // at most IOV_MAX
 int Seek(int descriptor, off_t position) noexcept;
 off_t Position(int descriptor) noexcept;
 int Truncate(int descriptor, off_t length) noexcept;

@@ -21,6 +21,8 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <climits>
 #include <string_view>
@@ -287,14 +289,24 @@ void ReplaceContent(const std::string& target, mode_t newMode, bool mustBeNew,
   if (!tryInPlace || !WriteInPlace(target, write)) RaiseErrno("replace", target, error);
 }
 
-void WriteFully(int descriptor, const char* bytes, std::size_t size, const std::string& path) {
-  while (size > 0) {
-    const ssize_t written = file_calls::Write(descriptor, bytes, size);
+void WriteFully(int descriptor, std::span<const std::string_view> pieces, const std::string& path) {
+  // Many pieces at once: the system takes a long write in larger units.
+  std::array<iovec, 256> next;
+  std::size_t done = 0;  // of the first piece
+  for (;;) {
+    for (; !pieces.empty() && done >= pieces.front().size(); pieces = pieces.subspan(1))
+      done -= pieces.front().size();
+    if (pieces.empty()) return;
+    std::size_t count = 0;
+    for (const std::string_view piece : pieces.first(std::min(pieces.size(), next.size()))) {
+      const std::string_view rest = piece.substr(count == 0 ? done : 0);
+      next[count++] = {const_cast<char*>(rest.data()), rest.size()};
+    }
+    const ssize_t written = file_calls::Write(descriptor, {next.data(), count});
     if (written < 0 && errno == EINTR) continue;
     if (written < 0) RaiseErrno("write", path, errno);
     if (written == 0) RaiseErrno("write", path, EIO);
-    bytes += written;
-    size -= static_cast<std::size_t>(written);
+    done += static_cast<std::size_t>(written);
   }
 }
 

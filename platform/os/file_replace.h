@@ -4,7 +4,9 @@
 #include <sys/types.h>
 
 #include <functional>
+#include <span>
 #include <string>
+#include <string_view>
 
 namespace cfgex {
 
@@ -24,6 +26,6 @@ void ReplaceContent(const std::string& target, mode_t newMode, bool mustBeNew,
                     const ContentWriter& write, const std::string& family = {});
 
 // Writes all of it, however many calls that takes. `path` is for the text of the _com_error.
-void WriteFully(int descriptor, const char* bytes, std::size_t size, const std::string& path);
+void WriteFully(int descriptor, std::span<const std::string_view> pieces, const std::string& path);
 
 }  // namespace cfgex
