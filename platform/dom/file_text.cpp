@@ -7,7 +7,8 @@
 namespace cfgex {
 namespace {
 
-// A changed item costs the serialisation of its part, and each part a call of the system.
+// A changed item costs the serialisation of its part, and each part a place in the list and a piece
+// of the write.
 constexpr std::size_t kPartSize = 32768;
 
 const xmlNode* ElementFrom(const xmlNode* c_node) noexcept {
