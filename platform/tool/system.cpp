@@ -1,6 +1,7 @@
 #include "platform/tool/system.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -8,7 +9,10 @@
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
+#include <mutex>
+#include <set>
 #include <system_error>
+#include <thread>
 
 #include "platform/os/encoding.h"
 #include "platform/os/file_calls.h"
@@ -91,17 +95,75 @@ std::string UniversalTimeText(std::time_t time) {
   return TimeText(fields, "%Y-%m-%dT%H:%M:%SZ");
 }
 
+namespace {
+
+// The folders that are there, and what happens to them when a signal ends the process. A handler
+// could not remove them, so a thread waits for the signals.
+class Folders {
+ public:
+  // Never destroyed: the thread that waits may outlive main().
+  static Folders& Get() {
+    static Folders& folders = *new Folders;
+    return folders;
+  }
+
+  void Add(std::string& path) {
+    const std::lock_guard lock(m_Lock);
+    if (::mkdtemp(path.data()) == nullptr) file_calls::RaiseErrno("mkdtemp", path, errno);
+    m_Paths.insert(path);
+  }
+  void Remove(const std::string& path) {
+    const std::lock_guard lock(m_Lock);
+    std::error_code ignored;
+    std::filesystem::remove_all(path, ignored);
+    m_Paths.erase(path);
+  }
+
+ private:
+  Folders() {
+    ::sigemptyset(&m_Signals);
+    for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
+      struct sigaction action {};
+      // One that is ignored (nohup) is not waited for: it would arrive here.
+      if (::sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_DFL)
+        ::sigaddset(&m_Signals, signal);
+    }
+    ::pthread_sigmask(SIG_BLOCK, &m_Signals, nullptr);
+    std::thread([this] { Wait(); }).detach();
+  }
+
+  // Keeps the lock to the end, so that nobody makes or removes a folder any more and the process
+  // ends by the signal, not by what its other thread makes of the missing files.
+  void Wait() {
+    int signal = 0;
+    if (::sigwait(&m_Signals, &signal) != 0) return;
+    m_Lock.lock();
+    for (const std::string& path : m_Paths) {
+      std::error_code error;
+      for (int attempt = 0; attempt < 100; ++attempt) {  // while files are still made in it
+        std::filesystem::remove_all(path, error);
+        if (!error) break;
+      }
+    }
+    ::pthread_sigmask(SIG_UNBLOCK, &m_Signals, nullptr);
+    ::raise(signal);
+  }
+
+  std::mutex m_Lock;
+  std::set<std::string> m_Paths;
+  sigset_t m_Signals{};
+};
+
+}  // namespace
+
 PrivateFolder::PrivateFolder() {
   std::error_code error;
   const std::filesystem::path place = std::filesystem::temp_directory_path(error);
   m_Path = ((error ? std::filesystem::path("/tmp") : place) / "cfgexctl-XXXXXX").string();
-  if (::mkdtemp(m_Path.data()) == nullptr) file_calls::RaiseErrno("mkdtemp", m_Path, errno);
+  Folders::Get().Add(m_Path);
 }
 
-PrivateFolder::~PrivateFolder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(m_Path, ignored);
-}
+PrivateFolder::~PrivateFolder() { Folders::Get().Remove(m_Path); }
 
 std::wstring PrivateFolder::Path(const std::wstring& name) const {
   return FromUtf8(m_Path) + L"/" + name;

@@ -27,7 +27,9 @@ std::string LocalTimeText(std::time_t time);
 std::string UniversalTimeText(std::time_t time);
 
 // A new directory in the system's place for temporary files, which nobody else may enter. It goes
-// with the object, with all that is in it. Raises _com_error when there can be none.
+// with the object, with all that is in it, and when SIGHUP, SIGINT or SIGTERM ends the process.
+// Raises _com_error when there can be none. For processes whose threads all descend from the one
+// that makes the first folder: it holds these signals back, and a thread of its own waits for them.
 class PrivateFolder {
  public:
   PrivateFolder();

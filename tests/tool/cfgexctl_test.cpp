@@ -1,10 +1,14 @@
 // cfgexctl from outside: command lines, exit codes, what is printed, and what becomes of files.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <map>
 #include <nlohmann/json.hpp>
@@ -406,6 +410,46 @@ TEST_F(Cfgexctl, NothingIsChangedWithoutABackup) {
   const Outcome outcome = Run({"set", "SCHEMA", "FILE", "zone-server-room", "Floor", "4"});
   EXPECT_EQ(outcome.code, 4);
   EXPECT_EQ(Read("building.xml"), original);
+}
+
+// Its private folder tells when the command has read the file. It then waits for its document.
+TEST_F(Cfgexctl, OverwritesNobodysChangeAndLeavesNothingWhenItIsEnded) {
+  std::string document = Run({"export", "SCHEMA", "FILE", "zone-server-room"}).out;
+  Replace(document, "<Floor>-1<", "<Floor>-2<");
+  const std::string changed = original + "<!-- by somebody else -->";
+  const std::filesystem::path temporary = Path("temporary");
+  std::filesystem::create_directory(temporary);
+  for (const bool isEnded : {true, false}) {
+    std::array<int, 2> pipe;
+    ASSERT_EQ(::pipe2(pipe.data(), O_CLOEXEC), 0);
+    const pid_t command = ::fork();
+    if (command == 0) {
+      ::dup2(pipe[0], STDIN_FILENO);
+      ::dup2(::open(Path("stderr").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDERR_FILENO);
+      ::setenv("TMPDIR", temporary.c_str(), 1);
+      ::execl(CFGEXCTL, CFGEXCTL, "import", Path("building.xsd").c_str(),
+              Path("building.xml").c_str(), "-", nullptr);
+      ::_exit(127);
+    }
+    ::close(pipe[0]);
+    int status = 0;
+    while (std::filesystem::is_empty(temporary) && ::waitpid(command, &status, WNOHANG) == 0)
+      ::usleep(1000);
+    if (isEnded) {
+      ::kill(command, SIGTERM);
+    } else {
+      Write("building.xml", changed);
+      EXPECT_EQ(::write(pipe[1], document.data(), document.size()), std::ssize(document));
+    }
+    ::close(pipe[1]);
+    ASSERT_EQ(::waitpid(command, &status, 0), command);
+    EXPECT_TRUE(std::filesystem::is_empty(temporary));
+    EXPECT_EQ(WIFSIGNALED(status) ? WTERMSIG(status) : 0, isEnded ? SIGTERM : 0);
+    if (isEnded) continue;
+    EXPECT_EQ(WEXITSTATUS(status), 4);
+    EXPECT_NE(Read("stderr").find("by somebody else meanwhile"), std::string::npos);
+    EXPECT_EQ(Read("building.xml"), changed);
+  }
 }
 
 TEST_F(Cfgexctl, RestoresACopyAndKeepsWhatItReplaces) {
