@@ -3,6 +3,7 @@
 #include <libxml/SAX2.h>
 #include <libxml/parser.h>
 #include <libxml/parserInternals.h>
+#include <libxml/xmlversion.h>
 
 #include <algorithm>
 #include <climits>
@@ -35,7 +36,8 @@ void NoteRefusal(Run& run, ParseRefusal refusal) {
 // The engine compares each attribute of a tag with all others, and each prefix with all that are
 // declared around it.
 bool HasTooManyNamespaces(const xmlParserCtxt* c_parser) {
-  return c_parser->nsNr > 2 * kMaxElementAttributes;  // a prefix and a URI each
+  constexpr int kCountOfOne = LIBXML_VERSION < 21200 ? 2 : 1;  // a prefix and a URI each, once
+  return c_parser->nsNr > kCountOfOne * kMaxElementAttributes;
 }
 
 // Gives the engine its text piece by piece, since that alone lets a tag without an end be stopped.
