@@ -1,5 +1,7 @@
 #include "src/instance_document.h"
 
+#include <string_view>
+
 #include "platform/create_object.h"
 #include "platform/schema/schema_model.h"
 #include "src/frame.h"
@@ -23,6 +25,12 @@ std::wstring WithBlanksNumbered(const wchar_t* value) {
     }
   }
   return result;
+}
+
+// A value with one of these ends the attribute, or, where a parser takes it for a reference, names
+// another instance than the one that was meant.
+bool FitsIntoHeader(std::wstring_view value) {
+  return value.find_first_of(L"\"&<") == std::wstring_view::npos;
 }
 
 }  // namespace
@@ -57,9 +65,11 @@ ComPtr<IXMLDOMElement> CreateHeaderDocument(const ComPtr<IXMLDOMDocument2>& exis
                                             std::uint32_t major, std::uint32_t minor,
                                             std::uint32_t revision, CCfgOption& option) {
   if (rootName == nullptr || !existing) return nullptr;
+  if (instanceId == nullptr) instanceId = L"";
+  const OS::x_wstring schemaFile = option.GetSchemaFile();
+  if (!FitsIntoHeader(instanceId) || !FitsIntoHeader(schemaFile.str())) return nullptr;
   ComPtr<IXMLDOMElement> root;
   Guarded([&] {
-    const OS::x_wstring schemaFile = option.GetSchemaFile();
     const ComPtr<IXMLDOMDocument2> document = NewDocument(option);
     if (!document) return;
 
@@ -68,8 +78,7 @@ ComPtr<IXMLDOMElement> CreateHeaderDocument(const ComPtr<IXMLDOMDocument2>& exis
         L"<%s xmlns:xsi=\"%s\" xsi:noNamespaceSchemaLocation=\"%s\" instance_id=\"%s\""
         L" major_version=\"%d\" minor_version=\"%d\" revision=\"%d\"/>",
         rootName, kXsiNamespace, WithBlanksNumbered(schemaFile).c_str(),
-        WithBlanksNumbered(instanceId != nullptr ? instanceId : L"").c_str(), major, minor,
-        revision);
+        WithBlanksNumbered(instanceId).c_str(), major, minor, revision);
     if (!document->loadXML(text.str())) return;
     std::wstring reason;
     if (!ValidateDocument(document, reason)) return;

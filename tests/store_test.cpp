@@ -98,6 +98,19 @@ TEST(ReadTest, RefusesWhatIsNotThere) {
   EXPECT_FALSE(CCfgConfigurationEx(sample.option).GetConfiguration(L"a", xml)) << "not loaded";
 }
 
+// To a parser "&#65;" is "A": the header would name another instance.
+TEST(ReadTest, AnIdThatLooksLikeACharacterReferenceIsNotTakenForAnother) {
+  const std::wstring items = Item(L"P", L"&amp;#65;", RefTo(L"P", L"A")) +
+                             Item(L"P", L"A", L"<Name>another</Name>") + Item(L"P", L"t");
+  Sample sample({items});
+  OS::x_wstring xml = L"kept";
+  EXPECT_FALSE(sample.store->GetConfiguration(L"&#65;", xml)) << Narrow(xml.str());
+  EXPECT_EQ(xml, L"kept");
+  EXPECT_FALSE(sample.store->CopyConfiguration(L"&#65;", L"t", false, nullptr, nullptr));
+  EXPECT_FALSE(sample.store->CopyConfiguration(L"t", L"&#65;", true, nullptr, nullptr));
+  EXPECT_EQ(sample.Layout(), "[P:&#65; P:A P:t]");
+}
+
 // A schema that demands a target for every reference makes the export of a dangling one invalid.
 TEST(ReadTest, EmptiesTheTextWhenTheResultIsNotValid) {
   std::string schema = kSampleSchema;
