@@ -22,7 +22,7 @@ bool CCfgConfigurationEx::CImpl::Initialize(const wchar_t* path) {
     }
     m_FileSet.DeriveFileNames(path);
     if (LoadConfigurationFile(path)) return;
-    m_FileSet.RestoreFromBackup(path);
+    m_FileSet.RestoreFromBackup();
     LoadConfigurationFile(m_FileSet.GetRecoveryFile().c_str());
   });
   return m_bLoaded;

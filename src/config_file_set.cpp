@@ -21,6 +21,7 @@ constexpr std::wstring_view kBadEnding = L".%d.bad";
 
 bool CConfigFileSet::DeriveFileNames(const wchar_t* path) {
   if (path == nullptr) return m_bReady;
+  m_bOfLastPath = false;
   if (m_RecoveryFile != path) m_RecoveryFile.clear();
   std::wstring stem = std::wstring(path).substr(0, kNameBuffer - 1);
   const std::size_t dot = stem.rfind(L'.');
@@ -33,20 +34,20 @@ bool CConfigFileSet::DeriveFileNames(const wchar_t* path) {
   m_TempFile = stem + std::wstring(kTempEnding);
   m_BadFilePattern = stem + std::wstring(kBadEnding);
   m_MainFile = path;
-  m_bReady = true;
+  m_bReady = m_bOfLastPath = true;
   return true;
 }
 
 bool CConfigFileSet::CopyToBackup() const {
-  return m_bReady && OS::CopyFileW(m_MainFile, m_BackupFile, false);
+  return m_bOfLastPath && OS::CopyFileW(m_MainFile, m_BackupFile, false);
 }
 
 bool CConfigFileSet::CopyToTemp() const {
-  return m_bReady && OS::CopyFileW(m_MainFile, m_TempFile, false);
+  return m_bOfLastPath && OS::CopyFileW(m_MainFile, m_TempFile, false);
 }
 
-bool CConfigFileSet::RestoreFromBackup(const wchar_t* path) const {
-  return m_bReady && m_MainFile == path && OS::CopyFileW(m_BackupFile, m_MainFile, false);
+bool CConfigFileSet::RestoreFromBackup() const {
+  return m_bOfLastPath && OS::CopyFileW(m_BackupFile, m_MainFile, false);
 }
 
 // The number replaces the pattern's own "%d", which is the last: the path may hold others.

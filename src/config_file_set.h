@@ -5,8 +5,9 @@
 //   temporary   STEM.tmp.xml: the main file as it stood before the last tenth commit
 //   bad         STEM.N.bad: what failed validation; N is the system's millisecond counter
 //
-// STEM is the path up to its last dot, wherever that is. A set is ready once names were derived;
-// one that is not makes no copies.
+// STEM is the path up to its last dot, wherever that is. A set is ready once names were derived.
+// Main, backup and temporary file are copied only if their names are those of the path given last:
+// what stands in an earlier main file has not been looked at since.
 #pragma once
 
 #include <string>
@@ -21,17 +22,15 @@ class CConfigFileSet {
   // recovery file of another path is forgotten.
   bool DeriveFileNames(const wchar_t* path);
 
-  bool CopyToBackup() const;  // main over backup
-  bool CopyToTemp() const;    // main over temporary
-  // Backup over main, if `path` is the main file: names of an earlier path are not to be touched.
-  bool RestoreFromBackup(const wchar_t* path) const;
+  bool CopyToBackup() const;       // main over backup
+  bool CopyToTemp() const;         // main over temporary
+  bool RestoreFromBackup() const;  // backup over main
   // Makes a bad file as a copy of `source`, which on success becomes the recovery file: the path to
   // load again once the backup has been put in its place.
   bool CopyToBadFile(const wchar_t* source);
   // Makes a bad file that holds `text` in UTF-16, little-endian, without a byte-order mark.
   bool WriteBadFile(const wchar_t* text) const;
 
-  bool IsReady() const { return m_bReady; }
   std::wstring GetBackupFile() const { return m_BackupFile; }
   std::wstring GetRecoveryFile() const { return m_RecoveryFile; }
 
@@ -40,6 +39,7 @@ class CConfigFileSet {
   std::wstring BadFileFamily() const;
 
   bool m_bReady = false;
+  bool m_bOfLastPath = false;  // whether the names are those of the path given last
   std::wstring m_MainFile;
   std::wstring m_BackupFile;
   std::wstring m_TempFile;

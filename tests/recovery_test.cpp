@@ -157,6 +157,23 @@ TEST_F(RecoveryTest, AnEarlierPathIsNotTouched) {
   EXPECT_EQ(NameOf(L"a"), "none");
 }
 
+// The path of the second file gives no names of its own. What became of the first file meanwhile
+// must not get over its good backup.
+TEST_F(RecoveryTest, AnEarlierBackupIsNotRefreshed) {
+  std::filesystem::create_directory(folder.Root() / "plain");
+  WriteBytes(folder.Path(L"main.xml"), kGood);
+  WriteBytes(folder.Path(L"plain/main"), kOther);
+  ASSERT_TRUE(Open(L"main.xml"));
+  WriteBytes(folder.Path(L"main.xml"), kInvalid);
+  ASSERT_TRUE(Open(L"plain/main"));
+  for (int commit = 1; commit <= 10; ++commit)
+    ASSERT_TRUE(
+        store.SetConfiguration(Document(L"b", {Item(L"P", L"b")}).c_str(), nullptr, nullptr));
+  store = CCfgConfigurationEx(option);
+  EXPECT_EQ(ReadBytes(folder.Path(L"main.backup.xml")), kGood);
+  EXPECT_FALSE(FileExists(folder.Path(L"main.tmp.xml")));
+}
+
 TEST_F(RecoveryTest, AnInvalidDocumentInMemoryIsQuarantinedAtTheEnd) {
   // Only the whole store breaks this rule; the instance by itself is valid.
   std::string schema = kSampleSchema;
