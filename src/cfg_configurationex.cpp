@@ -36,8 +36,9 @@ bool CCfgConfigurationEx::CImpl::LoadConfigurationFile(const wchar_t* path) {
     if (!document || !document->load(path)) return;
     std::wstring reason;
     if (!ValidateDocument(document, reason)) return;
-    m_pDocument = document;
+    // First what may fail: one file's document must not stand with another file's path.
     m_ConfigFile = path;
+    m_pDocument = document;
     m_FileSet.CopyToBackup();
     m_bLoaded = loaded = true;
   });

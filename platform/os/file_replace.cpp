@@ -134,10 +134,11 @@ TemporaryFile::Attempt TemporaryFile::RemoveRemains(const std::string& path) {
 }
 
 TemporaryFile::Attempt TemporaryFile::CreateAt(const std::string& path, mode_t mode) {
+  std::string kept = path;  // now: without memory for it the file could not be removed again
   Descriptor made(file_calls::Open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, mode));
   if (!made.IsOpen()) return errno == EEXIST ? RemoveRemains(path) : Attempt::kFailed;
   if (!LockAndConfirm(made.Get(), path, true)) return Attempt::kRace;
-  m_Path = path;
+  m_Path = std::move(kept);
   m_Lock = std::move(made);
   return Attempt::kMade;
 }

@@ -1,0 +1,108 @@
+// The store when memory runs out: in its turn, each allocation that an operation makes fails once.
+//
+// The operators below take the place of the library's own and the tests' in this program; outside
+// of RunShortOfMemory they do what those do.
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <new>
+#include <utility>
+
+#include "tests/support/mishap.h"
+#include "tests/support/store_case.h"
+
+namespace {
+
+thread_local long g_Until = 0;  // allocations up to the one that fails; 0 for none
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+  const bool fails = g_Until > 0 && --g_Until == 0;
+  void* block = fails ? nullptr : std::malloc(size != 0 ? size : 1);
+  if (block == nullptr) throw std::bad_alloc();
+  return block;
+}
+void* operator new[](std::size_t size) { return operator new(size); }
+void operator delete(void* block) noexcept { std::free(block); }
+void operator delete(void* block, std::size_t) noexcept { std::free(block); }
+void operator delete[](void* block) noexcept { std::free(block); }
+void operator delete[](void* block, std::size_t) noexcept { std::free(block); }
+
+namespace {
+
+using namespace test;
+
+// Runs `operation` again and again, each time from `begin` on and with the next allocation failing,
+// until none fails. After each time `check` looks at what came out; false where memory was lacking.
+template <class Begin, class Operation, class Check>
+void RunShortOfMemory(Begin&& begin, Operation&& operation, Check&& check) {
+  bool happened = true;
+  for (long nth = 1; happened && !testing::Test::HasFailure(); nth += kStride) {
+    SCOPED_TRACE("allocation " + std::to_string(nth));
+    begin();
+    bool result = false;
+    g_Until = nth;
+    try {
+      result = operation();
+    } catch (const std::bad_alloc&) {
+      result = false;
+    }
+    happened = std::exchange(g_Until, 0) == 0;
+    check(result);
+  }
+}
+
+class MemoryTest : public testing::TestWithParam<StoreCase> {};
+
+TEST_P(MemoryTest, LeavesWholeFilesNoRemainsAndAStoreThatWorksOrHoldsNothing) {
+  Stage stage(GetParam());
+  const auto content = [&] { return ContentOf(ReadBytes(stage.Path())); };
+  RunShortOfMemory([&] { stage.Reset(); }, [&] { return stage.Run() == Ending::kTrue; },
+                   [&](bool isDone) {
+                     for (const auto& [name, text] : stage.Read())
+                       EXPECT_FALSE(IsLeftover(name)) << name;
+                     if (GetParam().kind == StoreCase::kOpening) {
+                       EXPECT_EQ(stage.Set(L"u"), isDone) << "what is not loaded takes nothing";
+                       if (isDone) EXPECT_EQ(content(), stage.Content());
+                     } else if (GetParam().kind == StoreCase::kChanging) {
+                       EXPECT_TRUE(content());
+                       EXPECT_TRUE(stage.Set(L"u"));
+                       EXPECT_EQ(content(), stage.Content());
+                     }
+                   });
+}
+
+std::vector<StoreCase> SomeCases() {
+  std::vector<StoreCase> cases;
+  for (const StoreCase& storeCase : StoreCases()) {
+    for (const char* name : {"inserting", "the twentieth commit", "opening",
+                             "opening a damaged file", "closing what is not valid"})
+      if (storeCase.name == std::string(name)) cases.push_back(storeCase);
+  }
+  return cases;
+}
+
+INSTANTIATE_TEST_SUITE_P(Operations, MemoryTest, testing::ValuesIn(SomeCases()), NameOfCase);
+
+// A store that goes from one file to another must not save the second one's content in the first.
+TEST(MemoryShortTest, AFileIsNeverSavedUnderThePathOfAnother) {
+  Sample sample({Item(L"P", L"a")});
+  const std::string first = ReadBytes(sample.configFile);
+  const std::wstring second = sample.folder.Path(std::wstring(100, L'x') + L".xml");
+  WriteBytes(second, Narrow(Configuration({Item(L"P", L"b")})));
+  RunShortOfMemory(
+      [&] {
+        sample.store = std::make_unique<CCfgConfigurationEx>(sample.option);
+        ASSERT_TRUE(sample.store->Initialize(sample.configFile.c_str()));
+      },
+      [&] { return sample.store->Initialize(second.c_str()); },
+      [&](bool isOpen) {
+        const std::wstring one = Document(L"c", {Item(L"P", L"c")});
+        EXPECT_EQ(sample.store->SetConfiguration(one.c_str(), nullptr, nullptr), isOpen);
+        EXPECT_EQ(ReadBytes(sample.configFile), first);
+      });
+}
+
+}  // namespace
