@@ -50,12 +50,18 @@ bool CConfigFileSet::RestoreFromBackup() const {
   return m_bOfLastPath && OS::CopyFileW(m_BackupFile, m_MainFile, false);
 }
 
-// The number replaces the pattern's own "%d", which is the last: the path may hold others.
-std::wstring CConfigFileSet::BadFileName() const {
+// The number replaces the pattern's own "%d", which is the last: the path may hold others. It goes
+// up from one bad file to the next, also within a millisecond: main and backup that are both bad
+// are found so in less.
+std::wstring CConfigFileSet::BadFileName() {
+  std::uint32_t number = OS::GetTickCount();
+  if (m_LastNumber && static_cast<std::int32_t>(number - *m_LastNumber) <= 0)
+    number = *m_LastNumber + 1;
+  m_LastNumber = number;
   std::wstring name = m_BadFilePattern;
-  const auto number = static_cast<std::int32_t>(OS::GetTickCount());
   const std::size_t place = name.rfind(L"%d");
-  if (place != std::wstring::npos) name.replace(place, 2, std::to_wstring(number));
+  if (place != std::wstring::npos)
+    name.replace(place, 2, std::to_wstring(static_cast<std::int32_t>(number)));
   return name;
 }
 
@@ -74,7 +80,7 @@ bool CConfigFileSet::CopyToBadFile(const wchar_t* source) {
   return true;
 }
 
-bool CConfigFileSet::WriteBadFile(const wchar_t* text) const {
+bool CConfigFileSet::WriteBadFile(const wchar_t* text) {
   if (text == nullptr) return false;
   bool written = false;
   Guarded([&] {

@@ -3,13 +3,16 @@
 //   main        the configuration, at the path that the application gave
 //   backup      STEM.backup.xml: the last main file known to be valid
 //   temporary   STEM.tmp.xml: the main file as it stood before the last tenth commit
-//   bad         STEM.N.bad: what failed validation; N is the system's millisecond counter
+//   bad         STEM.N.bad: what failed validation; N is the system's millisecond counter, or one
+//               more than the last number of this set, if that is more
 //
 // STEM is the path up to its last dot, wherever that is. A set is ready once names were derived.
 // Main, backup and temporary file are copied only if their names are those of the path given last:
 // what stands in an earlier main file has not been looked at since.
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
 
 namespace cfgex {
@@ -29,13 +32,13 @@ class CConfigFileSet {
   // load again once the backup has been put in its place.
   bool CopyToBadFile(const wchar_t* source);
   // Makes a bad file that holds `text` in UTF-16, little-endian, without a byte-order mark.
-  bool WriteBadFile(const wchar_t* text) const;
+  bool WriteBadFile(const wchar_t* text);
 
   std::wstring GetBackupFile() const { return m_BackupFile; }
   std::wstring GetRecoveryFile() const { return m_RecoveryFile; }
 
  private:
-  std::wstring BadFileName() const;
+  std::wstring BadFileName();
   std::wstring BadFileFamily() const;
 
   bool m_bReady = false;
@@ -43,8 +46,9 @@ class CConfigFileSet {
   std::wstring m_MainFile;
   std::wstring m_BackupFile;
   std::wstring m_TempFile;
-  std::wstring m_BadFilePattern;  // with the "%d" unfilled
-  std::wstring m_RecoveryFile;    // empty until a copy to a bad file has worked
+  std::wstring m_BadFilePattern;              // with the "%d" unfilled
+  std::optional<std::uint32_t> m_LastNumber;  // of a bad file
+  std::wstring m_RecoveryFile;                // empty until a copy to a bad file has worked
 };
 
 }  // namespace cfgex

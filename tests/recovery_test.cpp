@@ -91,6 +91,22 @@ TEST_F(RecoveryTest, WithoutAGoodBackupNothingIsLoaded) {
   EXPECT_EQ(NameOf(L"a"), "none");
 }
 
+// On a fast disk it takes less than a millisecond to find both bad.
+TEST_F(RecoveryTest, TwoBadFilesOfOneMillisecondAreTwo) {
+  const Folder fast(Folder::Place::kMemory);
+  for (int time = 0; time < 20; ++time) {
+    const std::wstring stem = fast.Path(L"main" + std::to_wstring(time));
+    const std::string text = kInvalid + "<!--" + std::to_string(time) + "-->";
+    WriteBytes(stem + L".xml", text);
+    WriteBytes(stem + L".backup.xml", "<Bad/>");
+    EXPECT_FALSE(store.Initialize((stem + L".xml").c_str()));
+    const std::vector<std::string> names = fast.Names();
+    EXPECT_TRUE(std::any_of(names.begin(), names.end(), [&](const std::string& name) {
+      return ReadBytes(fast.Path(Wide(name))) == text;
+    })) << "the last content is gone";
+  }
+}
+
 TEST_F(RecoveryTest, AMissingFileTakesTwoTries) {
   WriteBytes(folder.Path(L"main.backup.xml"), kGood);
   EXPECT_FALSE(Open(L"main.xml"));
