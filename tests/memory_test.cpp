@@ -4,11 +4,14 @@
 // of RunShortOfMemory they do what those do.
 
 #include <gtest/gtest.h>
+#include <libxml/xmlmemory.h>
 
 #include <cstdlib>
 #include <new>
 #include <utility>
 
+#include "platform/create_object.h"
+#include "platform/dom/dom.h"
 #include "tests/support/mishap.h"
 #include "tests/support/store_case.h"
 
@@ -103,6 +106,39 @@ TEST(MemoryShortTest, AFileIsNeverSavedUnderThePathOfAnother) {
         EXPECT_EQ(sample.store->SetConfiguration(one.c_str(), nullptr, nullptr), isOpen);
         EXPECT_EQ(ReadBytes(sample.configFile), first);
       });
+}
+
+// The engine asks for its memory elsewhere.
+thread_local int g_EngineUntil = 0;
+void* EngineAllocate(std::size_t size) {
+  const bool fails = g_EngineUntil > 0 && --g_EngineUntil == 0;
+  return fails ? nullptr : std::malloc(size);
+}
+
+TEST(EngineMemoryTest, AnElementThatCannotBeMadeIsRaisedAndNothingIsFreedTwice) {
+  const auto document = cfgex::CreateObject<cfgex::IXMLDOMDocument2>(L"MSXML2.DOMDocument.6.0");
+  ASSERT_TRUE(document->loadXML(L"<known/>"));
+  xmlFreeFunc release = nullptr;
+  xmlMallocFunc allocate = nullptr;
+  xmlReallocFunc reallocate = nullptr;
+  xmlStrdupFunc duplicate = nullptr;
+  xmlMemGet(&release, &allocate, &reallocate, &duplicate);
+  xmlMemSetup(release, EngineAllocate, reallocate, duplicate);
+  for (const wchar_t* name : {L"known", L"new"}) {
+    bool happened = true;
+    for (int nth = 1; happened; ++nth) {
+      g_EngineUntil = nth;
+      bool raised = false;
+      try {
+        document->createElement(name);
+      } catch (const _com_error&) {
+        raised = true;
+      }
+      happened = std::exchange(g_EngineUntil, 0) == 0;
+      EXPECT_EQ(raised, happened) << Narrow(name) << nth;
+    }
+  }
+  xmlMemSetup(release, allocate, reallocate, duplicate);
 }
 
 }  // namespace

@@ -91,17 +91,10 @@ const xmlChar* NewName(xmlDoc* c_document, const xmlChar* c_name) {
   return Made(xmlStrdup(c_name));
 }
 
-void FreeName(xmlDoc* c_document, const xmlChar* c_name) noexcept {
-  if (c_document->dict == nullptr || xmlDictOwns(c_document->dict, c_name) != 1)
-    xmlFree(const_cast<xmlChar*>(c_name));
-}
-
 xmlNode* NewElement(xmlDoc* c_document, const xmlChar* c_name) {
   const xmlChar* c_ownName = NewName(c_document, c_name);
-  xmlNode* c_element =
-      xmlNewDocNodeEatName(c_document, nullptr, const_cast<xmlChar*>(c_ownName), nullptr);
-  if (c_element == nullptr) FreeName(c_document, c_ownName);
-  return Made(c_element);
+  // The engine frees the name where it makes no element of it.
+  return Made(xmlNewDocNodeEatName(c_document, nullptr, const_cast<xmlChar*>(c_ownName), nullptr));
 }
 
 xmlAttr* NewAttribute(xmlDoc* c_document, const xmlChar* c_name, const std::string& value) {

@@ -143,7 +143,6 @@ xmlNode* NewElement(xmlDoc* c_document, const xmlChar* c_name);
 // A name as a node of the document holds it: the one in the document's dictionary if it is there,
 // else one of its own. Raises for lack of memory.
 const xmlChar* NewName(xmlDoc* c_document, const xmlChar* c_name);
-void FreeName(xmlDoc* c_document, const xmlChar* c_name) noexcept;
 
 // A copy with all below it, in no tree, self-contained as to namespaces.
 xmlNode* CopyTree(const xmlNode* c_root);
