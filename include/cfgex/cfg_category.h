@@ -43,9 +43,11 @@ class CFGEX_API CCfgCategory {
   /// the tick count in at least eight characters.
   ///
   /// False, and `instance` as it was, when the category has no name or none that the schema knows,
-  /// when the holder is not initialised, when the element has no direct child `InstanceId`, and
-  /// when what the schema's defaults make is not valid or has no end: a required field needs a
-  /// value that nobody gave it, or contains itself.
+  /// when the holder is not initialised, when the schema's file cannot be read any more, when the
+  /// element has no direct child `InstanceId`, and when what the schema's defaults make is not
+  /// valid or has no end: a required field needs a value that nobody gave it, or contains itself.
+  /// False, and `instance` as CCfgObject::Initialize leaves it, when the holder of `instance`
+  /// itself, if that is another one, does not take the text.
   bool CreateInstance(CCfgInstance& instance);
 
   /// Makes a fragment: the element, or type, `objectName` that the schema declares below this

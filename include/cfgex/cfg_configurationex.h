@@ -17,7 +17,7 @@
 /// main.tmp.xml, the main file as it stood before every tenth commit; and main.N.bad, copies of
 /// what failed validation. The names are the path up to its last dot with the new ending, so they
 /// need a dot in the path and a stem that leaves the longest name below 260 characters; without
-/// them the store works and has no companions.
+/// them the store works and has no companions. Of a longer path the first 259 characters count.
 ///
 /// A handle: copies share one store. The last one to go refreshes the backup, or writes the
 /// document in memory to a bad file if it has become invalid.
@@ -44,7 +44,8 @@ class CFGEX_API CCfgConfigurationEx {
   /// Loads the configuration file `path`, whose text must be valid against the schema. If it is
   /// not, the file is copied to a bad file, the backup is put in its place, and loading is tried
   /// once more. True when a configuration is loaded. A configuration loaded before is dropped
-  /// first, except when `path` is null: that gives false and changes nothing.
+  /// first, except when `path` is null: that gives false and changes nothing. A relative path
+  /// counts from the working directory at each later operation, too.
   bool Initialize(const wchar_t* path);
 
   /// @{

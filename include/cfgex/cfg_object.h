@@ -54,7 +54,7 @@ class CFGEX_API CCfgObject {
   /// private document. False when `xml` is null (nothing changes), when the holder is not
   /// initialised, or when the text is not well-formed, not valid, or its `instance_id` names no
   /// instance in it. An object that was bound by this operation is unbound after such a false; one
-  /// that was bound to an element keeps it.
+  /// that was bound to an element keeps it, unless it was the `instance_id` that named none.
   bool Initialize(const wchar_t* xml);
   /// Binds the object to an element of the XML platform, as GetRawInterface gives it, without a
   /// copy. `checkTypes` says whether field accesses hold the field's schema type against the
@@ -144,7 +144,8 @@ class CFGEX_API CCfgObject {
   /// of this object's document. Reading an array appends an object per child element. Writing puts
   /// a deep copy of the object's element in the field's place; the field takes that element's name,
   /// so it should be the field's own. References in it are not followed. False also when `value` is
-  /// bound to nothing. An array of embedded objects cannot be written: that is false, always.
+  /// bound to nothing. An array of embedded objects cannot be written: that is false, always. An
+  /// object without type checks leaves `value` unbound where it has no such field.
   bool SetFieldValue(const wchar_t* name, const CCfgObject& value);
   bool GetFieldValue(const wchar_t* name, CCfgObject& value) const;
   bool SetFieldValue(const wchar_t* name, const CCfgObjectArray& value);
