@@ -84,7 +84,7 @@ bool CConfigFileSet::WriteBadFile(const wchar_t* text) {
   if (text == nullptr) return false;
   bool written = false;
   Guarded([&] {
-    ReplaceFile(BadFileName(), ToUtf16Le(text), BadFileFamily());
+    ReplaceFileAsCopy(BadFileName(), ToUtf16Le(text), m_MainFile, BadFileFamily());
     written = true;
   });
   return written;

@@ -31,7 +31,8 @@ class CConfigFileSet {
   // Makes a bad file as a copy of `source`, which on success becomes the recovery file: the path to
   // load again once the backup has been put in its place.
   bool CopyToBadFile(const wchar_t* source);
-  // Makes a bad file that holds `text` in UTF-16, little-endian, without a byte-order mark.
+  // Makes a bad file that holds `text` in UTF-16, little-endian, without a byte-order mark. It is
+  // no more open to others than the main file.
   bool WriteBadFile(const wchar_t* text);
 
   std::wstring GetBackupFile() const { return m_BackupFile; }

@@ -207,8 +207,12 @@ TEST_F(RecoveryTest, AnInvalidDocumentInMemoryIsQuarantinedAtTheEnd) {
   EXPECT_FALSE(store.SetConfiguration(Document(L"c", {Item(L"P", L"c")}).c_str(), nullptr, nullptr))
       << "a store that is invalid in memory refuses every commit";
   EXPECT_EQ(ReadBytes(folder.Path(L"main.xml")), kGood);
+  std::filesystem::permissions(folder.Root() / "main.xml", std::filesystem::perms::owner_read);
   store = CCfgConfigurationEx(option);
   ASSERT_EQ(BadFiles().size(), 1U);
+  EXPECT_EQ(std::filesystem::status(folder.Root() / BadFiles().front()).permissions(),
+            std::filesystem::perms::owner_read | std::filesystem::perms::owner_write)
+      << "what others may not read in the main file they may not read here";
   const std::string text = ReadBytes(folder.Path(Wide(BadFiles().front())));
   EXPECT_EQ(text.substr(0, 8), std::string("<\0C\0o\0n\0", 8)) << "UTF-16 without a mark";
   EXPECT_EQ(ReadBytes(folder.Path(L"main.backup.xml")), kGood);

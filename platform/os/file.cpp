@@ -86,6 +86,14 @@ void CopyContent(int from, const std::string& source, int to, const std::string&
   }
 }
 
+constexpr mode_t kOwner = S_IRUSR | S_IWUSR;
+
+// A copy is no more open to others than its source. Its owner can write it, so that the next copy
+// can replace it.
+mode_t ModeOfCopy(const struct stat& source) noexcept {
+  return (source.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO)) | kOwner;
+}
+
 void Copy(const std::string& source, const std::string& target, bool failIfExists,
           const std::string& family) {
   struct stat opened;
@@ -95,12 +103,17 @@ void Copy(const std::string& source, const std::string& target, bool failIfExist
   const bool same = file_calls::LinkStatus(resolved.c_str(), existing) == 0 &&
                     existing.st_dev == opened.st_dev && existing.st_ino == opened.st_ino;
   if (same && !failIfExists) return;
-  // A copy is no more open to others than its source. Its owner can write it, so that the next copy
-  // can replace it.
-  const mode_t mode = (opened.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO)) | S_IRUSR | S_IWUSR;
   ReplaceContent(
-      resolved, mode, failIfExists, [&](int to) { CopyContent(from.Get(), source, to, resolved); },
-      family);
+      resolved, ModeOfCopy(opened), failIfExists,
+      [&](int to) { CopyContent(from.Get(), source, to, resolved); }, family);
+}
+
+void Replace(const std::wstring& path, std::span<const std::string_view> content, mode_t newMode,
+             const std::wstring& family) {
+  const std::string target = FollowLinks(PathBytes(path));
+  ReplaceContent(
+      target, newMode, false, [&](int descriptor) { WriteFully(descriptor, content, target); },
+      PathBytes(family));
 }
 
 }  // namespace
@@ -117,13 +130,27 @@ bool ReadWholeFile(const std::wstring& path, std::string& content) noexcept {
 void ReplaceFile(const std::wstring& path, std::span<const std::string_view> content,
                  const std::wstring& family) {
   try {
-    const std::string target = FollowLinks(PathBytes(path));
-    constexpr mode_t kEverybody = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
-    ReplaceContent(
-        target, kEverybody, false, [&](int descriptor) { WriteFully(descriptor, content, target); },
-        PathBytes(family));
+    constexpr mode_t kEverybody = kOwner | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
+    Replace(path, content, kEverybody, family);
   } catch (const std::bad_alloc&) {
     throw _com_error(_com_error::kOutOfMemory, "ReplaceFile");
+  }
+}
+
+void ReplaceFileAsCopy(const std::wstring& path, std::string_view content,
+                       const std::wstring& source, const std::wstring& family) {
+  try {
+    struct stat status;
+    const Descriptor from = [&] {
+      try {
+        return OpenSource(PathBytes(source), status);
+      } catch (const _com_error&) {
+        return Descriptor();
+      }
+    }();
+    Replace(path, {&content, 1}, from.IsOpen() ? ModeOfCopy(status) : kOwner, family);
+  } catch (const std::bad_alloc&) {
+    throw _com_error(_com_error::kOutOfMemory, "ReplaceFileAsCopy");
   }
 }
 

@@ -57,4 +57,9 @@ inline void ReplaceFile(const std::wstring& path, std::string_view content,
   ReplaceFile(path, {&content, 1}, family);
 }
 
+// The same with content that belongs to the file `source`: a new file gets the permissions that a
+// copy of that would get, and is its owner's alone if `source` cannot be read.
+void ReplaceFileAsCopy(const std::wstring& path, std::string_view content,
+                       const std::wstring& source, const std::wstring& family);
+
 }  // namespace cfgex
