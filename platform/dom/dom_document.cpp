@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "cfgex/com_error.h"
+#include "platform/dom/engine.h"
 #include "platform/dom/namespaces.h"
 #include "platform/dom/qualified_name.h"
 #include "platform/dom/serializer.h"
@@ -126,6 +127,7 @@ ComPtr<IXMLDOMElement> Document::get_documentElement() {
 
 ComPtr<IXMLDOMElement> Document::createElement(std::wstring_view tagName) {
   RaiseFaultHere("createElement");
+  const EngineScope scope;
   if (!IsNCName(tagName))
     throw _com_error(_com_error::kInvalidArgument, "createElement: not an XML name");
   const std::string name = ToUtf8(tagName);
@@ -135,6 +137,7 @@ ComPtr<IXMLDOMElement> Document::createElement(std::wstring_view tagName) {
 ComPtr<IXMLDOMNode> Document::createNode(DomNodeType type, std::wstring_view name,
                                          std::wstring_view namespaceUri) {
   RaiseFaultHere("createNode");
+  const EngineScope scope;
   const PrefixedName qname = SplitName(name);
   const std::string uri = EngineText(namespaceUri);
   const bool isXml = qname.prefix == "xml";

@@ -4,6 +4,7 @@
 #include "cfgex/com_error.h"
 #include "platform/dom/dom_document.h"
 #include "platform/dom/dom_node.h"
+#include "platform/dom/engine.h"
 #include "platform/dom/namespaces.h"
 #include "platform/dom/qualified_name.h"
 #include "platform/fault_point.h"
@@ -91,6 +92,7 @@ std::optional<std::wstring> Element::getAttribute(std::wstring_view name) {
 
 void Element::setAttribute(std::wstring_view name, std::wstring_view value) {
   RaiseFaultHere("setAttribute");
+  const EngineScope scope;
   const PrefixedName qname = SplitName(name);
   const std::string text = EngineText(value);
   if (qname.prefix == "xmlns" || (qname.prefix.empty() && qname.local == "xmlns")) {
@@ -112,6 +114,7 @@ void Element::setAttribute(std::wstring_view name, std::wstring_view value) {
 
 void Element::setAttributeNode(const ComPtr<IXMLDOMAttribute>& attribute) {
   RaiseFaultHere("setAttributeNode");
+  const EngineScope scope;
   xmlNode* c_node = EngineNode(attribute.get());
   if (c_node == nullptr) throw _com_error(_com_error::kInvalidArgument, "setAttributeNode: none");
   if (c_node->parent == m_c_node) return;

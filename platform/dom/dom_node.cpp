@@ -4,6 +4,7 @@
 
 #include "cfgex/com_error.h"
 #include "platform/dom/dom_document.h"
+#include "platform/dom/engine.h"
 #include "platform/dom/namespaces.h"
 #include "platform/dom/path.h"
 #include "platform/dom/serializer.h"
@@ -230,6 +231,7 @@ ComPtr<IXMLDOMDocument2> OwnerDocument(xmlNode* c_node) {
 
 ComPtr<IXMLDOMNode> AppendChild(xmlNode* c_parent, const ComPtr<IXMLDOMNode>& node) {
   RaiseFaultHere("appendChild");
+  const EngineScope scope;
   xmlNode* c_node = EngineNode(node.get());
   CheckInsertion(c_parent, c_node, nullptr);
   Move in = Move::To(c_node, c_parent);
@@ -242,6 +244,7 @@ ComPtr<IXMLDOMNode> AppendChild(xmlNode* c_parent, const ComPtr<IXMLDOMNode>& no
 ComPtr<IXMLDOMNode> ReplaceChild(xmlNode* c_parent, const ComPtr<IXMLDOMNode>& node,
                                  const ComPtr<IXMLDOMNode>& oldNode) {
   RaiseFaultHere("replaceChild");
+  const EngineScope scope;
   xmlNode* c_node = EngineNode(node.get());
   xmlNode* c_old = EngineNode(oldNode.get());
   if (!IsChild(c_old, c_parent)) Refuse("replaceChild: not a child");
@@ -263,6 +266,7 @@ ComPtr<IXMLDOMNode> ReplaceChild(xmlNode* c_parent, const ComPtr<IXMLDOMNode>& n
 
 ComPtr<IXMLDOMNode> RemoveChild(xmlNode* c_parent, const ComPtr<IXMLDOMNode>& node) {
   RaiseFaultHere("removeChild");
+  const EngineScope scope;
   xmlNode* c_node = EngineNode(node.get());
   if (!IsChild(c_node, c_parent)) Refuse("removeChild: not a child");
   Move out = Move::Out(c_node);
@@ -273,6 +277,7 @@ ComPtr<IXMLDOMNode> RemoveChild(xmlNode* c_parent, const ComPtr<IXMLDOMNode>& no
 
 ComPtr<IXMLDOMNode> CloneNode(xmlNode* c_node, bool deep) {
   RaiseFaultHere("cloneNode");
+  const EngineScope scope;
   if (!deep || c_node->type == XML_DOCUMENT_NODE || c_node->type == XML_ATTRIBUTE_NODE)
     Refuse("cloneNode: shallow, or a document or attribute");
   DocumentOf(c_node).FixDeclaration(c_node);
@@ -291,6 +296,7 @@ std::wstring Text(xmlNode* c_node) {
 
 void PutText(xmlNode* c_node, std::wstring_view text) {
   RaiseFaultHere("put_text");
+  const EngineScope scope;
   const std::string bytes = EngineText(text);
   if (c_node->type == XML_ATTRIBUTE_NODE) {
     PutAttributeValue(reinterpret_cast<xmlAttr*>(c_node), bytes);

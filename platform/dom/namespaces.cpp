@@ -46,7 +46,13 @@ xmlNs* NewNs(std::string_view prefix, std::string_view uri) {
   const std::string uriText(uri);
   xmlNs* c_ns = xmlNewNs(nullptr, XmlChars(uriText.c_str()),
                          prefix.empty() ? nullptr : XmlChars(prefixText.c_str()));
-  if (c_ns == nullptr) throw _com_error(_com_error::kOutOfMemory, "declare a namespace");
+  // The engine gives it also where it has no memory for what is in it.
+  const bool isWhole =
+      c_ns != nullptr && c_ns->href != nullptr && (c_ns->prefix != nullptr || prefix.empty());
+  if (!isWhole) {
+    xmlFreeNs(c_ns);
+    throw _com_error(_com_error::kOutOfMemory, "declare a namespace");
+  }
   return c_ns;
 }
 

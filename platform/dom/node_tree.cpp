@@ -176,7 +176,8 @@ NodePtr Copier::CopyNode(const xmlNode* c_node) const {
   NodePtr copy(Made(c_copy));
   copy->doc = m_c_document;
   copy->line = c_node->line;
-  if (copy->content == nullptr && c_node->content != nullptr) Made<xmlNode>(nullptr);
+  if (copy->name == nullptr || (copy->content == nullptr && c_node->content != nullptr))
+    Made<xmlNode>(nullptr);
   return copy;
 }
 
