@@ -85,6 +85,12 @@ const std::vector<std::pair<const char*, std::function<void(const DocumentPtr&)>
          const Node g = a->get_parentNode();
          g->appendChild(g->removeChild(a));
        }},
+      {"its attribute in a namespace replaced",
+       [](const DocumentPtr& d) {
+         As<IXMLDOMElement>(d->selectSingleNode(L"/R/G/A"))
+             ->setAttributeNode(As<IXMLDOMAttribute>(
+                 d->createNode(DomNodeType::kAttribute, L"y:nil", L"http://x")));
+       }},
       {"the root replaced",
        [](const DocumentPtr& d) {
          d->replaceChild(d->createElement(L"N"), d->get_documentElement());

@@ -221,7 +221,12 @@ void Move::SettleWrapper(Wrapper& wrapper) const noexcept {
 void Move::Settle() noexcept {
   for (xmlNs* c_ns : m_Pruned) RemoveNs(m_c_root, c_ns);
   xmlNode* c_declarer = m_c_root->type == XML_ELEMENT_NODE ? m_c_root : m_c_parent;
-  for (xmlNs* c_ns : m_Declarations) AppendNs(c_declarer, c_ns);
+  for (xmlNs* c_ns : m_Declarations) {
+    if (c_declarer != nullptr)
+      AppendNs(c_declarer, c_ns);
+    else
+      m_pNewFragment->c_ownNs = c_ns;  // an attribute that leaves its element needs no other
+  }
   m_Declarations.clear();
   for (const NewString& string : m_Strings) *string.slot = string.c_string;
   m_Strings.clear();
