@@ -224,6 +224,27 @@ TEST_F(KeptTextTest, FollowsEveryItem) {
   }
 }
 
+// A member that was written with its children on lines of their own may have to be written without.
+TEST_F(KeptTextTest, FollowsHowAMemberIsLaidOut) {
+  Compile(kSampleSchema);
+  const struct {
+    const char* what;
+    void (*change)(const Element& member);
+  } kChanges[] = {
+      {"text for elements", [](const Element& member) { member->put_text(L"text"); }},
+      {"only a comment is left",
+       [](const Element& member) { member->removeChild(member->selectSingleNode(L"*")); }},
+      {"space is preserved",
+       [](const Element& member) { member->setAttribute(L"xml:space", L"preserve"); }},
+  };
+  for (const auto& [what, change] : kChanges) {
+    const Document2 document = Load(Configuration({Item(L"P", L"a") + L"<Q><!--c--><Name/></Q>"}));
+    Compare(document, what, true);
+    change(As<IXMLDOMElement>(document->selectSingleNode(L"/Configuration/Category/Q")));
+    Compare(document, what, true);
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(Schemas, MemberChangesTest, testing::ValuesIn(kVariants),
                          [](const auto& variant) {
                            return "Variant" + std::to_string(variant.index);

@@ -56,6 +56,7 @@ void FileText::Changed(const xmlNode* c_item) noexcept {
   const auto item = m_Items.find(c_item);
   if (item != m_Items.end()) {
     item->second.part->isStale = true;
+    item->second.indents = false;
   } else if (!MarkCovering(c_item)) {
     Clear();
   }

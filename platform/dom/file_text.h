@@ -23,8 +23,9 @@ namespace cfgex {
 //      writes from its first item up to the first of the next part.
 //   2. m_Items holds the items that stand on lines of their own, each with the part that it is in;
 //      the others are covered by one that does, which does not indent.
-//   3. Whether an item indents changes only when the first element comes into it or the last one
-//      leaves it: everything else that may come or go there is told to Clear.
+//   3. Whether the root or a group indents changes only when the first element comes into it or the
+//      last one leaves it: everything else that may come or go there is told to Clear. Of an item
+//      of the third level it has to be seen again after each change.
 class FileText final : private FileTextObserver {
  public:
   // To be told of each change in an item, of each that comes (it is in its place already) and that
