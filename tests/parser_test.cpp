@@ -124,6 +124,16 @@ TEST(Parser, WhatIsNotWellFormedIsRefusedInSilence) {
     EXPECT_TRUE(NewDocument()->loadXML(test::Wide(WithAttributes(prefix, kMaxElementAttributes))));
 }
 
+// The engine keeps a list of catalogs that files name, and looks through it for each further one.
+TEST(Parser, CatalogsThatFilesNameAreOfNoConsequence) {
+  const std::wstring catalog = L"<?oasis-xml-catalog catalog=\"c\"?>";
+  std::wstring text;
+  for (int i = 0; i < 600'000; ++i) text += catalog;
+  const auto document = NewDocument();
+  ASSERT_TRUE(document->loadXML(text + L"<a/>"));
+  EXPECT_EQ(document->get_xml(), text + L"<a/>");
+}
+
 TEST(Parser, EncodingsAreReadAsDeclaredInFilesAndIgnoredInTexts) {
   const test::Folder folder;
   const std::wstring file = folder.Path(L"a.xml");

@@ -1,6 +1,7 @@
 #include "platform/dom/parser.h"
 
 #include <libxml/SAX2.h>
+#include <libxml/catalog.h>
 #include <libxml/parser.h>
 #include <libxml/parserInternals.h>
 #include <libxml/xmlversion.h>
@@ -95,6 +96,17 @@ void OnStartElement(void* context, const xmlChar* localName, const xmlChar* pref
   if (run.observer != nullptr) run.observer->OnElement(c_parser);
 }
 
+// The engine has put the catalog that such an instruction names at the end of a list by now, going
+// through all of it. Nothing external is read, so no catalog is of use.
+void OnProcessingInstruction(void* context, const xmlChar* target, const xmlChar* data) {
+  auto* c_parser = static_cast<xmlParserCtxt*>(context);
+#ifdef LIBXML_CATALOG_ENABLED
+  if (c_parser->catalogs != nullptr) xmlCatalogFreeLocal(c_parser->catalogs);
+  c_parser->catalogs = nullptr;
+#endif
+  xmlSAX2ProcessingInstruction(context, target, data);
+}
+
 // Drops the white space between the children of an element that holds elements and no other text.
 void DropBlanks(xmlNode* c_element) {
   bool elements = false;
@@ -154,6 +166,7 @@ void SetUp(xmlParserCtxt* c_parser, TextEncoding encoding, Run& run) {
   handler.internalSubset = OnDocumentType;
   handler.startElementNs = OnStartElement;
   handler.endElementNs = OnEndElement;
+  handler.processingInstruction = OnProcessingInstruction;
 }
 
 }  // namespace
