@@ -99,6 +99,8 @@ TEST(Parser, WhatIsNotWellFormedIsRefusedInSilence) {
       "<?xml version='1.0' encoding='UTF-8'?><a>\xe4</a>",
       std::string("\xff\xfe<\0a\0", 6),
       "<?xml version='1.0' encoding='Shift_JIS'?><a>\x81</a>",
+      "<?xml version='1.0' encoding='Shift_JIS'?><a/>\x81",
+      std::string("\xff\xfe<\0a\0/\0>\0\n", 11),
   };
   const test::Folder folder;
   const std::wstring file = folder.Path(L"a.xml");

@@ -56,10 +56,14 @@ int Read(void* context, char* buffer, int length) {
   return static_cast<int>(count);
 }
 
-// The engine takes a null character for the end of the text, wherever it stands after the root.
-bool IsReadToTheEnd(const xmlParserCtxt* c_parser) {
-  const xmlParserInput* c_input = c_parser->input;
-  return RunOf(const_cast<xmlParserCtxt*>(c_parser)).rest.empty() && c_input->cur == c_input->end;
+// The engine takes the text to end before a null character that stands after the root, and before a
+// character that is not there as a whole.
+void CheckEnd(Run& run) {
+  const xmlParserInput* c_input = run.c_parser->input;
+  if (!run.rest.empty() || c_input->cur != c_input->end)
+    NoteRefusal(run, ParseRefusal::kNullCharacter);
+  else if (c_input->buf->raw != nullptr && xmlBufUse(c_input->buf->raw) != 0)
+    NoteRefusal(run, ParseRefusal::kPartOfCharacter);
 }
 
 void Refuse(xmlParserCtxt* c_parser, ParseRefusal refusal) {
@@ -193,8 +197,7 @@ XmlDocPtr ParseXml(std::string_view bytes, TextEncoding encoding, const std::str
   SetUp(parser.get(), encoding, run);
   xmlParseDocument(parser.get());
   if (parser->errNo == XML_ERR_NO_MEMORY) throw _com_error(_com_error::kOutOfMemory, "parse");
-  if (parser->wellFormed != 0 && !run.refused && !IsReadToTheEnd(parser.get()))
-    NoteRefusal(run, ParseRefusal::kNullCharacter);
+  if (parser->wellFormed != 0 && !run.refused) CheckEnd(run);
   XmlDocPtr document(std::exchange(parser->myDoc, nullptr));
   if (parser->wellFormed == 0 || parser->nsWellFormed == 0 || run.refused) {
     if (observer != nullptr) observer->OnPart(std::move(document));

@@ -25,6 +25,7 @@ enum class ParseRefusal {
   kEmpty,
   kTooLong,
   kNullCharacter,
+  kPartOfCharacter,
   kDocumentType,
   kTooDeep,
   kTooManyAttributes

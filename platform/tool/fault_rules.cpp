@@ -144,6 +144,7 @@ const char* RuleOf(ParseRefusal refusal) noexcept {
     case ParseRefusal::kTooLong:
       return "size";
     case ParseRefusal::kNullCharacter:
+    case ParseRefusal::kPartOfCharacter:
       return "character";
     case ParseRefusal::kDocumentType:
       return "document type";
@@ -163,6 +164,8 @@ const wchar_t* MessageOf(ParseRefusal refusal) noexcept {
       return L"The file has 2 GiB or more.";
     case ParseRefusal::kNullCharacter:
       return L"A null character is no character of XML.";
+    case ParseRefusal::kPartOfCharacter:
+      return L"The file ends in the midst of a character.";
     case ParseRefusal::kDocumentType:
       return L"A document type declaration (<!DOCTYPE) is refused.";
     case ParseRefusal::kTooDeep:
