@@ -224,6 +224,24 @@ TEST_F(KeptTextTest, FollowsEveryItem) {
   }
 }
 
+// Whether a group with attributes is valid shows only in the whole.
+TEST_F(KeptTextTest, FollowsGroupsWithAttributes) {
+  std::string schema = kSampleSchema;
+  const std::string end = "</xs:choice>";
+  schema.insert(schema.find(end) + end.size(), "<xs:attribute name='a' type='xs:int'/>");
+  Compile(schema);
+  for (const wchar_t* value : {L"1", L"wrong"}) {
+    const Document2 document = Load(Configuration({Item(L"P", L"a")}));
+    Compare(document, "at the start", true);
+    const Element group = document->createElement(L"Category");
+    group->setAttribute(L"a", value);
+    document->get_documentElement()->appendChild(group);
+    Compare(document, Narrow(value), true);
+    document->selectSingleNode(L"/Configuration/Category/P/InstanceId")->put_text(L"b");
+    Compare(document, Narrow(value), true);
+  }
+}
+
 // A member that was written with its children on lines of their own may have to be written without.
 TEST_F(KeptTextTest, FollowsHowAMemberIsLaidOut) {
   Compile(kSampleSchema);

@@ -1,7 +1,8 @@
 // Invariants:
 //   1. m_Text was told of every member that has changed, come or gone.
 //   2. m_IsFrameValid means: the schema is separable for the document, and the document is valid
-//      exactly if each member in m_Pending is. Everything in m_Pending is a member of the document.
+//      exactly if each in m_Pending is. Everything in m_Pending is a member of the document, or a
+//      group that is plain: only of such a one its name tells whether it is valid.
 //   3. So a document that was found invalid is either not in state 2, and is validated as a whole
 //      next time, or keeps the members at fault in m_Pending.
 //
@@ -134,6 +135,10 @@ void MemberChanges::Added(xmlNode* c_node) noexcept {
     return;
   }
   m_Text.Added(c_node);
+  if (place.c_group == c_node && !IsPlainGroup(c_node)) {
+    ForgetValidity();
+    return;
+  }
   MarkPending(c_node);
   if (place.c_group != c_node) return;
   for (xmlNode* c_child = c_node->children; c_child != nullptr; c_child = c_child->next)
@@ -151,9 +156,13 @@ void MemberChanges::Changed(xmlNode* c_element) noexcept {
 }
 
 void MemberChanges::Clear() noexcept {
+  ForgetValidity();
+  m_Text.Clear();
+}
+
+void MemberChanges::ForgetValidity() noexcept {
   m_IsFrameValid = false;
   m_Pending.clear();
-  m_Text.Clear();
 }
 
 void MemberChanges::MarkChanged(xmlNode* c_member) noexcept {
@@ -199,8 +208,7 @@ bool MemberChanges::AreChangesValid(const xmlDoc* c_document, const SchemaCache&
   };
   const xmlNode* c_root = xmlDocGetRootElement(c_document);
   std::erase_if(m_Pending, [&](xmlNode* c_element) {
-    if (c_element->parent == c_root)
-      return IsPlainGroup(c_element) && groupOf(c_element) != groups->end();
+    if (c_element->parent == c_root) return groupOf(c_element) != groups->end();
     const auto group = groupOf(c_element->parent);
     return group != groups->end() && group->members.contains(KeyOf(c_element)) &&
            schemas.IsValidByItself(c_element);

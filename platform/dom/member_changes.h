@@ -30,6 +30,7 @@ class MemberChanges {
 
  private:
   bool AreChangesValid(const xmlDoc* c_document, const SchemaCache& schemas);
+  void ForgetValidity() noexcept;
   void MarkChanged(xmlNode* c_member) noexcept;
   void MarkPending(xmlNode* c_element) noexcept;
 
