@@ -318,6 +318,29 @@ TEST(SchemaModel, AttributesAndTextOfComplexTypes) {
   EXPECT_EQ(type("", "Measure").simple_content->enumeration.size(), 2u);
 }
 
+// Ten thousand types over one list of ten thousand values took all of the memory.
+TEST(SchemaModel, LongListsAreHeldOnce) {
+  const auto cache = CacheOf(
+      Schema("<xs:simpleType name='E'><xs:restriction base='xs:string'><xs:enumeration value='a'/>"
+             "</xs:restriction></xs:simpleType>"
+             "<xs:simpleType name='U'><xs:union memberTypes='E xs:int'/></xs:simpleType>"
+             "<xs:simpleType name='E1'><xs:restriction base='E'/></xs:simpleType>"
+             "<xs:simpleType name='U1'><xs:restriction base='U'/></xs:simpleType>"
+             "<xs:element name='h' type='E'/><xs:element name='m' substitutionGroup='h'/>"
+             "<xs:element name='r'><xs:complexType><xs:sequence><xs:element ref='h'/></xs:sequence>"
+             "</xs:complexType></xs:element>"));
+  const cfgex::SchemaModel& model = *cache->Model();
+  EXPECT_EQ(model.FindType({"", "E"})->simple->enumeration.size(), 1u);
+  EXPECT_EQ(model.FindType({"", "U"})->simple->members.size(), 2u);
+  EXPECT_TRUE(model.FindType({"", "E1"})->simple->enumeration.empty());
+  EXPECT_TRUE(model.FindType({"", "U1"})->simple->members.empty());
+  EXPECT_EQ(model.FindType({"", "U1"})->simple->variety, cfgex::Variety::kUnion);
+  const auto& content = *model.FindElement({"", "r"})->type->complex->particle->group;
+  const cfgex::SchemaElement* use = content.particles.front().element;
+  EXPECT_TRUE(use->substitutes.empty());
+  EXPECT_EQ(cfgex::AllSubstitutes(*use).size(), 1u);
+}
+
 TEST(SchemaModel, SubstitutesThroughSeveralSteps) {
   const auto cache = Constructs();
   const auto* head = cache->Model()->FindElement({"", "shape"});

@@ -140,7 +140,8 @@ struct SchemaElement final : Owned<ISchemaElement> {
   struct SchemaType* type = nullptr;
   SchemaElement* declaration;  // of a use the global declaration, otherwise this
   SchemaElement* substitution_head = nullptr;
-  std::vector<SchemaElement*> substitutes;  // whose head this is; theirs are not repeated here
+  // Whose head this is; theirs are not repeated here, and nothing is in a use.
+  std::vector<SchemaElement*> substitutes;
 
   NameKey Key() const { return {ns, local_name}; }
   const std::wstring& get_name() override { return name; }
@@ -217,10 +218,11 @@ struct SimpleType final : TypeItem<ISchemaType> {
   explicit SimpleType(IUnknown& owner) : TypeItem(owner) { simple = this; }
 
   Variety variety = Variety::kAtomic;
-  SimpleType* item_type = nullptr;        // of a list
-  std::vector<SimpleType*> members;       // of a union
-  std::vector<std::wstring> enumeration;  // what may be chosen; inherited where not narrowed
-  bool has_pattern = false;               // here or in a base
+  SimpleType* item_type = nullptr;  // of a list
+  // What this type itself writes: many types may share one long list of their base.
+  std::vector<SimpleType*> members;  // of a union
+  std::vector<std::wstring> enumeration;
+  bool has_pattern = false;  // here or in a base
 };
 
 enum class Derivation { kRestriction, kExtension };

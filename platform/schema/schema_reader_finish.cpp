@@ -133,7 +133,6 @@ void Finisher::FinishElements() {
     use.type = global.type;
     use.type_item = global.type_item;
     use.substitution_head = global.substitution_head;
-    use.substitutes = global.substitutes;
   }
 }
 
@@ -210,7 +209,7 @@ void Finisher::FinishTypes() {
   }
 }
 
-// Before the type is given the members of its base, which the engine does not follow again.
+// Those of the base are not followed again by the engine.
 void Finisher::WeighUnion(const SimpleType& type) {
   if (type.members.empty()) return;
   double visits = 0;
@@ -228,8 +227,6 @@ void Finisher::FinishSimpleType(SimpleType& type) {
   if (base == nullptr || base == m_Model.any_simple_type) return;
   type.variety = base->variety;
   type.item_type = base->item_type;
-  type.members = base->members;
-  if (type.enumeration.empty()) type.enumeration = base->enumeration;
   type.has_pattern = type.has_pattern || base->has_pattern;
 }
 
