@@ -92,6 +92,22 @@ TEST(SchemaCache, RefusesWhatTheEngineWouldNotGetDoneWith) {
   const std::string optional = "<xs:element name='e#' minOccurs='0'/>";
   const std::string open = "<xs:complexType name='t'><xs:sequence>";
   const std::string close = "</xs:sequence></xs:complexType>";
+  const auto pattern = [](const std::string& value) {
+    return "<xs:simpleType name='p'><xs:restriction base='xs:string'><xs:pattern value='" + value +
+           "'/></xs:restriction></xs:simpleType>";
+  };
+  const auto repeated = [](const std::string& part, int times) {
+    std::string text;
+    for (int i = 0; i < times; ++i) text += part;
+    return text;
+  };
+  const auto enumeration = [](const std::string& name, const std::string& base, int values) {
+    return "<xs:simpleType name='" + name + "'><xs:restriction base='" + base + "'>" +
+           Numbered("<xs:enumeration value='v#'/>", 0, values) +
+           "</xs:restriction></xs:simpleType>";
+  };
+  const std::string attribute = "<xs:attribute name='a#'/>";
+  const std::string defaulted = "<xs:element name='e#' type='E' default='v0'/>";
   const std::string many = "minOccurs='100000' maxOccurs='1000000000'";
   const struct {
     const char* name;
@@ -140,6 +156,24 @@ TEST(SchemaCache, RefusesWhatTheEngineWouldNotGetDoneWith) {
       {"unions that double 60 times", Numbered(unions, 0, 60) + Numbered(number, 60, 61), false},
       {"300 optional elements", open + Numbered(optional, 0, 300) + close, true},
       {"5000 optional elements", open + Numbered(optional, 0, 5000) + close, false},
+      {"300 optional parts of a pattern", pattern(repeated("a?(b|)", 150)), true},
+      {"5000 optional characters of a pattern", pattern(repeated("a?b*", 2500)), false},
+      {"5000 alternatives with nothing", pattern(repeated("(a|)", 5000)), false},
+      {"a pattern of 20000 characters", pattern(repeated("a[b-d]+", 3000)), true},
+      {"1000 attributes",
+       "<xs:complexType name='t'>" + Numbered(attribute, 0, 1000) + "</xs:complexType>", true},
+      {"100000 attributes",
+       "<xs:complexType name='t'>" + Numbered(attribute, 0, 100'000) + "</xs:complexType>", false},
+      {"an enumeration of 100000 values", enumeration("E", "xs:string", 100'000), true},
+      {"one within another", enumeration("E", "xs:string", 40'000) + enumeration("F", "E", 40'000),
+       false},
+      {"one of unions of it",
+       enumeration("E", "xs:string", 40'000) +
+           "<xs:simpleType name='U'><xs:union memberTypes='xs:int E'/></xs:simpleType>" +
+           enumeration("F", "U", 40'000),
+       false},
+      {"defaults of it", enumeration("E", "xs:string", 40'000) + Numbered(defaulted, 0, 40'000),
+       false},
       {"large occurrence numbers",
        open + "<xs:element name='a' " + many + "/><xs:choice " + many + "><xs:element name='b' " +
            many + "/><xs:element name='c'/></xs:choice>" + close,

@@ -223,6 +223,7 @@ struct SimpleType final : TypeItem<ISchemaType> {
   std::vector<SimpleType*> members;  // of a union
   std::vector<std::wstring> enumeration;
   bool has_pattern = false;  // here or in a base
+  double pattern_cubes = 0;  // of its own patterns, see schema_reader_limits.h
 };
 
 enum class Derivation { kRestriction, kExtension };

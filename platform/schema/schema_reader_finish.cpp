@@ -69,6 +69,7 @@ class Finisher {
     WeighGroups();
     WeighAttributeGroups();
     FinishTypes();
+    WeighValues();
   }
 
  private:
@@ -88,6 +89,11 @@ class Finisher {
   void WeighGroups();
   void WeighAttributeGroups();
   Weight WeightOf(const Particle& particle) const;
+  void WeighAttributes(const ComplexType& type);
+  void AddAttributeSquare(double count);
+  void WeighValues();
+  void Compare(const SchemaType* type);
+  void WeighEnumeration(const SimpleType& type);
   void FinishTypes();
   void FinishSimpleType(SimpleType& type);
   void WeighUnion(const SimpleType& type);
@@ -98,7 +104,12 @@ class Finisher {
   std::unordered_map<const SchemaElement*, double> m_Substitutes;  // all that may stand for one
   std::unordered_map<const ModelGroup*, Weight> m_Groups;
   std::unordered_map<const ComplexType*, Weight> m_Types;
+  std::unordered_map<const AttributeGroup*, double> m_AttributeGroups;
+  std::unordered_map<const ComplexType*, double> m_Attributes;
   std::unordered_map<const SimpleType*, double> m_Unions;
+  std::unordered_map<const SimpleType*, double> m_Values;  // that one of the type is compared with
+  double m_AttributeSquares = 0;
+  double m_Comparisons = 0;
   double m_UnionVisits = 0;
   double m_Squares = 0;
   double m_Cubes = 0;
@@ -175,13 +186,50 @@ void Finisher::WeighGroups() {
 void Finisher::WeighAttributeGroups() {
   const auto order = InOrder(Pointers(m_Model.attribute_groups), "attribute group",
                              [](const AttributeGroup& group) { return group.groups; });
-  std::unordered_map<const AttributeGroup*, double> weights;
   for (const AttributeGroup* group : order) {
     double weight = static_cast<double>(group->attributes.size());
-    for (const AttributeGroup* inner : group->groups) weight += 1 + weights[inner];
+    for (const AttributeGroup* inner : group->groups) weight += 1 + m_AttributeGroups[inner];
     if (weight > kMaxAttributes) Refuse("too many attributes");
-    weights[group] = weight;
+    m_AttributeGroups[group] = weight;
+    AddAttributeSquare(weight);
   }
+}
+
+// What the type inherits counts again.
+void Finisher::WeighAttributes(const ComplexType& type) {
+  double weight = static_cast<double>(type.attributes.attributes.size());
+  for (const AttributeGroup* group : type.attributes.groups) weight += m_AttributeGroups[group];
+  if (type.base->complex != nullptr) weight += m_Attributes[type.base->complex];
+  m_Attributes[&type] = weight;
+  AddAttributeSquare(weight);
+}
+
+void Finisher::AddAttributeSquare(double count) {
+  m_AttributeSquares += count * count;
+  if (m_AttributeSquares > kMaxAttributeSquares) Refuse("too many attributes");
+}
+
+// The defaults and fixed values; those in enumerations were weighed with their types.
+void Finisher::WeighValues() {
+  const auto weigh = [this](const auto& holder, const SchemaType* type) {
+    if (!holder.default_value.empty() || !holder.fixed_value.empty()) Compare(type);
+  };
+  for (const SchemaElement& element : m_Model.elements)
+    if (element.declaration == &element) weigh(element, element.type);
+  const auto weighAll = [&weigh](const std::vector<AttributeUse>& uses) {
+    for (const AttributeUse& use : uses) weigh(use, use.type);
+  };
+  for (const AttributeUse& use : m_Model.global_attributes) weigh(use, use.type);
+  for (const AttributeGroup& group : m_Model.attribute_groups) weighAll(group.attributes);
+  for (const ComplexType& type : m_Model.complex_types) weighAll(type.attributes.attributes);
+}
+
+void Finisher::Compare(const SchemaType* type) {
+  const SimpleType* simple = type->simple != nullptr ? type->simple : type->complex->simple_content;
+  const auto known = m_Values.find(simple);
+  if (known == m_Values.end()) return;
+  m_Comparisons += known->second;
+  if (m_Comparisons > kMaxComparisons) Refuse("enumerations too large");
 }
 
 void Finisher::FinishTypes() {
@@ -222,7 +270,27 @@ void Finisher::WeighUnion(const SimpleType& type) {
   if (m_UnionVisits > kMaxUnionVisits) Refuse("unions too large");
 }
 
+// A value of the type is compared with those of its enumeration, or else, as those of its own are,
+// with what a value of its base or of its members is.
+void Finisher::WeighEnumeration(const SimpleType& type) {
+  double inherited = 0;
+  const auto add = [&](const SimpleType* other) {
+    if (const auto known = m_Values.find(other); known != m_Values.end())
+      inherited += known->second;
+  };
+  if (type.base != nullptr) add(type.base->simple);
+  for (const SimpleType* member : type.members) add(member);
+  if (type.item_type != nullptr) add(type.item_type);
+  const auto own = static_cast<double>(type.enumeration.size());
+  m_Comparisons += own * inherited;
+  if (m_Comparisons > kMaxComparisons) Refuse("enumerations too large");
+  if (own + inherited > 0) m_Values[&type] = own > 0 ? own : inherited;
+}
+
 void Finisher::FinishSimpleType(SimpleType& type) {
+  m_Cubes += std::exchange(type.pattern_cubes, 0);
+  if (m_Cubes > kMaxContentCubes) Refuse("patterns too large");
+  WeighEnumeration(type);
   const SimpleType* base = type.base == nullptr ? nullptr : type.base->simple;
   if (base == nullptr || base == m_Model.any_simple_type) return;
   type.variety = base->variety;
@@ -241,6 +309,7 @@ void Finisher::FinishComplexType(ComplexType& type) {
   m_Cubes += weight.slow * weight.slow * weight.slow;
   if (m_Squares > kMaxContentSquares || m_Cubes > kMaxContentCubes)
     Refuse("content models too large");
+  WeighAttributes(type);
 
   if (type.has_simple_content) {
     type.content = ContentKind::kSimple;

@@ -7,12 +7,26 @@
 namespace cfgex {
 namespace {
 
+// How many parts of a pattern may be left out; characters that only look like it are counted too.
+double OptionalParts(std::string_view pattern) {
+  double count = 0;
+  char before = '(';
+  for (const char c : pattern) {
+    const bool isEmpty = (before == '(' || before == '|') && (c == '|' || c == ')');
+    if (c == '?' || c == '*' || c == '{' || isEmpty) ++count;
+    before = c;
+  }
+  return before == '|' ? count + 1 : count;
+}
+
 void ReadFacets(SimpleType& type, const xmlNode* c_restriction) {
   for (const xmlNode* c_facet = c_restriction->children; c_facet; c_facet = c_facet->next) {
     if (IsXsdElement(c_facet, "enumeration"))
       type.enumeration.push_back(FromUtf8(RawAttribute(c_facet, "value")));
-    else if (IsXsdElement(c_facet, "pattern"))
-      type.has_pattern = true;
+    if (!IsXsdElement(c_facet, "pattern")) continue;
+    const double parts = OptionalParts(RawAttribute(c_facet, "value"));
+    type.has_pattern = true;
+    type.pattern_cubes += parts * parts * parts;
   }
 }
 
