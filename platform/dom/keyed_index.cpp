@@ -10,6 +10,8 @@
 //      still have the old text when a key is taken out.
 #include "platform/dom/keyed_index.h"
 
+#include <sys/random.h>
+
 #include <algorithm>
 #include <cstring>
 
@@ -25,11 +27,30 @@ constexpr std::size_t kFewMatches = 16;  // more are put in order by a walk over
 
 using Hash = std::uint64_t;
 
-Hash HashBytes(Hash hash, std::string_view bytes) noexcept {  // FNV-1a
-  for (const char c : bytes) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3U;
+// A number that nobody outside of the process knows, or, where the system has none, that differs
+// from one process to the next.
+Hash Secret() noexcept {
+  Hash secret = 0;
+  if (::getrandom(&secret, sizeof secret, GRND_NONBLOCK) != sizeof secret)
+    secret = reinterpret_cast<std::uintptr_t>(&secret) * 0x9e3779b97f4a7c15U;
+  return secret;
+}
+
+// The value, at a secret point, of the polynomial whose coefficients are the bytes, over the field
+// of 2^61 - 1 elements. So who writes a file cannot choose texts that meet under one hash, and make
+// each look-up one through all of them.
+Hash HashBytes(Hash hash, std::string_view bytes) noexcept {
+  __extension__ using Wide = unsigned __int128;
+  constexpr Hash kPrime = (Hash{1} << 61) - 1;
+  static const Hash point = 256 + Secret() % (kPrime - 256);
+  for (const char c : bytes) {
+    const Wide next = Wide{hash} * point + static_cast<unsigned char>(c) + 1;
+    hash = (static_cast<Hash>(next) & kPrime) + static_cast<Hash>(next >> 61);
+    if (hash >= kPrime) hash -= kPrime;
+  }
   return hash;
 }
-constexpr Hash kHashStart = 0xcbf29ce484222325U;
+constexpr Hash kHashStart = 0;
 
 Hash HashOfText(const xmlNode* c_node) {
   Hash hash = kHashStart;
