@@ -129,7 +129,8 @@ int Depth(const xmlNode* root) {
 Owned<xmlDoc> Parse(const std::string& bytes, bool isUtf8) {
   if (bytes.empty() || (isUtf8 && bytes.find('\0') != bytes.npos)) return nullptr;
   const Owned<xmlParserCtxt> parser(xmlNewParserCtxt());
-  const int options = XML_PARSE_NONET | XML_PARSE_HUGE | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
+  const int options = XML_PARSE_NONET | XML_PARSE_HUGE | XML_PARSE_NOERROR | XML_PARSE_NOWARNING |
+                      XML_PARSE_NOENT;  // else it reads names of namespaces wrong
   Owned<xmlDoc> document(xmlCtxtReadMemory(parser.get(), bytes.data(),
                                            static_cast<int>(bytes.size()), nullptr,
                                            isUtf8 ? "UTF-8" : nullptr, options));

@@ -183,12 +183,13 @@ TEST(Parser, OnlyBlanksBetweenElementsAreDropped) {
 
 TEST(Serializer, SavedTextIsIndentedAndReadsBackTheSame) {
   const wchar_t text[] =
-      L"<?note a?><!--top--><a xmlns='u' xmlns:p='v' p:q='&quot;&#9;&#10;&#13;&lt;&amp;>'><b>x</b>"
+      L"<?note a?><!--top--><a xmlns='u' xmlns:p='v&amp;#w' "
+      L"p:q='&quot;&#9;&#10;&#13;&lt;&amp;>'><b>x</b>"
       L"<c> <d/> y<e><f/></e></c><p:g><h/><!--i--></p:g><j> &#13;\n\t</j><k></k>"
       L"<l><![CDATA[<&]]></l></a>";
   const char saved[] =
       "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<?note a?>\n<!--top-->\n"
-      "<a xmlns=\"u\" xmlns:p=\"v\" p:q=\"&quot;&#9;&#10;&#13;&lt;&amp;&gt;\">\n  <b>x</b>\n"
+      "<a xmlns=\"u\" xmlns:p=\"v&amp;#w\" p:q=\"&quot;&#9;&#10;&#13;&lt;&amp;&gt;\">\n  <b>x</b>\n"
       "  <c> <d/> y<e><f/></e></c>\n  <p:g>\n    <h/>\n    <!--i-->\n  </p:g>\n"
       "  <j> &#13;\n\t</j>\n  <k/>\n  <l><![CDATA[<&]]></l>\n</a>\n";
   const test::Folder folder;
