@@ -187,12 +187,16 @@ class Trial {
   bool Refer(CCfgObject& object, const wchar_t* name, const CCfgInstance& value) {
     const std::wstring id = value.GetInstanceId().str();
     const std::wstring category = value.GetCategory().str();
+    OS::x_wstring oldId;
+    const bool isSame = object.GetFieldValue(L"Ref/InstanceId", oldId) &&
+                        oldId == id.c_str();  // keeps its category
     if (!object.SetFieldValue(name, value)) return false;
     if (name != std::wstring(L"Ref") || id.empty() || id.find(L'\'') != id.npos) return true;
     CCfgInstance back(m_Kit.option);
     if (object.GetFieldValue(name, back)) {
       CHECK(back.GetInstanceId() == id.c_str(), Show(id + L" " + back.GetInstanceId().str()));
-      CHECK(back.GetCategory() == category.c_str(), Show(category));
+      CHECK(isSame || back.GetCategory() == category.c_str(),
+            Show(XmlOf(object) + L"\n" + DocumentOf(back)));
     }
     return true;
   }

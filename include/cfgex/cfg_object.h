@@ -161,13 +161,14 @@ class CFGEX_API CCfgObject {
   ///
   /// Writing makes the field refer to `value` and brings the instance, with all that it
   /// reaches, into this document if it comes from another; what is here already is replaced. The
-  /// field's type is not looked at, only its shape. If a single reference changes to a target from
-  /// another document, or the target comes anew from one, what the old target referred to is
-  /// removed, whoever else refers to it; the old target stays. An array that names the same ids in
-  /// the same order is left alone, and that is false; otherwise its element is replaced, and
-  /// nothing is removed. The instance that holds the field is never removed or replaced. After a
-  /// failure on the way, what was removed or brought stays so. False also when `value`, or the
-  /// field, has no `InstanceId`; in an array such an instance makes an empty reference.
+  /// field's type is not looked at, only its shape. A single reference that names this id already
+  /// keeps its category. If a single reference changes to a target from another document, or the
+  /// target comes anew from one, what the old target referred to is removed, whoever else refers to
+  /// it; the old target stays. An array that names the same ids in the same order is left alone,
+  /// and that is false; otherwise its element is replaced, and nothing is removed. The instance
+  /// that holds the field is never removed or replaced. After a failure on the way, what was
+  /// removed or brought stays so. False also when `value`, or the field, has no `InstanceId`; in an
+  /// array such an instance makes an empty reference.
   bool SetFieldValue(const wchar_t* name, const CCfgInstance& value);
   bool GetFieldValue(const wchar_t* name, CCfgInstance& value) const;
   bool SetFieldValue(const wchar_t* name, const CCfgInstanceArray& value);
