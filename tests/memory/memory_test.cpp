@@ -50,6 +50,7 @@ using namespace test;
 template <class Begin, class Operation, class Check>
 void RunShortOfMemory(Begin&& begin, Operation&& operation, Check&& check) {
   bool happened = true;
+  int failed = 0;
   for (long nth = 1; happened && !testing::Test::HasFailure(); nth += kStride) {
     SCOPED_TRACE("allocation " + std::to_string(nth));
     begin();
@@ -61,8 +62,10 @@ void RunShortOfMemory(Begin&& begin, Operation&& operation, Check&& check) {
       result = false;
     }
     happened = std::exchange(g_Until, 0) == 0;
+    failed += happened ? 1 : 0;
     check(result);
   }
+  testing::Test::RecordProperty("allocations_failed", failed);
 }
 
 class MemoryTest : public testing::TestWithParam<StoreCase> {};
