@@ -136,6 +136,10 @@ Owned<xmlDoc> Parse(const std::string& bytes, bool isUtf8) {
                                            isUtf8 ? "UTF-8" : nullptr, options));
   if (document == nullptr || parser->nsWellFormed == 0) return nullptr;
   if (document->intSubset != nullptr) return nullptr;
+  // The engine passes over what follows a null character behind the root, and over a part of one.
+  const xmlParserInput& input = *parser->input;
+  if (input.cur != input.end || (input.buf->raw != nullptr && xmlBufUse(input.buf->raw) != 0))
+    return nullptr;
   if (Depth(xmlDocGetRootElement(document.get())) > cfgex::kMaxDepth) return nullptr;
   return document;
 }
