@@ -2,8 +2,8 @@
 // to the first 0xff choose the store to begin with. Each further piece between 0xff is an
 // operation: its first byte the kind, the others what is chosen in it.
 //
-// Holds after each operation, to the letter: the result, the ids reported, the file, and what the
-// store answers for every id are those of the model.
+// Holds after each operation: the result, the ids reported, the file, and what the store answers
+// for every id are those of the model.
 
 #include <algorithm>
 
@@ -34,6 +34,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   std::string_view input(reinterpret_cast<const char*>(data), size);
   Sequence sequence;
   Dice dice(0, NextPiece(input));
+  sequence.frame = AnyFrame(dice);
   sequence.start = AnyStart(dice);
   while (!input.empty() && sequence.operations.size() < kOperations) {
     const std::string_view piece = NextPiece(input);

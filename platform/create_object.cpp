@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <new>
 
 #include "platform/dom/dom_document.h"
 #include "platform/fault_point.h"
@@ -29,14 +28,10 @@ ComPtr<IUnknown> Make() {
 
 }  // namespace
 
-ComPtr<IUnknown> CreateObject(std::wstring_view progId) noexcept {
+ComPtr<IUnknown> CreateObject(std::wstring_view progId) {
   if (FaultHere("CreateObject")) return nullptr;
-  try {
-    if (Contains(kDocuments, progId)) return Make<Document>();
-    if (Contains(kSchemaCaches, progId)) return Make<SchemaCache>();
-  } catch (const std::bad_alloc&) {
-  } catch (const _com_error&) {
-  }
+  if (Contains(kDocuments, progId)) return Make<Document>();
+  if (Contains(kSchemaCaches, progId)) return Make<SchemaCache>();
   return nullptr;
 }
 

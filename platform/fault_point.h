@@ -14,9 +14,10 @@ namespace cfgex {
 struct FaultPoint {
   const char* operation;  // "fsync", "appendChild"; a literal
   const char* path = nullptr;
-  const char* newPath = nullptr;  // of "rename"
+  const char* newPath = nullptr;  // of "rename", "renameat2" and "link"
   int descriptor = -1;
   std::size_t size = 0;  // of "write", in bytes: the hook may lessen it, so that no more is written
+  int error = 0;         // the hook may set the `errno` with which a call on files fails
 };
 
 // True makes the operation fail. Null for none.

@@ -13,7 +13,7 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
 [[ -f build/release/build.ninja ]] || cmake --preset release >/dev/null
-cmake --build --preset release --target ten_lines ferries >"$work/build.log" 2>&1 || {
+cmake --build --preset release --target ten_lines sharing ferries >"$work/build.log" 2>&1 || {
   cat "$work/build.log" >&2
   exit 1
 }
@@ -30,6 +30,12 @@ cp examples/building/*.{xsd,xml} "$work/ten_lines"
 cp examples/tutorial/*.{xsd,xml} "$work/ferries"
 (cd "$work/ferries" && "$programs/tutorial/ferries" >ferries.txt) || {
   echo "check-docs.sh: the tutorial's program failed" >&2
+  exit 1
+}
+
+cp examples/building/*.{xsd,xml} "$work/ferries"
+(cd "$work/ferries" && "$programs/sharing" >sharing.txt) || {
+  echo "check-docs.sh: the program about shared instances failed" >&2
   exit 1
 }
 

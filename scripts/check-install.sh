@@ -47,6 +47,11 @@ read -ra flags <<<"$(pkg --cflags --libs)"
 quietly g++ -std=c++20 tests/consumer/consumer.cpp -o "$work/by_pkg_config" "${flags[@]}"
 LD_LIBRARY_PATH=$(pkg --variable=libdir) try "$work/by_pkg_config"
 
+g++ -std=c++17 -fsyntax-only -include cfgex/cfgex.h -x c++ /dev/null "${flags[@]}" 2>"$work/log" &&
+  fail "the headers take C++17"
+[[ $(grep -c 'error:' "$work/log") == 1 && $(<"$work/log") == *'cfgex needs C++20'* ]] ||
+  fail "the headers do not say in one line that they need C++20"
+
 consumer subproject -DCMAKE_BUILD_TYPE= -DCMAKE_CXX_FLAGS=-O0 "-DCFGEX_SOURCE_DIR=$root"
 quietly cmake --install "$work/subproject" --prefix "$work/installed_with_subproject"
 [[ $(cd "$work/installed_with_subproject" && find . -type f) == ./bin/consumer ]] ||

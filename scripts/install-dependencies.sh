@@ -9,7 +9,8 @@
 # Does nothing when all of it is there. Needs root, or sudo.
 set -euo pipefail
 
-packages=(cmake ninja-build g++ libxml2-dev libgtest-dev pkg-config libcli11-dev nlohmann-json3-dev)
+packages=(cmake ninja-build g++ libxml2-dev libgtest-dev pkg-config libcli11-dev nlohmann-json3-dev
+          gdal-data ismrmrd-schema opensaml-schemas xmltooling-schemas)  # schemas that tests generate from
 case ${1-} in
   '') ;;
   ci) packages+=(clang clang-tidy clang-format valgrind libclang-rt-14-dev python3 doxygen locales) ;;

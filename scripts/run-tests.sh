@@ -11,7 +11,8 @@ scripts/install-dependencies.sh
 
 for preset in "${@:-release}"; do
   echo "== $preset =="
-  cmake --preset "$preset" "-DCFGEX_WARNINGS_AS_ERRORS=${CFGEX_WARNINGS_AS_ERRORS:-OFF}" >/dev/null
+  cmake --preset "$preset" -DCFGEX_BUILD_TESTS=ON \
+    "-DCFGEX_WARNINGS_AS_ERRORS=${CFGEX_WARNINGS_AS_ERRORS:-OFF}" >/dev/null
   cmake --build --preset "$preset"
   ctest --preset "$preset" -j "$(nproc)"
 done

@@ -1,9 +1,11 @@
 #include "cfgex/cfg_Option.h"
 
+#include <mutex>
 #include <string>
 #include <vector>
 
 #include "platform/create_object.h"
+#include "platform/os/file.h"
 #include "platform/os/system.h"
 #include "platform/schema/schema_model.h"
 #include "src/frame.h"
@@ -13,16 +15,9 @@ using namespace cfgex;
 
 namespace {
 
-// Appends the pieces of the text between the separators, empty ones included.
-bool SplitStringToTokensW(std::vector<OS::x_wstring>* tokens, const OS::x_wstring& text,
-                          const wchar_t* separator) {
-  const std::wstring& whole = text.str();
-  std::size_t begin = 0;
-  for (std::size_t end; (end = whole.find(separator, begin)) != std::wstring::npos; begin = end + 1)
-    tokens->emplace_back(whole.substr(begin, end - begin));
-  tokens->emplace_back(whole.substr(begin));
-  return true;
-}
+// Held by the library's start and its end, so that neither sees the holder of the other go. It has
+// no destructor to run: static data of others may outlive that of the library.
+constinit std::mutex g_StartOrEnd;
 
 }  // namespace
 
@@ -43,12 +38,15 @@ class CCfgOption::CImpl : public CountedImpl {
  private:
   void ReadTargetNamespace();
   void ReadVersion(const std::wstring& version);
+
+  std::mutex m_Changing;  // held by Initialize and Uninitialize
 };
 
 bool CCfgOption::CImpl::Initialize(const wchar_t* schemaFile) {
+  const std::lock_guard lock(m_Changing);
   if (m_bInitialized) return true;
   if (schemaFile == nullptr) return false;
-  Guarded([&] {
+  const auto initialize = [&] {
     m_SchemaFile = schemaFile;
     m_pSchemaDocument = CreateObject<IXMLDOMDocument2>(SelectDomProgId());
     const wchar_t* cacheProgId = SelectSchemaCacheProgId();
@@ -67,7 +65,11 @@ bool CCfgOption::CImpl::Initialize(const wchar_t* schemaFile) {
     if (!schema) return;
     ReadVersion(schema->get_version());
     m_bInitialized = true;
-  });
+  };
+  try {
+    Guarded(initialize);
+  } catch (const FileNotRead&) {  // NOLINT(bugprone-empty-catch): as for a file that is missing
+  }
   return m_bInitialized;
 }
 
@@ -83,13 +85,14 @@ void CCfgOption::CImpl::ReadTargetNamespace() {
 // Each number is set only if one more piece follows it.
 void CCfgOption::CImpl::ReadVersion(const std::wstring& version) {
   std::vector<OS::x_wstring> tokens;
-  SplitStringToTokensW(&tokens, OS::x_wstring(version), L".");
+  OS::SplitStringToTokensW(&tokens, OS::x_wstring(version), L".");
   if (tokens.size() > 1) m_Major = OS::_wtoi(tokens[0]);
   if (tokens.size() > 2) m_Minor = OS::_wtoi(tokens[1]);
   if (tokens.size() > 3) m_Revision = OS::_wtoi(tokens[2]);
 }
 
 bool CCfgOption::CImpl::Uninitialize() {
+  const std::lock_guard lock(m_Changing);
   m_pSchemaCache = nullptr;
   m_pSchemaDocument = nullptr;
   m_TargetNamespace.clear();
@@ -100,7 +103,7 @@ bool CCfgOption::CImpl::Uninitialize() {
 }
 
 CSLock CCfgOption::m_Lock;
-std::atomic<CCfgOption*> CCfgOption::m_pInstance{nullptr};
+CCfgOption::AtomicPointer CCfgOption::m_pInstance{nullptr};
 
 CFGEX_DEFINE_HANDLE(CCfgOption)
 
@@ -140,10 +143,12 @@ OS::x_wstring CCfgOption::GetTargetNamespace() const {
 }
 
 bool CCfgEx_Initialization(const wchar_t* schemaFile) {
+  const std::lock_guard lock(g_StartOrEnd);
   return CCfgOption::Instance()->Initialize(schemaFile);
 }
 
 bool CCfgEx_Uninitialization() {
+  const std::lock_guard lock(g_StartOrEnd);
   CCfgOption::Instance()->Uninitialize();
   CCfgOption::CloseSingleton();
   return true;

@@ -1,8 +1,25 @@
 #include "cfgex/cfg_configurationex.h"
 
+#include "platform/os/file.h"
 #include "src/cfg_configurationex_impl.h"
 
 using namespace cfgex;
+
+namespace {
+
+// A write and a removal may each leave an empty `Category` behind: without this a file that lives
+// for years would fill with them. No schema that a store can use asks for one.
+void DropEmptyGroups(const ComPtr<IXMLDOMDocument2>& document) {
+  constexpr long kMostEmpty = 100;
+  const ComPtr<IXMLDOMNodeList> empty =
+      document->selectNodes(L"/Configuration/Category[not(node()) and not(@*)]");
+  const long count = empty->get_length();
+  if (count <= kMostEmpty) return;
+  const ComPtr<IXMLDOMElement> root = document->get_documentElement();
+  for (long i = 0; i < count; ++i) root->removeChild(empty->get_item(i));
+}
+
+}  // namespace
 
 CCfgConfigurationEx::CImpl::~CImpl() {
   // Nothing can be told to anybody here; without memory the files stay as they are.
@@ -15,7 +32,7 @@ CCfgConfigurationEx::CImpl::~CImpl() {
 bool CCfgConfigurationEx::CImpl::Initialize(const wchar_t* path) {
   if (path == nullptr) return false;
   const Guard<CSLock> guard(m_ConfigLock);
-  Guarded([&] {
+  const auto open = [&] {
     if (m_bLoaded) {
       m_bLoaded = false;
       m_pDocument = nullptr;
@@ -24,22 +41,36 @@ bool CCfgConfigurationEx::CImpl::Initialize(const wchar_t* path) {
     if (LoadConfigurationFile(path)) return;
     m_FileSet.RestoreFromBackup();
     LoadConfigurationFile(m_FileSet.GetRecoveryFile().c_str());
+  };
+  WholeOrDropped([&] {
+    try {
+      Guarded(open);
+    } catch (const FileNotRead&) {  // NOLINT(bugprone-empty-catch): what was not read is left alone
+    }
   });
   return m_bLoaded;
+}
+
+ComPtr<IXMLDOMDocument2> CCfgConfigurationEx::CImpl::ReadConfiguration(const wchar_t* path) {
+  const ComPtr<IXMLDOMDocument2> document = NewDocument(m_Option);
+  if (!document || !document->load(path)) return nullptr;
+  // The schema may accept other roots; no path of a store finds anything below one.
+  if (!document->selectSingleNode(L"/Configuration")) return nullptr;
+  std::wstring reason;
+  return ValidateDocument(document, reason) ? document : nullptr;
 }
 
 bool CCfgConfigurationEx::CImpl::LoadConfigurationFile(const wchar_t* path) {
   if (path == nullptr) return false;
   bool loaded = false;
   Guarded([&] {
-    const ComPtr<IXMLDOMDocument2> document = NewDocument(m_Option);
-    if (!document || !document->load(path)) return;
-    std::wstring reason;
-    if (!ValidateDocument(document, reason)) return;
+    const ComPtr<IXMLDOMDocument2> document = ReadConfiguration(path);
+    if (!document) return;
+    DropEmptyGroups(document);
     // First what may fail: one file's document must not stand with another file's path.
     m_ConfigFile = path;
     m_pDocument = document;
-    m_FileSet.CopyToBackup();
+    m_FileSet.CopyToBackup(document->get_file().identity);
     m_bLoaded = loaded = true;
   });
   if (!loaded) m_FileSet.CopyToBadFile(path);
@@ -50,10 +81,20 @@ void CCfgConfigurationEx::CImpl::CheckOnClose() {
   if (!m_bLoaded) return;
   std::wstring reason;
   if (ValidateDocument(m_pDocument, reason)) {
-    m_FileSet.CopyToBackup();
+    Guarded([&] { RefreshBackup(); });
     return;
   }
   Guarded([&] { m_FileSet.WriteBadFile(m_pDocument->get_documentElement()->get_xml().c_str()); });
+}
+
+void CCfgConfigurationEx::CImpl::RefreshBackup() {
+  if (!m_FileSet.HasCompanions()) return;
+  const FileState file = m_pDocument->get_file();
+  if (file.isSettled && m_FileSet.CopyToBackup(file.identity)) return;
+  // Another program has written it, or may have done so in the same moment as this store.
+  m_pDocument = nullptr;
+  if (const auto document = ReadConfiguration(m_ConfigFile.c_str()))
+    m_FileSet.CopyToBackup(document->get_file().identity);
 }
 
 bool CCfgConfigurationEx::CImpl::Commit() {

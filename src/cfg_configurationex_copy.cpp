@@ -54,17 +54,20 @@ bool CCfgConfigurationEx::CImpl::CopyConfiguration(const wchar_t* sourceId, cons
 
   const bool sameInstance = OS::x_wstring(sourceId) == targetId;
   const auto replaceTarget = [&] {
-    return RemoveInstance(targetXml, sameInstance ? nullptr : sourceId, nullptr, false) &&
+    const Survivor survivor{sameInstance ? nullptr : sourceId, deep};
+    return RemoveInstance(targetXml, survivor, nullptr, false) &&
            SetConfiguration(text, changedIds, nullptr, false);
   };
-  bool copied = false;
-  if (deep) {
-    Guarded([&] { copied = replaceTarget(); });
-  } else {
-    copied = replaceTarget();
-  }
-  if (!copied) return false;
-  Save();
-  std::wstring reason;
-  return ValidateDocument(m_pDocument, reason);
+  return WholeOrDropped([&] {
+    bool copied = false;
+    if (deep) {
+      Guarded([&] { copied = replaceTarget(); });
+    } else {
+      copied = replaceTarget();
+    }
+    if (!copied) return false;
+    Save();
+    std::wstring reason;
+    return ValidateDocument(m_pDocument, reason);
+  });
 }

@@ -1,7 +1,7 @@
 // The state behind CCfgConfigurationEx, and its operations.
 //
 // 1. m_bLoaded is set exactly while m_pDocument holds a configuration, which was valid when it
-//    was loaded.
+//    was loaded. A change in which memory runs out ends that.
 // 2. m_pDocument may become invalid by a commit that fails; it stays so until a change makes it
 //    valid again. The main file always holds a configuration that was valid when it was written.
 // 3. Everything but the first test of m_bLoaded in readers happens with m_ConfigLock held. The lock
@@ -37,10 +37,17 @@ class CCfgConfigurationEx::CImpl : public cfgex::CountedImpl {
                          IdList* changedIds, IdList* reservedIds);
 
  private:
-  // Loads one file and makes it current; on failure copies it to a bad file.
+  // The document of one file, if that holds a configuration; none if it does not, or is missing.
+  // Raises FileNotRead and _com_error.
+  cfgex::ComPtr<cfgex::IXMLDOMDocument2> ReadConfiguration(const wchar_t* path);
+  // Loads one file and makes it current; if it is no configuration, copies it to a bad file. Raises
+  // FileNotRead, with all files as they were.
   bool LoadConfigurationFile(const wchar_t* path);
   // At the end of the store: refreshes the backup, or saves what has become invalid from oblivion.
   void CheckOnClose();
+  // At the end: copies the main file over the backup, if it is the one that this store read or
+  // wrote last, or is read now and good. May release the document.
+  void RefreshBackup();
 
   // The instance `source` of the store, and all it reaches, as a stand-alone document about
   // `instanceId`.
@@ -52,15 +59,35 @@ class CCfgConfigurationEx::CImpl : public cfgex::CountedImpl {
                        const cfgex::IncomingInstance& incoming, IdList* changedIds);
   void InsertInstance(const cfgex::IncomingInstance& incoming, IdList* changedIds);
 
-  // RemoveConfiguration, but if the removed instance reaches the instance `survivorId` of its own
-  // category, that one stays, with all that it reaches. A null survivor is none.
-  bool RemoveInstance(const wchar_t* xml, const wchar_t* survivorId, IdList* changedIds, bool save);
+  // An instance of the removed one's category that stays, with all that it reaches: always, or only
+  // if the removed instance reaches it. A null id is none.
+  struct Survivor {
+    const wchar_t* id = nullptr;
+    bool always = false;
+  };
+  // RemoveConfiguration, but for the survivor.
+  bool RemoveInstance(const wchar_t* xml, const Survivor& survivor, IdList* changedIds, bool save);
 
   // The commit of a change that was made in memory: validates the whole document, counts, and on
   // every tenth time copies the main file to the temporary file. False when the document is not
   // valid. The caller then saves, if it is to.
   bool Commit();
   void Save();  // raises _com_error when the file cannot be written
+
+  // Runs a change of the document. An exception that passes the guards, want of memory above all,
+  // may leave half of the change: then the store holds nothing any more, and the file stays.
+  template <class Change>
+  auto WholeOrDropped(Change&& change) {
+    try {
+      return change();
+    } catch (const _com_error&) {
+      throw;
+    } catch (...) {
+      m_bLoaded = false;
+      m_pDocument = nullptr;
+      throw;
+    }
+  }
 
   CSLock m_ConfigLock;
   std::wstring m_ConfigFile;  // where the document came from, and where it is saved

@@ -7,11 +7,11 @@ using namespace cfgex;
 
 bool CCfgConfigurationEx::CImpl::RemoveConfiguration(const wchar_t* xml, IdList* changedIds,
                                                      bool save) {
-  return RemoveInstance(xml, nullptr, changedIds, save);
+  return RemoveInstance(xml, {}, changedIds, save);
 }
 
 // No guard stands around this operation: what its steps do not catch reaches the caller.
-bool CCfgConfigurationEx::CImpl::RemoveInstance(const wchar_t* xml, const wchar_t* survivorId,
+bool CCfgConfigurationEx::CImpl::RemoveInstance(const wchar_t* xml, const Survivor& survivor,
                                                 IdList* changedIds, bool save) {
   if (xml == nullptr) return false;
   const Guard<CSLock> guard(m_ConfigLock);
@@ -26,21 +26,23 @@ bool CCfgConfigurationEx::CImpl::RemoveInstance(const wchar_t* xml, const wchar_
 
   ReferenceClosure closure;
   CollectReferences(storedRoot, id.c_str(), category.c_str(), closure);
-  if (survivorId != nullptr && closure.Holds(category, survivorId)) {
+  if (survivor.id != nullptr && (survivor.always || closure.Holds(category, survivor.id))) {
     ReferenceClosure surviving;
-    surviving.Enter(category, survivorId);
-    CollectReferences(storedRoot, survivorId, category.c_str(), surviving);
+    surviving.Enter(category, survivor.id);
+    CollectReferences(storedRoot, survivor.id, category.c_str(), surviving);
     closure = closure.Without(surviving);
   }
-  // References may lead back to the instance itself, which is removed once, here.
-  RemoveClosureInstances(storedElement, closure, storedElement);
-  storedElement->get_parentNode()->removeChild(storedElement);
-  if (changedIds != nullptr) {
-    changedIds->emplace_back(id);
-    MergeClosureIds(closure, *changedIds);
-  }
+  return WholeOrDropped([&] {
+    // References may lead back to the instance itself, which is removed once, here.
+    RemoveClosureInstances(storedElement, closure, storedElement);
+    storedElement->get_parentNode()->removeChild(storedElement);
+    if (changedIds != nullptr) {
+      changedIds->emplace_back(id);
+      MergeClosureIds(closure, *changedIds);
+    }
 
-  if (!Commit()) return false;
-  if (save) Save();
-  return true;
+    if (!Commit()) return false;
+    if (save) Save();
+    return true;
+  });
 }

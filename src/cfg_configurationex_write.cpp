@@ -16,16 +16,18 @@ bool CCfgConfigurationEx::CImpl::SetConfiguration(const wchar_t* xml, IdList* ch
 
     const ComPtr<IXMLDOMElement> storedElement =
         FindInstanceElement(m_pDocument->get_documentElement(), incoming.id->c_str(), L"*");
-    if (storedElement) {
-      ReplaceInstance(storedElement, incoming, changedIds);
-    } else {
-      InsertInstance(incoming, changedIds);
-    }
+    WholeOrDropped([&] {
+      if (storedElement) {
+        ReplaceInstance(storedElement, incoming, changedIds);
+      } else {
+        InsertInstance(incoming, changedIds);
+      }
 
-    if (!Commit()) return;
-    // The change stands in memory, valid: a failing save does not take that back.
-    result = true;
-    if (save) Save();
+      if (!Commit()) return;
+      // The change stands in memory, valid: a failing save does not take that back.
+      result = true;
+      if (save) Save();
+    });
   });
   return result;
 }

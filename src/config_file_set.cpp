@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <string_view>
+#include <utility>
 
 #include "platform/os/encoding.h"
 #include "platform/os/file.h"
@@ -20,38 +21,53 @@ constexpr std::wstring_view kBadEnding = L".%d.bad";
 }  // namespace
 
 bool CConfigFileSet::DeriveFileNames(const wchar_t* path) {
-  if (path == nullptr) return m_bReady;
-  m_bOfLastPath = false;
+  if (path == nullptr) return m_Names != Names::kNone;
   if (m_RecoveryFile != path) m_RecoveryFile.clear();
-  std::wstring stem = std::wstring(path).substr(0, kNameBuffer - 1);
+  m_bAside = false;
+  m_MainFile = path;
+  if (m_Names == Names::kOwn) m_Names = Names::kOfEarlierPath;
+  std::wstring stem = m_MainFile.substr(0, kNameBuffer - 1);
   const std::size_t dot = stem.rfind(L'.');
-  if (dot == std::wstring::npos) return m_bReady;
+  if (dot == std::wstring::npos) return m_Names != Names::kNone;
   stem.resize(dot);
   const std::size_t longestEnding =
       std::max({kBackupEnding.size(), kTempEnding.size(), kBadEnding.size()});
-  if (stem.size() + longestEnding > kNameBuffer - 1) return m_bReady;
+  if (stem.size() + longestEnding > kNameBuffer - 1) return m_Names != Names::kNone;
   m_BackupFile = stem + std::wstring(kBackupEnding);
   m_TempFile = stem + std::wstring(kTempEnding);
   m_BadFilePattern = stem + std::wstring(kBadEnding);
-  m_MainFile = path;
-  m_bReady = m_bOfLastPath = true;
+  m_Names = Names::kOwn;
   return true;
 }
 
-bool CConfigFileSet::CopyToBackup() const {
-  return m_bOfLastPath && OS::CopyFileW(m_MainFile, m_BackupFile, false);
+bool CConfigFileSet::CopyToBackup(const FileIdentity& identity) const {
+  return HasCompanions() && CopyKnownFile(m_MainFile, m_BackupFile, identity);
 }
 
 bool CConfigFileSet::CopyToTemp() const {
-  return m_bOfLastPath && OS::CopyFileW(m_MainFile, m_TempFile, false);
+  return HasCompanions() && OS::CopyFileW(m_MainFile, m_TempFile, false);
 }
 
-bool CConfigFileSet::RestoreFromBackup() const {
-  return m_bOfLastPath && OS::CopyFileW(m_BackupFile, m_MainFile, false);
+bool CConfigFileSet::RestoreFromBackup() {
+  if (!HasCompanions()) return false;
+  bool done = false;
+  Guarded([&] {
+    if (m_bAside) {
+      RestoreFile(m_BackupFile, m_MainFile);
+      done = true;
+    } else if (IsMissing(m_MainFile)) {
+      done = OS::CopyFileW(m_BackupFile, m_MainFile, true);
+    } else if (!IsMissing(m_BackupFile)) {
+      done = m_bAside = MakeBadFile(
+          [&](const std::wstring& name) { ReplaceAndKeep(m_MainFile, m_BackupFile, name); });
+      if (done) m_RecoveryFile = m_MainFile;
+    }
+  });
+  return done;
 }
 
 // The number replaces the pattern's own "%d", which is the last: the path may hold others. It goes
-// up from one bad file to the next, also within a millisecond: main and backup that are both bad
+// up from one attempt to the next, also within a millisecond: main and backup that are both bad
 // are found so in less.
 std::wstring CConfigFileSet::BadFileName() {
   std::uint32_t number = OS::GetTickCount();
@@ -73,21 +89,82 @@ std::wstring CConfigFileSet::BadFileFamily() const {
   return name;
 }
 
+// Other stores of this stem, in this process or another, may take a number first.
+template <class Maker>
+bool CConfigFileSet::MakeBadFile(const Maker& make) {
+  constexpr int kMostTries = 100000;
+  bool done = false;
+  Guarded([&] {
+    for (int tries = 0; !done && tries < kMostTries; ++tries) {
+      try {
+        make(BadFileName());
+        done = true;
+      } catch (const FileExists&) {
+      }
+    }
+  });
+  return done;
+}
+
 bool CConfigFileSet::CopyToBadFile(const wchar_t* source) {
   if (source == nullptr) return false;
-  if (!OS::CopyFileW(source, BadFileName(), false, BadFileFamily())) return false;
+  m_bAside = false;
+  if (IsMissing(source)) return false;
+  const auto copy = [&](const std::wstring& name) { CopyToNewFile(source, name, BadFileFamily()); };
+  const auto link = [&](const std::wstring& name) { LinkToNewFile(source, name); };
+  if (!HasNewestBadFile(source) && !MakeBadFile(copy) && !MakeBadFile(link)) return false;
   m_RecoveryFile = source;
+  m_bAside = true;
   return true;
+}
+
+std::vector<std::wstring> CConfigFileSet::FindBadFiles() const {
+  std::vector<std::wstring> paths;
+  const std::size_t place = m_BadFilePattern.rfind(L"%d");
+  if (place == std::wstring::npos) return paths;
+  const std::wstring folder = m_BadFilePattern.substr(0, m_BadFilePattern.rfind(L'/') + 1);
+  std::vector<ListedFile> files;
+  std::string start;
+  std::string end;
+  Guarded([&] {
+    start = ToUtf8(m_BadFilePattern.substr(folder.size(), place - folder.size()));
+    end = ToUtf8(m_BadFilePattern.substr(place + 2));
+    files = ListFiles(folder.empty() ? L"." : folder);
+  });
+  std::erase_if(files, [&](const ListedFile& file) {
+    std::string_view number = file.name;
+    if (!number.starts_with(start) || !number.ends_with(end)) return true;
+    if (number.size() <= start.size() + end.size()) return true;
+    number.remove_prefix(start.size());
+    number.remove_suffix(end.size());
+    if (number.starts_with('-')) number.remove_prefix(1);
+    return number.empty() || number.find_first_not_of("0123456789") != number.npos;
+  });
+  const auto written = [](const ListedFile& file) {
+    return std::pair(file.identity[3], file.identity[4]);
+  };
+  std::sort(files.begin(), files.end(), [&](const ListedFile& left, const ListedFile& right) {
+    return written(left) > written(right);
+  });
+  Guarded([&] {
+    for (const ListedFile& file : files) paths.push_back(folder + FromUtf8(file.name));
+  });
+  return paths;
+}
+
+bool CConfigFileSet::HasNewestBadFile(const wchar_t* source) const {
+  const std::vector<std::wstring> bad = FindBadFiles();
+  std::string content;
+  std::string kept;
+  return !bad.empty() && ReadWholeFile(source, content) == Reading::kDone &&
+         ReadWholeFile(bad.front(), kept) == Reading::kDone && content == kept;
 }
 
 bool CConfigFileSet::WriteBadFile(const wchar_t* text) {
   if (text == nullptr) return false;
-  bool written = false;
-  Guarded([&] {
-    ReplaceFileAsCopy(BadFileName(), ToUtf16Le(text), m_MainFile, BadFileFamily());
-    written = true;
+  return MakeBadFile([&](const std::wstring& name) {
+    WriteNewFile(name, ToUtf16Le(text), m_MainFile, BadFileFamily());
   });
-  return written;
 }
 
 }  // namespace cfgex

@@ -3,17 +3,19 @@
 //   main        the configuration, at the path that the application gave
 //   backup      STEM.backup.xml: the last main file known to be valid
 //   temporary   STEM.tmp.xml: the main file as it stood before the last tenth commit
-//   bad         STEM.N.bad: what failed validation; N is the system's millisecond counter, or one
-//               more than the last number of this set, if that is more
+//   bad         STEM.N.bad: what failed validation; N is the system's millisecond counter, or the
+//               next number above it that nobody has taken
 //
-// STEM is the path up to its last dot, wherever that is. A set is ready once names were derived.
-// Main, backup and temporary file are copied only if their names are those of the path given last:
-// what stands in an earlier main file has not been looked at since.
+// STEM is the path up to its last dot, wherever that is. A path that gives no names leaves those of
+// an earlier one, but they are not its own: only for bad files are they used then.
 #pragma once
 
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
+
+#include "platform/os/file.h"
 
 namespace cfgex {
 
@@ -25,31 +27,45 @@ class CConfigFileSet {
   // recovery file of another path is forgotten.
   bool DeriveFileNames(const wchar_t* path);
 
-  bool CopyToBackup() const;       // main over backup
-  bool CopyToTemp() const;         // main over temporary
-  bool RestoreFromBackup() const;  // backup over main
-  // Makes a bad file as a copy of `source`, which on success becomes the recovery file: the path to
-  // load again once the backup has been put in its place.
+  // Whether backup and temporary file are those of the path given last.
+  bool HasCompanions() const { return m_Names == Names::kOwn; }
+
+  // Main over backup, if main is the file of that identity.
+  bool CopyToBackup(const FileIdentity& identity) const;
+  bool CopyToTemp() const;  // main over temporary
+  // Puts `source` aside, and makes it the recovery file: the path to load again once the backup has
+  // been put in its place. It is copied to a bad file, or linked where it cannot be copied; nothing
+  // is made if the newest bad file has the same content.
   bool CopyToBadFile(const wchar_t* source);
+  // Puts the backup in the place of a main file that is missing, or that was the last one to be
+  // put aside. One that is neither is moved to a bad file for that, which is the last way to put it
+  // aside, and stays if there is no backup or it cannot be copied.
+  bool RestoreFromBackup();
   // Makes a bad file that holds `text` in UTF-16, little-endian, without a byte-order mark. It is
   // no more open to others than the main file.
   bool WriteBadFile(const wchar_t* text);
 
   std::wstring GetBackupFile() const { return m_BackupFile; }
   std::wstring GetRecoveryFile() const { return m_RecoveryFile; }
+  // The paths of the bad files that there are, the newest first.
+  std::vector<std::wstring> FindBadFiles() const;
 
  private:
+  enum class Names { kNone, kOfEarlierPath, kOwn };
+  bool HasNewestBadFile(const wchar_t* source) const;
+  template <class Maker>
+  bool MakeBadFile(const Maker& make);
   std::wstring BadFileName();
   std::wstring BadFileFamily() const;
 
-  bool m_bReady = false;
-  bool m_bOfLastPath = false;  // whether the names are those of the path given last
-  std::wstring m_MainFile;
+  Names m_Names = Names::kNone;
+  std::wstring m_MainFile;  // the path given last
   std::wstring m_BackupFile;
   std::wstring m_TempFile;
   std::wstring m_BadFilePattern;              // with the "%d" unfilled
   std::optional<std::uint32_t> m_LastNumber;  // of a bad file
-  std::wstring m_RecoveryFile;                // empty until a copy to a bad file has worked
+  std::wstring m_RecoveryFile;                // empty until a file has been put aside
+  bool m_bAside = false;                      // whether the last attempt to do so has worked
 };
 
 }  // namespace cfgex

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <iterator>
 
 #include "platform/dom/live_counts.h"
@@ -212,6 +214,63 @@ TEST_P(FaultsTest, WhateverFailsTheResultIsTheToldOneAndTheFilesAreWhole) {
   }
   RecordProperty("calls_failed", failed);
 }
+
+class OpeningTest : public testing::TestWithParam<StoreCase> {};
+
+// What passes by says nothing about the file. Whatever call on it fails, however often, nothing is
+// lost; without the failure the store opens as if nothing had been.
+TEST_P(OpeningTest, AFailureToReadIsNoVerdict) {
+  Stage stage(GetParam());
+  if (stage.IsOpen()) stage.Close();
+  const Files before = stage.Before();
+  const std::string main = stage.MainName();
+  const bool isGood = IsValid(before, main);
+  const bool canHeal = IsValid(before, "main.backup.xml");
+  const auto isKept = [&](const Files& files) {
+    if (!before.contains(main)) return true;
+    if (files.contains(main) && files.at(main) == before.at(main)) return true;
+    return std::any_of(files.begin(), files.end(), [&](const auto& file) {
+      return file.first.ends_with(".bad") && file.second == before.at(main);
+    });
+  };
+  for (const char* failing : {"main.xml", "real/file.xml", "main.backup.xml"}) {
+    for (const char* call : {"open", "fstat", "read", "lstat", "readlink", "lseek", "access"}) {
+      for (const int error : {EMFILE, ENFILE, EIO, ESTALE, EACCES, ELOOP, ENOMEM}) {
+        bool happened = true;
+        for (int nth = 0; happened; ++nth) {
+          SCOPED_TRACE(std::string(call) + " of " + failing + ", number " + std::to_string(nth) +
+                       ", " + std::strerror(error));
+          stage.Reset();
+          Ending ending;
+          {
+            const Mishap mishap({call, stage.GetFolder().Root() / failing, error}, nth);
+            ending = stage.Run();
+            happened = mishap.Happened();
+          }
+          const Files files = stage.Read();
+          EXPECT_TRUE(!isGood || files.at(main) == before.at(main));
+          EXPECT_TRUE(isKept(files));
+          EXPECT_TRUE(!canHeal || IsValid(files, "main.backup.xml"));
+          EXPECT_TRUE(ending != Ending::kTrue || stage.Content() == ContentOf(files.at(main)));
+          EXPECT_EQ(stage.Open(), isGood || canHeal);
+          EXPECT_TRUE(isKept(stage.Read()));
+          const std::string opened = isGood ? main : "main.backup.xml";
+          EXPECT_TRUE(!before.contains(opened) || !IsValid(before, opened) ||
+                      stage.Content() == ContentOf(before.at(opened)));
+          if (HasFailure()) return;
+        }
+      }
+    }
+  }
+}
+
+std::vector<StoreCase> OpeningCases() {
+  std::vector<StoreCase> cases(StoreCases().begin(), StoreCases().end());
+  std::erase_if(cases, [](const StoreCase& c) { return c.kind != StoreCase::kOpening; });
+  return cases;
+}
+
+INSTANTIATE_TEST_SUITE_P(Operations, OpeningTest, testing::ValuesIn(OpeningCases()), NameOfCase);
 
 INSTANTIATE_TEST_SUITE_P(Operations, FaultsTest,
                          testing::ValuesIn(StoreCases().begin(), StoreCases().end()), NameOfCase);

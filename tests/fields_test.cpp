@@ -189,6 +189,27 @@ TEST_F(FieldsTest, NumbersKeepTheirRange) {
   EXPECT_EQ(TextOf(L"Size"), "-1");
 }
 
+// A text that could not be copied is not one that does not convert.
+TEST_F(FieldsTest, WantOfMemoryIsNoAnswer) {
+  int number = 0;
+  bool truth = false;
+  CVar any;
+  CCfgIntegerArray numbers;
+  numbers.AddItem(1);
+  const std::function<void()> operations[] = {
+      [&] { instance.GetFieldValue(L"Count", number); },
+      [&] { instance.SetFieldValue(L"Count", number); },
+      [&] { instance.GetFieldValue(L"On", truth); },
+      [&] { instance.GetFieldValue(L"Name", any); },
+      [&] { instance.SetFieldValue(L"Name", CVar::Shared("n")); },
+      [&] { instance.SetFieldValue(L"Numbers", numbers); },
+      [&] { instance.GetFieldValue(L"Numbers", numbers); }};
+  for (std::size_t i = 0; i < std::size(operations); ++i) {
+    const FailCall fail("SysAllocString", 1);
+    EXPECT_THROW(operations[i](), std::bad_alloc) << i;
+  }
+}
+
 TEST_F(FieldsTest, BooleansReadTheFourFormsOfASchema) {
   const std::pair<const wchar_t*, int> texts[] = {{L"true", 1}, {L"1", 1}, {L"false", 0},
                                                   {L"0", 0},    {L"", -1}, {L"yes", -1}};

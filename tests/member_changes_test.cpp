@@ -184,7 +184,10 @@ TEST_F(KeptTextTest, FollowsEveryItem) {
       Item(L"P", L"a", name) + Item(L"Q", L"b", name) + Item(L"R", L"c", name);
   std::wstring text = Configuration({members, members, members, Item(L"P", L"d") + L"<!--left-->"});
   text.replace(text.rfind(L"<Category>"), 9, L"<Category xml:space='preserve'");
-  text.replace(text.find(L"<Category>"), 10, L"<Category><!--first-->");
+  // A comment longer than a part: first in the file, in the root, in a group, between items, last.
+  const std::wstring comment = L"<!--" + std::wstring(2 * kLongText, L'c') + L"-->";
+  text.replace(text.find(L"<Category>"), 10, comment + L"<Category>" + comment);
+  text = comment + text.insert(text.find(L"<Q>"), comment) + comment;
   const wchar_t* const items = L"/Configuration/* | /Configuration/*/*";
   const long count = Load(text)->selectNodes(items)->get_length();
   ASSERT_EQ(count, 14);

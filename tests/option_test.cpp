@@ -2,6 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <thread>
+#include <vector>
+
+#include "platform/os/system.h"
 #include "tests/support/sample.h"
 
 namespace {
@@ -73,6 +78,23 @@ TEST(OptionTest, KeepsItsSchemaUntilItIsUninitialised) {
   EXPECT_EQ(major, 2U);
 }
 
+TEST(OptionTest, AVersionIsSplitAtItsSeparators) {
+  const struct {
+    const wchar_t *text, *separator, *pieces;
+  } cases[] = {{L"1.2", L".", L"0|1|2"},      {L"", L".", L"0|"},        {L".a.", L".", L"0||a|"},
+               {L"a::b::", L"::", L"0|a|b|"}, {L"a:b", L"::", L"0|a:b"}, {L"a", L"", L"0"},
+               {L"a", nullptr, L"0"}};
+  for (const auto& each : cases) {
+    std::vector<OS::x_wstring> tokens{L"0"};
+    const bool done = OS::SplitStringToTokensW(&tokens, each.text, each.separator);
+    EXPECT_EQ(done, tokens.size() > 1);
+    std::wstring pieces;
+    for (const OS::x_wstring& token : tokens) pieces += L"|" + token.str();
+    EXPECT_EQ(pieces.substr(1), each.pieces);
+  }
+  EXPECT_FALSE(OS::SplitStringToTokensW(nullptr, L"a", L"."));
+}
+
 TEST(OptionTest, RefusesWhatIsNoSchema) {
   const Folder folder;
   const std::wstring file = folder.Path(L"s.xsd");
@@ -88,6 +110,35 @@ TEST(OptionTest, RefusesWhatIsNoSchema) {
   }
   CCfgOption option;
   EXPECT_FALSE(option.Initialize(folder.Path(L"").c_str())) << "a directory";
+  const std::wstring late = folder.Path(L"late.xsd");
+  EXPECT_FALSE(option.Initialize(late.c_str())) << "not there yet";
+  WriteBytes(late,
+             "<xs:schema xmlns:xs='http://www.w3.org/2001/XMLSchema'>"
+             "<xs:include schemaLocation='part.xsd'/></xs:schema>");
+  EXPECT_FALSE(option.Initialize(late.c_str())) << "a part is not there yet";
+  WriteBytes(folder.Path(L"part.xsd"), SchemaWithRoot(""));
+  EXPECT_TRUE(option.Initialize(late.c_str()));
+}
+
+TEST(OptionTest, PluginsMayStartAtOnce) {
+  const Folder folder;
+  const std::wstring file = folder.Path(L"s.xsd");
+  WriteBytes(file, SchemaWithRoot("version='1.0.0.0'"));
+  for (int round = 0; round < 20; ++round) {
+    std::vector<std::thread> threads;
+    std::atomic<int> ready{0};
+    for (int i = 0; i < 4; ++i)
+      threads.emplace_back([&] {
+        for (++ready; ready < 4;) {
+        }
+        CCfgEx_Initialization(folder.Path(L"none.xsd").c_str());  // unless another was before it
+        EXPECT_TRUE(CCfgEx_Initialization(file.c_str()));
+        if (round % 2 != 0) CCfgEx_Uninitialization();
+      });
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(CCfgOption::m_pInstance != nullptr, round % 2 == 0);
+    CCfgEx_Uninitialization();
+  }
 }
 
 TEST(OptionTest, TheSingletonComesAndGoes) {
@@ -96,8 +147,11 @@ TEST(OptionTest, TheSingletonComesAndGoes) {
   WriteBytes(file, SchemaWithRoot("version='1.0.0.0'"));
   EXPECT_TRUE(CCfgEx_Uninitialization());
   EXPECT_EQ(CCfgOption::m_pInstance, nullptr);
-  ASSERT_TRUE(CCfgEx_Initialization(file.c_str()));
-  const CCfgOption kept(*CCfgOption::Instance());
+  EXPECT_FALSE(CCfgEx_Initialization(folder.Path(L"none.xsd").c_str()));
+  ASSERT_TRUE(CCfgEx_Initialization(file.c_str())) << "after one that failed";
+  EXPECT_TRUE(CCfgEx_Initialization(folder.Path(L"none.xsd").c_str())) << "the first one stays";
+  EXPECT_EQ(CCfgOption::m_pInstance->GetSchemaFile(), file);
+  const CCfgOption kept(*CCfgOption::m_pInstance);
   EXPECT_TRUE(CCfgEx_Uninitialization());
   EXPECT_EQ(CCfgOption::m_pInstance, nullptr);
   EXPECT_EQ(kept.GetSchemaCache(), nullptr);

@@ -118,7 +118,7 @@ TEST(Parser, WhatIsNotWellFormedIsRefusedInSilence) {
     EXPECT_THROW(document->load(file), _com_error) << "a document is loaded once";
   }
   EXPECT_FALSE(NewDocument()->load(folder.Path(L"absent.xml")));
-  EXPECT_FALSE(NewDocument()->load(folder.Path(L"")));
+  EXPECT_THROW(NewDocument()->load(folder.Path(L"")), FileNotRead) << "a directory";
   EXPECT_FALSE(NewDocument()->loadXML(std::wstring_view(L"<a>\0</a>", 8)));
   EXPECT_FALSE(NewDocument()->loadXML(L"<a>\xd800</a>"));
   EXPECT_TRUE(NewDocument()->loadXML(test::Wide(Nested(kMaxDepth))));

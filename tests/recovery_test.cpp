@@ -4,8 +4,15 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <chrono>
+#include <functional>
+#include <map>
+#include <optional>
+#include <thread>
 
+#include "platform/fault_point.h"
 #include "src/config_file_set.h"
+#include "tests/support/mishap.h"
 #include "tests/support/sample.h"
 
 namespace {
@@ -55,9 +62,24 @@ TEST_F(RecoveryTest, AGoodFileIsLoadedAndBackedUp) {
   EXPECT_EQ(ReadBytes(folder.Path(L"main.backup.xml")), kOther);
 }
 
+TEST(OpeningTest, DropsEmptyGroupsOnceThereAreMoreThanAHundred) {
+  for (const auto& [empty, kept] : {std::pair(100, 100), std::pair(101, 0)}) {
+    std::vector<std::wstring> groups(static_cast<std::size_t>(empty));
+    groups.insert(groups.begin() + 50, Item(L"P", L"a"));
+    groups.push_back(L"<!--somebody's-->");
+    Sample sample(groups);
+    const std::wstring one = Document(L"a", {Item(L"P", L"a", L"<Name>n</Name>")});
+    ASSERT_TRUE(sample.store->SetConfiguration(one.c_str(), nullptr, nullptr));
+    const std::string layout = sample.Layout();
+    EXPECT_EQ(std::count(layout.begin(), layout.end(), '['), kept + 2) << empty;
+  }
+}
+
 TEST_F(RecoveryTest, ABadFileIsQuarantinedAndReplacedByItsBackup) {
   const std::string bad[] = {kInvalid, "", kGood.substr(0, 40), "\xff\xfe\x00",
-                             "<!DOCTYPE Configuration>" + kGood};
+                             "<!DOCTYPE Configuration>" + kGood,
+                             // valid by the schema, but no configuration
+                             "<Category/>", "<P><InstanceId>a</InstanceId></P>"};
   for (const std::string& text : bad) {
     WriteBytes(folder.Path(L"main.xml"), text);
     WriteBytes(folder.Path(L"main.backup.xml"), kGood);
@@ -91,19 +113,116 @@ TEST_F(RecoveryTest, WithoutAGoodBackupNothingIsLoaded) {
   EXPECT_EQ(NameOf(L"a"), "none");
 }
 
-// On a fast disk it takes less than a millisecond to find both bad.
-TEST_F(RecoveryTest, TwoBadFilesOfOneMillisecondAreTwo) {
-  const Folder fast(Folder::Place::kMemory);
-  for (int time = 0; time < 20; ++time) {
-    const std::wstring stem = fast.Path(L"main" + std::to_wstring(time));
-    const std::string text = kInvalid + "<!--" + std::to_string(time) + "-->";
-    WriteBytes(stem + L".xml", text);
-    WriteBytes(stem + L".backup.xml", "<Bad/>");
-    EXPECT_FALSE(store.Initialize((stem + L".xml").c_str()));
-    const std::vector<std::string> names = fast.Names();
-    EXPECT_TRUE(std::any_of(names.begin(), names.end(), [&](const std::string& name) {
-      return ReadBytes(fast.Path(Wide(name))) == text;
-    })) << "the last content is gone";
+TEST_F(RecoveryTest, ABadFileIsKeptOnce) {
+  const auto findBad = [&](const std::string& main, const char* backup) {
+    WriteBytes(folder.Path(L"main.xml"), main);
+    if (backup != nullptr) WriteBytes(folder.Path(L"main.backup.xml"), backup);
+    EXPECT_FALSE(Open(L"main.xml"));
+    EXPECT_FALSE(Open(L"main.xml"));
+    return BadFiles().size();
+  };
+  EXPECT_EQ(findBad(kInvalid, nullptr), 1U);
+  EXPECT_EQ(findBad(kInvalid, "<Bad/>"), 2U) << "the backup is one more";
+  EXPECT_EQ(findBad(kInvalid, "<Bad/>"), 4U) << "neither is the newest any more";
+}
+
+// Where a damaged file cannot be copied it gets a second name, or goes to one, and stays in its
+// place if that cannot be either. It is never lost.
+TEST_F(RecoveryTest, ADamagedFileIsNotReplacedBeforeItIsSafe) {
+  using Calls = std::vector<std::pair<std::string, std::string>>;  // and the end of a name
+  static Calls failing;
+  const Calls noCopy = {{"open", ".main.bad.cfgex-new"}};
+  const Calls noLink = {{"open", ".main.bad.cfgex-new"}, {"link", ""}};
+  const Calls noRestore = {{"open", ".cfgex-new"}, {"link", ""}};
+  const Calls noMove = {{"open", ".main.bad.cfgex-new"}, {"link", ""}, {"renameat2", ""}};
+  struct Row {
+    const char* name;
+    Calls failing;
+    bool hasBackup;
+    bool opens;
+  } const rows[] = {
+      {"no copy", noCopy, true, true},          {"no copy, no backup", noCopy, false, false},
+      {"no link", noLink, true, true},          {"no link, no backup", noLink, false, false},
+      {"no restoring", noRestore, true, false}, {"nothing", noMove, true, false},
+  };
+  for (const bool isLink : {false, true}) {
+    for (const Row& row : rows) {
+      SCOPED_TRACE(std::string(row.name) + (isLink ? ", through a link" : ""));
+      const Folder place(Folder::Place::kMemory);
+      if (isLink) std::filesystem::create_symlink("real", place.Root() / "main.xml");
+      WriteBytes(place.Path(L"main.xml"), kInvalid);
+      if (row.hasBackup) WriteBytes(place.Path(L"main.backup.xml"), kGood);
+      failing = row.failing;
+      cfgex::g_FaultHook = [](cfgex::FaultPoint& point) noexcept {
+        point.error = ENOSPC;
+        return std::any_of(failing.begin(), failing.end(), [&](const auto& call) {
+          return point.operation == call.first && std::string(point.path).ends_with(call.second);
+        });
+      };
+      EXPECT_EQ(store.Initialize(place.Path(L"main.xml").c_str()), row.opens);
+      cfgex::g_FaultHook = nullptr;
+      EXPECT_EQ(ReadBytes(place.Path(L"main.xml")), row.opens ? kGood : kInvalid);
+      EXPECT_EQ(std::filesystem::is_symlink(place.Root() / "main.xml"), isLink);
+      const std::vector<std::string> names = place.Names();
+      const auto bad = std::find_if(names.begin(), names.end(),
+                                    [](const auto& name) { return name.ends_with(".bad"); });
+      EXPECT_TRUE(bad != names.end() || !row.opens);
+      EXPECT_TRUE(bad == names.end() || ReadBytes(place.Path(Wide(*bad))) == kInvalid);
+    }
+  }
+}
+
+// At the end the file on disk becomes the backup. It may be another than this store has read or
+// written, and then it is judged first.
+TEST_F(RecoveryTest, OnlyAGoodFileGoesOverTheBackupAtTheEnd) {
+  const std::wstring main = folder.Path(L"main.xml");
+  const std::wstring backup = folder.Path(L"main.backup.xml");
+  for (int ways = 0; ways < 32; ++ways) {
+    const bool isSettled = (ways & 1) != 0, isSaved = (ways & 2) != 0, isRenamed = (ways & 4) != 0,
+               isGood = (ways & 8) != 0, isUnread = (ways & 16) != 0;
+    SCOPED_TRACE("ways " + std::to_string(ways));
+    WriteBytes(main, kGood);
+    if (isSettled) std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    ASSERT_TRUE(Open(L"main.xml"));
+    const std::wstring change = Document(L"b", {Item(L"P", L"b")});
+    ASSERT_TRUE(!isSaved || store.SetConfiguration(change.c_str(), nullptr, nullptr));
+    std::string text = ReadBytes(main);
+    text[isGood ? text.find("good") : text.rfind('<')] = '_';  // the size stays
+    WriteBytes(isRenamed ? folder.Path(L"new") : main, text);
+    if (isRenamed) std::filesystem::rename(folder.Root() / "new", folder.Root() / "main.xml");
+    {
+      std::optional<Mishap> unread;
+      if (isUnread) unread.emplace(Mishap::Calls{"read", Narrow(main), EIO}, 0);
+      store = CCfgConfigurationEx(option);
+    }
+    EXPECT_EQ(ReadBytes(backup), isGood && !isUnread ? text : kGood);
+    EXPECT_EQ(ReadBytes(main), text);
+  }
+}
+
+// What another program writes between the judging and the copying was not judged.
+TEST_F(RecoveryTest, WhatComesAfterTheReadingIsNotBackedUp) {
+  static std::string main;
+  static int opened;
+  main = Narrow(folder.Path(L"main.xml"));
+  for (const bool isClosing : {false, true}) {
+    WriteBytes(Wide(main), kGood);
+    ASSERT_TRUE(!isClosing || Open(L"main.xml"));
+    opened = 0;
+    cfgex::g_FaultHook = [](cfgex::FaultPoint& point) noexcept {
+      if (point.operation == std::string("open") && main == point.path && ++opened == 2)
+        WriteBytes(Wide(main), kInvalid);
+      return false;
+    };
+    if (isClosing) {
+      WriteBytes(Wide(main), kOther);
+      store = CCfgConfigurationEx(option);
+    } else {
+      EXPECT_TRUE(Open(L"main.xml"));
+    }
+    cfgex::g_FaultHook = nullptr;
+    EXPECT_GE(opened, 2);
+    EXPECT_NE(ReadBytes(folder.Path(L"main.backup.xml")), kInvalid);
   }
 }
 
@@ -129,10 +248,28 @@ TEST_F(RecoveryTest, ANullPathChangesNothing) {
   EXPECT_EQ(NameOf(L"a"), "good");
 }
 
-TEST_F(RecoveryTest, ADirectoryIsNoFile) {
-  std::filesystem::create_directory(folder.Root() / "main.xml");
-  EXPECT_FALSE(Open(L"main.xml"));
-  EXPECT_TRUE(BadFiles().empty());
+// What leads to no text is no configuration, and no damage either: it stays as it is.
+TEST_F(RecoveryTest, WhatIsNoFileIsLeftAlone) {
+  WriteBytes(folder.Path(L"main.backup.xml"), kGood);
+  CCfgOption none;
+  CCfgConfigurationEx withoutSchema(none);
+  const std::filesystem::path main = folder.Root() / "main.xml";
+  const std::function<void()> makers[] = {
+      [&] { std::filesystem::create_directory(main); },
+      [&] { ASSERT_EQ(::mkfifo(main.c_str(), 0600), 0); },
+      [&] { std::filesystem::create_symlink("nothing.xml", main); },
+      [&] { std::filesystem::create_symlink("main.xml", main); },
+  };
+  for (const std::function<void()>& make : makers) {
+    make();
+    const auto names = folder.Names();
+    const auto type = std::filesystem::symlink_status(main).type();
+    EXPECT_FALSE(Open(L"main.xml"));
+    EXPECT_FALSE(withoutSchema.Initialize(folder.Path(L"main.xml").c_str()));
+    EXPECT_EQ(folder.Names(), names);
+    EXPECT_EQ(std::filesystem::symlink_status(main).type(), type);
+    std::filesystem::remove(main);
+  }
 }
 
 TEST_F(RecoveryTest, APercentInThePathIsNoFormat) {
@@ -251,6 +388,44 @@ TEST_F(RecoveryTest, CopiesOfAHandleAreOneStore) {
   EXPECT_TRUE(FileExists(folder.Path(L"main.backup.xml")));
 }
 
+// On a fast disk many are made in a millisecond: main and backup of one store, and those of others
+// under the same stem. It holds on every file system: one that cannot rename to a new name, and one
+// that has no links either, say so in these calls.
+TEST(ConfigFileSetTest, BadFilesOfOneMillisecondAreAllKept) {
+  static int unknown;
+  for (unknown = 0; unknown <= 2; ++unknown) {
+    const Folder folder(Folder::Place::kMemory);
+    cfgex::g_FaultHook = [](cfgex::FaultPoint& point) noexcept {
+      const std::string_view operation = point.operation;
+      return (unknown >= 1 && operation == "renameat2") || (unknown >= 2 && operation == "link");
+    };
+    constexpr int kStores = 4;
+    constexpr int kFiles = 50;
+    {
+      std::vector<std::jthread> threads;
+      for (int i = 0; i < kStores; ++i) {
+        threads.emplace_back([&folder, i] {
+          cfgex::CConfigFileSet set;
+          set.DeriveFileNames(folder.Path(L"main.xml").c_str());
+          const std::wstring source = folder.Path(std::to_wstring(i));
+          for (int k = 0; k < kFiles; ++k) {
+            WriteBytes(source, std::to_string(i) + "/" + std::to_string(k));
+            EXPECT_TRUE(k % 2 == 0 ? set.CopyToBadFile(source.c_str()) : set.WriteBadFile(L"x"));
+          }
+        });
+      }
+    }
+    cfgex::g_FaultHook = nullptr;
+    std::map<std::string, int> found;
+    for (const std::string& name : folder.Names()) {
+      EXPECT_FALSE(name.starts_with(".")) << name;
+      if (name.ends_with(".bad")) ++found[ReadBytes(folder.Path(Wide(name)))];
+    }
+    EXPECT_EQ(found[std::string("x\0", 2)], kStores * kFiles / 2);
+    EXPECT_EQ(found.size(), 1U + kStores * kFiles / 2) << "way " << unknown;
+  }
+}
+
 struct Derivation {
   std::wstring path;
   std::wstring backup;  // empty when there are no names
@@ -282,6 +457,23 @@ TEST(ConfigFileSetTest, DerivesNamesFromThePathUpToItsLastDot) {
   ASSERT_TRUE(set.DeriveFileNames(L"a.xml"));
   EXPECT_TRUE(set.DeriveFileNames(L"plain")) << "an earlier path's names stay";
   EXPECT_EQ(set.GetBackupFile(), L"a.backup.xml");
+  EXPECT_FALSE(set.HasCompanions());
+}
+
+// A path without names uses the earlier one's for bad files, but not the rights of its file.
+TEST(ConfigFileSetTest, ABadFileIsNoMoreOpenThanTheFileOfThePathGivenLast) {
+  const Folder folder;
+  std::filesystem::create_directory(folder.Root() / "plain");
+  WriteBytes(folder.Path(L"main.xml"), kGood);
+  WriteBytes(folder.Path(L"plain/main"), kGood);
+  std::filesystem::permissions(folder.Root() / "plain/main", std::filesystem::perms::owner_read);
+  cfgex::CConfigFileSet set;
+  ASSERT_TRUE(set.DeriveFileNames(folder.Path(L"main.xml").c_str()));
+  set.DeriveFileNames(folder.Path(L"plain/main").c_str());
+  ASSERT_TRUE(set.WriteBadFile(L"text"));
+  ASSERT_EQ(set.FindBadFiles().size(), 1U);
+  EXPECT_EQ(std::filesystem::status(Narrow(set.FindBadFiles().front())).permissions(),
+            std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
 }
 
 }  // namespace

@@ -158,6 +158,10 @@ TEST_F(RecipesTest, AnObjectOfAnotherKindIsPutInAsAWhole) {
   EXPECT_TRUE(device.SetFieldValue(L"Driver/Host", L"plant.example"));
   EXPECT_FALSE(device.GetFieldValue(L"Driver/Baud", baud));
   EXPECT_TRUE(Put(device));
+
+  CCfgObject field(option);  // what only one of the kinds declares
+  for (const wchar_t* name : {L"Baud", L"Host"})
+    EXPECT_TRUE(CCfgCategory(L"Device", option).CreateObject(name, field)) << Narrow(name);
 }
 
 TEST_F(RecipesTest, AListOfObjectsGrowsThroughTheText) {

@@ -1,6 +1,11 @@
 #include "tests/store_model.h"
 
+#include <libxml/parser.h>
+#include <libxml/tree.h>
+
 #include <algorithm>
+#include <cctype>
+#include <memory>
 #include <utility>
 
 #include "tests/support/sample.h"
@@ -209,7 +214,7 @@ bool Copy(Picture& store, const std::wstring& source, const std::wstring& target
   if (category != (*old)[0][0].category) return false;
 
   Closure gone = Reached(store, target, category);
-  if (source != target && Holds(gone, {category, source})) {
+  if (source != target && (deep || Holds(gone, {category, source}))) {
     Erase(gone, {category, source});
     for (const auto& [key, ids] : Reached(store, source, category))
       for (const std::wstring& id : ids) Erase(gone, {key, id});
@@ -271,11 +276,37 @@ std::wstring EmbeddedObject(const std::wstring& content) {
   return L"<Label>l</Label><InstanceId>a</InstanceId>" + content;
 }
 
-std::wstring Render(const Instance& instance) {
+// "p" stands for a prefix that is declared further up, "U" for its namespace.
+const wchar_t* const kTable[] = {
+    L"",
+    L"<Names of='p:a'>p:a  p:b c</Names>",
+    L"<Names><![CDATA[p]]>:a<!--x--> p:b</Names>",
+    L"<Nil xsi:nil='true'/>",
+    L"<Plain xsi:type='PartType'><!--in it--><Label><![CDATA[l]]></Label></Plain>",
+    (L"<Any>text <p:b p:c='p:d'> <q:e xmlns:q='U'>q:a</q:e></p:b> &#13;&#9;"
+     L"<![CDATA[a]]]]><![CDATA[>&<]]>!<!-- c --><?pi x?></Any>"),
+    (L"<Any><island xmlns='urn:island' xmlns:p='urn:inner'>p:x <Name p:y='&#10;'/> "
+     L"</island>p:x</Any>"),
+    L"<Any xml:space='preserve'> <b xml:lang='de'/> <![CDATA[]]></Any>",
+    L"<?pi?><!----><Nil>&#13;&#10; </Nil><Any> </Any>",
+    L"<Any>(p:a/q:b) 12:30 http://p:80<c xmlns:p='urn:other' a='p:a'/></Any>",
+};
+
+std::wstring Dressed(const Dress& dress) {
+  std::wstring text = kTable[dress.kind];
+  for (size_t at = 0; (at = text.find(L"'U'", at)) != text.npos;)
+    text.replace(at + 1, 1, dress.uri);
+  return text;
+}
+
+std::wstring Render(const Instance& instance, const std::wstring& uri) {
   std::wstring refs;
   std::wstring parts;
   std::vector<std::wstring> nested;
-  std::wstring text = Tagged(L"InstanceId", Escaped(instance.id));
+  const Dress& dress = instance.dress;
+  std::wstring text =
+      Tagged(L"InstanceId",
+             dress.kind % 2 == 0 ? Escaped(instance.id) : L"<![CDATA[" + instance.id + L"]]>");
   if (!instance.name.empty()) text += Tagged(L"Name", Escaped(instance.name));
   for (const Reference& reference : instance.references) {
     std::wstring target = Tagged(L"InstanceId", Escaped(reference.id));
@@ -304,18 +335,119 @@ std::wstring Render(const Instance& instance) {
   for (size_t i = nested.size(); i > 0; --i) part = Tagged(L"Part", nested[i - 1].append(part));
   text += part;
   if (!parts.empty()) text += Tagged(L"Parts", parts);
-  return Tagged(instance.category, text);
+  text = Tagged(instance.category, text + Dressed(dress));
+  if (dress.kind != 0 && dress.uri != uri)
+    text.insert(1 + instance.category.size(), L" xmlns:p='" + dress.uri + L"'");
+  return text;
+}
+
+using Document = std::unique_ptr<xmlDoc, decltype(&xmlFreeDoc)>;
+
+const char* Chars(const xmlChar* text) {
+  return text != nullptr ? reinterpret_cast<const char*>(text) : "";
+}
+
+std::string NameOf(const xmlNode* node) {
+  return (node->ns != nullptr ? "{" + std::string(Chars(node->ns->href)) + "}" : "") +
+         Chars(node->name);
+}
+
+// The text with the namespace for each prefix that is declared.
+std::string Resolved(const std::string& text, const xmlNode* element) {
+  std::string resolved;
+  for (const char c : text) {
+    if (c == ':') {
+      size_t start = resolved.size();
+      while (start > 0 && std::isalpha(static_cast<unsigned char>(resolved[start - 1])) != 0)
+        --start;
+      const std::string prefix = resolved.substr(start);
+      const xmlNs* ns = xmlSearchNs(element->doc, const_cast<xmlNode*>(element),
+                                    reinterpret_cast<const xmlChar*>(prefix.c_str()));
+      if (ns != nullptr)
+        resolved.replace(start, prefix.size(), "{" + std::string(Chars(ns->href)) + "}");
+    }
+    resolved += c;
+  }
+  return resolved;
+}
+
+// White space between elements only is there for the layout.
+bool IsLaidOut(const xmlNode* element) {
+  bool elements = false;
+  for (const xmlNode* child = element->children; child != nullptr; child = child->next) {
+    elements = elements || child->type == XML_ELEMENT_NODE;
+    const bool isText = child->type == XML_TEXT_NODE || child->type == XML_CDATA_SECTION_NODE;
+    if (isText &&
+        std::string(Chars(child->content)).find_first_not_of(" \t\r\n") != std::string::npos)
+      return false;
+  }
+  return elements && xmlNodeGetSpacePreserve(const_cast<xmlNode*>(element)) != 1;
+}
+
+void Canonise(const xmlNode* node, int depth, std::string& out, std::string& frame) {
+  out += "<" + NameOf(node);
+  std::map<std::string, std::string> attributes;
+  for (const xmlAttr* attr = node->properties; attr != nullptr; attr = attr->next) {
+    const auto* attrNode = reinterpret_cast<const xmlNode*>(attr);
+    xmlChar* value = xmlNodeGetContent(const_cast<xmlNode*>(attrNode));
+    attributes[NameOf(attrNode)] = Resolved(Chars(value), node);
+    xmlFree(value);
+  }
+  for (const auto& [name, value] : attributes)
+    out.append(" ").append(name).append("='").append(value).append("'");
+  out += ">";
+  const bool laidOut = IsLaidOut(node);
+  std::string text;
+  std::string others;  // comments and instructions, each with its place in the text
+  const auto flush = [&] {
+    out += Resolved(text, node) + others;
+    text.clear();
+    others.clear();
+  };
+  for (const xmlNode* child = node->children; child != nullptr; child = child->next) {
+    if (child->type == XML_ELEMENT_NODE) {
+      flush();
+      Canonise(child, depth + 1, out, frame);
+    } else if (child->type == XML_TEXT_NODE || child->type == XML_CDATA_SECTION_NODE) {
+      if (!laidOut) text += Chars(child->content);
+    } else {
+      (depth < 2 ? frame : others) += "<!" + std::to_string(text.size()) + Chars(child->name) +
+                                      " " + Chars(child->content) + ">";
+    }
+  }
+  flush();
+  out += "</" + NameOf(node) + ">";
 }
 
 }  // namespace
 
-std::vector<std::wstring> Render(const Picture& picture) {
+const size_t kDresses = std::size(kTable);
+
+std::vector<std::wstring> Render(const Picture& picture, const std::wstring& uri) {
   std::vector<std::wstring> groups;
   for (const Group& group : picture) {
     std::wstring& text = groups.emplace_back();
-    for (const Instance& instance : group) text += Render(instance);
+    for (const Instance& instance : group) text += Render(instance, uri);
   }
   return groups;
+}
+
+std::wstring Canonical(const std::wstring& xml) {
+  const std::string bytes = Narrow(xml);
+  const Document document(
+      xmlReadMemory(bytes.data(), static_cast<int>(bytes.size()), nullptr, nullptr,
+                    XML_PARSE_NOENT | XML_PARSE_HUGE | XML_PARSE_NOERROR | XML_PARSE_NOWARNING),
+      &xmlFreeDoc);
+  if (document == nullptr) return L"not well-formed: " + xml.substr(0, 1000);
+  std::string out;
+  std::string frame;
+  for (const xmlNode* node = document->children; node != nullptr; node = node->next) {
+    if (node->type == XML_ELEMENT_NODE)
+      Canonise(node, 0, out, frame);
+    else
+      frame += "<!" + std::string(Chars(node->name)) + " " + Chars(node->content) + ">";
+  }
+  return Wide(out + "\n" + frame);
 }
 
 std::string Show(const Picture& picture) {
@@ -326,6 +458,8 @@ std::string Show(const Picture& picture) {
     for (const Instance& instance : group) {
       text += (text.back() == L'[' ? L"" : L", ") + instance.category + L":" + instance.id;
       if (!instance.name.empty()) text += L" '" + instance.name + L"'";
+      if (instance.dress.kind != 0)
+        text += L" +" + std::to_wstring(instance.dress.kind) + L"(" + instance.dress.uri + L")";
       for (const Reference& reference : instance.references)
         text += std::wstring(L" ") + kWhere[static_cast<int>(reference.where)] + L"=" +
                 reference.category + L":" + reference.id;

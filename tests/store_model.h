@@ -27,11 +27,20 @@ struct Reference {
   Where where;
 };
 
+// What else an instance holds: XML content from a table, which must keep its meaning wherever the
+// instance goes. Prefixes in it are bound to `uri`.
+struct Dress {
+  size_t kind = 0;  // below kDresses; 0 for none
+  std::wstring uri;
+};
+extern const size_t kDresses;
+
 struct Instance {
   std::wstring category;
   std::wstring id;
   std::wstring name;
   std::vector<Reference> references;
+  Dress dress = {};
 };
 
 using Group = std::vector<Instance>;
@@ -57,7 +66,13 @@ void Rename(Picture& store, IdList& changed, const std::map<std::wstring, std::w
 
 // References in the order of the rendering, and no more of them than fit.
 void Arrange(Instance& instance);
-std::vector<std::wstring> Render(const Picture& picture);  // the content of each group, as XML
+// The content of each group, as XML. Around it the prefix p is bound to `uri`, if to anything, and
+// xsi as usual.
+std::vector<std::wstring> Render(const Picture& picture, const std::wstring& uri = L"");
+// What a text means: names and prefixes in values with their namespaces, no declarations, CDATA as
+// text, attributes in order, no white space that is there for the layout. Comments outside of
+// instances come after the rest.
+std::wstring Canonical(const std::wstring& xml);
 std::string Show(const Picture& picture);  // for people: "[P:a 'name' Ref=Q:b, R:c][]"
 
 }  // namespace test::model

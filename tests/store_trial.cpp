@@ -61,13 +61,24 @@ std::wstring Dice::AnyText() {
   return OneIn(4) ? L"" : OneIn(4) ? L"\u00e9 & <" : L"n" + std::to_wstring(Below(99));
 }
 
+Dress Dice::AnyDress() {
+  if (OneIn(3)) return {};
+  return {Below(kDresses), AnyUri()};
+}
+
+Frame AnyFrame(Dice& dice) {
+  static const size_t kLengths[] = {0, 10, 40000, 100000};
+  return {dice.OneIn(3) ? kLengths[dice.Below(4)] : 0, dice.OneIn(3),
+          dice.OneIn(3) ? L"" : dice.AnyUri()};
+}
+
 Picture AnyStart(Dice& dice) {
   Picture start;
   start.resize(1 + dice.Below(5));
   std::set<Pair> names;
   for (size_t n = dice.Below(13); n > 0; --n) names.insert(dice.Name());
   for (const auto& [category, id] : names)
-    start[dice.Below(start.size())].push_back({category, id, dice.AnyText(), {}});
+    start[dice.Below(start.size())].push_back({category, id, dice.AnyText(), {}, dice.AnyDress()});
   const Picture targets = start;
   for (Group& group : start)
     for (Instance& instance : group) dice.Connect(instance, targets, 3);
@@ -76,17 +87,16 @@ Picture AnyStart(Dice& dice) {
 
 namespace {
 
-// The XML of the document without white space between elements.
-std::wstring Condensed(const std::wstring& xml) {
-  const auto document = cfgex::CreateObject<cfgex::IXMLDOMDocument2>(L"MSXML2.DOMDocument.6.0");
-  return document->loadXML(xml) ? document->get_documentElement()->get_xml() : L"not well-formed";
-}
-
-std::wstring Joined(const std::vector<std::wstring>& groups) {
+std::wstring Joined(const std::vector<std::wstring>& groups, const wchar_t* firstInGroup = L"") {
   std::wstring text;
   for (const std::wstring& group : groups)
-    text += group.empty() ? L"<Category/>" : L"<Category>" + group + L"</Category>";
+    text += L"<Category>" + (firstInGroup + group) + L"</Category>";
   return text;
+}
+
+std::wstring Declarations(const std::wstring& uri) {
+  return L" xmlns:xsi='http://www.w3.org/2001/XMLSchema-instance'" +
+         (uri.empty() ? L"" : L" xmlns:p='" + uri + L"'");
 }
 
 // Whether one category and id stand twice.
@@ -100,17 +110,27 @@ bool HasTwins(const Picture& picture) {
 
 }  // namespace
 
-Trial::Trial(const Sequence& sequence) : m_Sample(Render(sequence.start)), m_Model(sequence.start) {
-  Say("start  " + Show(m_Model));
-  Compare();
-  for (const Operation& operation : sequence.operations) {
-    if (Failed()) break;
-    try {
+Trial::Trial(const Sequence& sequence)
+    : m_Frame(sequence.frame),
+      m_Sample({}),
+      m_Model(sequence.start),
+      m_Disk(m_Model),
+      m_Backup(m_Model),
+      m_GroupComments(m_Frame.comments ? m_Model.size() : 0) {
+  Say("start  " + std::to_string(m_Frame.prolog) + (m_Frame.comments ? " comments " : " ") +
+      Narrow(m_Frame.uri) + " " + Show(m_Model));
+  m_Sample.store.reset();
+  WriteBytes(m_Sample.configFile, Narrow(FileText(m_Model, true)));
+  m_Sample.Reopen();
+  try {
+    Compare();
+    for (const Operation& operation : sequence.operations) {
+      if (Failed()) break;
       Do(operation);
       if (!Failed()) Compare();
-    } catch (const std::exception& failure) {
-      Differ("raised", "nothing", failure.what());
     }
+  } catch (const std::exception& failure) {
+    Differ("raised", "nothing", failure.what());
   }
 }
 
@@ -126,7 +146,7 @@ void Trial::Expect(const std::string& what, const std::wstring& model,
 
 // The file, and the answer for every id; for one of them also in each category.
 void Trial::Compare() {
-  Expect("the file", ModelXml(), FileXml());
+  if (m_Disk) Expect("the file", Canonical(FileText(*m_Disk)), FileXml());
   std::set<std::wstring> asked = {L"a", L"none", L"it's"};
   for (const Group& group : m_Model)
     for (const Instance& instance : group) asked.insert(instance.id);
@@ -145,21 +165,20 @@ void Trial::CompareReading(const std::wstring& id, const std::wstring& category)
                         : m_Sample.store->GetConfiguration(id.c_str(), category.c_str(), xml);
   const std::wstring expected =
       !document ? L"nothing"
-                : L"<Configuration xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\""
-                  L" xsi:noNamespaceSchemaLocation=\"" +
+                : Canonical(
+                      L"<Configuration xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\""
+                      L" xsi:noNamespaceSchemaLocation=\"" +
                       m_Sample.schemaFile + L"\" instance_id=\"" + id +
                       L"\" major_version=\"1\" minor_version=\"2\" revision=\"3\">" +
-                      Joined(Render(*document)) + L"</Configuration>";
+                      Joined(Render(*document)) + L"</Configuration>");
   Expect("reading " + Narrow(category + L":" + id), (document ? L"true " : L"false ") + expected,
-         (done ? L"true " : L"false ") + xml.str());
+         done ? L"true " + Canonical(xml.str()) : L"false " + xml.str());
 }
 
 void Trial::Do(const Operation& operation) {
   Dice dice(operation.seed, operation.bytes);
-  if (operation.kind == Operation::kReopen) {
-    Say("reopen");
-    return m_Sample.Reopen();
-  }
+  if (operation.kind == Operation::kReopen) return Reopen();
+  if (operation.kind == Operation::kTouch) return Touch(dice);
   const Instance* stored = dice.OneIn(12) ? nullptr : dice.Any(m_Model);
   const Instance instance = stored != nullptr ? *stored : Instance{L"P", L"none", L"", {}};
   IdList expected;
@@ -190,16 +209,19 @@ void Trial::Do(const Operation& operation) {
         document = *Read(m_Model, id);
       } else {
         const auto [category, fresh] = dice.Name();
-        document = {{{category, fresh, dice.AnyText(), {}}}};
+        document = {{{category, fresh, dice.AnyText(), {}, dice.AnyDress()}}};
         id = fresh;
       }
       for (size_t n = dice.Below(5); n > 0; --n) Change(dice, document);
     }
     if (dice.OneIn(25)) id = L"other";
     isExpected = (remove ? Remove : Write)(next, document, id, expected);
-    call = [&, document, id, remove] {
-      Say((remove ? "remove  " : "write  ") + Narrow(id) + "  " + Show(document));
-      const std::wstring xml = Document(id == L"x&y" ? L"x&amp;y" : id, Render(document));
+    const std::wstring uri = dice.OneIn(3) ? L"" : dice.AnyUri();
+    call = [&, document, id, remove, uri] {
+      Say((remove ? "remove  " : "write  ") + Narrow(id) + "  " + Narrow(uri) + " " +
+          Show(document));
+      std::wstring xml = Document(id == L"x&y" ? L"x&amp;y" : id, Render(document, uri));
+      xml.insert(xml.find(L" instance_id"), Declarations(uri));
       return remove ? store.RemoveConfiguration(xml.c_str(), &changed)
                     : store.SetConfiguration(xml.c_str(), &changed, nullptr);
     };
@@ -208,9 +230,31 @@ void Trial::Do(const Operation& operation) {
   const bool done = call();
   m_Model = next;
   if (isExpected && deep) TakeNewIds(expected);
+  if (isExpected) m_Disk = m_Model;
   Expect("result", isExpected ? L"true" : L"false", done ? L"true" : L"false");
   const std::string reported = Join(Ids(expected.begin(), expected.end()));
   if (reported != Join(changed)) Differ("changed ids", reported, Join(changed));
+}
+
+// What another program wrote is taken over if it is good, and else put back from the backup.
+void Trial::Reopen() {
+  Say("reopen");
+  if (m_Disk) m_Backup = *m_Disk;
+  m_Disk = m_Model = m_Backup;
+  m_Sample.Reopen();
+}
+
+// Another program writes the file. The store goes on with what it has, and its next save replaces
+// that.
+void Trial::Touch(Dice& dice) {
+  const bool damages = dice.OneIn(2);
+  Say(damages ? "the file is damaged" : "the file is written by another program");
+  m_Disk.reset();
+  if (damages) return WriteBytes(m_Sample.configFile, "<Configuration>");
+  Picture picture = m_Model;
+  if (!picture.empty()) picture[dice.Below(picture.size())].clear();
+  WriteBytes(m_Sample.configFile, Narrow(FileText(picture)));
+  m_Disk = picture;
 }
 
 std::wstring Trial::PickTarget(Dice& dice, const Instance& source) {
@@ -228,7 +272,7 @@ void Trial::Change(Dice& dice, Picture& document) {
   Group& group = document[dice.Below(document.size())];
   if (group.empty()) return;
   Instance& instance = group[dice.Below(group.size())];
-  switch (dice.Below(8)) {
+  switch (dice.Below(9)) {
     case 0:
       instance.name = dice.AnyText();
       break;
@@ -250,12 +294,15 @@ void Trial::Change(Dice& dice, Picture& document) {
     case 6:
       if (&instance != &document[0][0]) group.erase(group.begin() + (&instance - group.data()));
       break;
+    case 7:
+      instance.dress = dice.AnyDress();
+      break;
     default: {
       const auto [category, id] = dice.Name();
       if (Find(document, id, category) != nullptr) break;
       instance.references.push_back({category, id, static_cast<Where>(dice.Below(5))});
       Arrange(instance);
-      Instance companion = {category, id, dice.AnyText(), {}};
+      Instance companion = {category, id, dice.AnyText(), {}, dice.AnyDress()};
       dice.Connect(companion, document, 2);
       if (dice.OneIn(2))
         document.push_back({companion});
@@ -286,11 +333,18 @@ void Trial::TakeNewIds(IdList& expected) {
   Rename(m_Model, expected, names);
 }
 
-std::wstring Trial::ModelXml() const {
-  const std::wstring groups = Joined(Render(m_Model));
-  return groups.empty() ? L"<Configuration/>" : L"<Configuration>" + groups + L"</Configuration>";
+std::wstring Trial::FileText(const Picture& picture, bool isNew) const {
+  std::wstring text = L"<Configuration" + Declarations(m_Frame.uri) + L">";
+  if (m_Frame.prolog > 0) text = L"<!--" + std::wstring(m_Frame.prolog, L'p') + L"-->" + text;
+  if (m_Frame.comments) text += L"<?root?>";
+  // Where they are among the groups is not looked at.
+  const wchar_t* const comment = L"<!--group-->";
+  for (size_t i = 0; !isNew && i < m_GroupComments; ++i) text += comment;
+  const bool within = isNew && m_Frame.comments;
+  text += Joined(Render(picture, m_Frame.uri), within ? comment : L"") + L"</Configuration>";
+  return m_Frame.comments ? text + L"<!--end-->" : text;
 }
 
-std::wstring Trial::FileXml() const { return Condensed(Wide(ReadBytes(m_Sample.configFile))); }
+std::wstring Trial::FileXml() const { return Canonical(Wide(ReadBytes(m_Sample.configFile))); }
 
 }  // namespace test::model

@@ -3,6 +3,7 @@
 // fuzz/model_fuzz.cpp.
 #pragma once
 
+#include <optional>
 #include <random>
 #include <set>
 #include <string>
@@ -29,6 +30,8 @@ class Dice {
   Reference AnyReference(const Picture& picture);
   void Connect(Instance& instance, const Picture& picture, size_t atMost);
   std::wstring AnyText();
+  std::wstring AnyUri() { return OneIn(2) ? L"urn:one" : L"urn:two"; }
+  Dress AnyDress();
 
  private:
   std::string m_Bytes;
@@ -37,13 +40,22 @@ class Dice {
 };
 
 struct Operation {
-  enum Kind { kWrite, kInsert, kRemove, kShallow, kDeep, kReopen, kKinds } kind;
+  enum Kind { kWrite, kInsert, kRemove, kShallow, kDeep, kReopen, kTouch, kKinds } kind;
   // What all choices in it follow from; what they choose from is the store at that moment.
   unsigned seed;
   std::string bytes = {};
 };
 
+// What the file holds beside the groups.
+struct Frame {
+  size_t prolog = 0;      // the length of a comment before the root
+  bool comments = false;  // in the root, in each group, and behind the root
+  std::wstring uri;       // what the root binds the prefix p to, if to anything
+};
+Frame AnyFrame(Dice& dice);
+
 struct Sequence {
+  Frame frame;
   Picture start;
   std::vector<Operation> operations;
 };
@@ -65,14 +77,21 @@ class Trial {
   void Compare();
   void CompareReading(const std::wstring& id, const std::wstring& category);
   void Do(const Operation& operation);
+  void Reopen();
+  void Touch(Dice& dice);
   std::wstring PickTarget(Dice& dice, const Instance& source);
   void Change(Dice& dice, Picture& document);
   void TakeNewIds(IdList& expected);
-  std::wstring ModelXml() const;
+  std::wstring FileText(const Picture& picture, bool isNew = false) const;
+  std::wstring ModelXml() const { return Canonical(FileText(m_Model)); }
   std::wstring FileXml() const;
 
+  const Frame m_Frame;
   Sample m_Sample;
   Picture m_Model;
+  std::optional<Picture> m_Disk;  // what the file holds; nothing when it was damaged
+  Picture m_Backup;               // what the last opening or closing found good
+  size_t m_GroupComments = 0;
   std::set<std::wstring> m_Known;  // ids that copies got
   size_t m_Step = 0;
   std::string m_Steps;

@@ -4,8 +4,10 @@
 #include <climits>
 #include <cmath>
 #include <cstring>
+#include <iomanip>
 #include <limits>
 #include <set>
+#include <sstream>
 #include <thread>
 #include <type_traits>
 
@@ -36,6 +38,20 @@ TEST(StringTest, NullIsEmptyAndTextsCompareAsTexts) {
   EXPECT_EQ((std::set<OS::x_wstring>{L"a", L"b", L"a"}).size(), 2u);
   text = nullptr;
   EXPECT_TRUE(text.empty());
+}
+
+TEST(StringTest, GoesWhereTheStandardTextsGoAndBack) {
+  const std::wstring standard = L"a\u4E2D";
+  const std::wstring_view view = std::wstring_view(L"a\u4E2Dz").substr(0, 2);
+  OS::x_wstring text = standard;
+  EXPECT_TRUE(text == standard && view == text);
+  text = view.substr(1);
+  EXPECT_EQ(text.str(), L"\u4E2D");
+  const auto length = [](const OS::x_wstring& taken) { return taken.size(); };
+  EXPECT_EQ(length(standard) + length(view) + length(L"abc") + length(nullptr), 7u);
+  std::wostringstream out;
+  out << std::setw(3) << text << '|' << text.c_str();
+  EXPECT_EQ(out.str(), L"  \u4E2D|\u4E2D");
 }
 
 TEST(StringTest, FormatTakesWideTextsAtAnyLength) {
@@ -243,7 +259,7 @@ TEST(CVarTest, CopiesAreIndependentAndAssignmentTakesItsOwnText) {
   moved.Clear();
   EXPECT_EQ(moved.GetKind(), VT_EMPTY);
   const test::FailCall fail("SysAllocString", 1);
-  EXPECT_THROW(CVar{b}, _com_error);
+  EXPECT_THROW(CVar{b}, std::bad_alloc);
 }
 
 TEST(DateTest, DaysCountFromTheEndOf1899BothWays) {

@@ -83,7 +83,7 @@ TEST_F(XmlSchema, EachConstructHasItsDefaultForm) {
       body += line + "\n";
     }
   }
-  EXPECT_EQ(cases, 28);
+  EXPECT_EQ(cases, 31);
 }
 
 TEST_F(XmlSchema, NamesAreLookedForBelowTheScopeThenGlobally) {
@@ -100,6 +100,9 @@ TEST_F(XmlSchema, NamesAreLookedForBelowTheScopeThenGlobally) {
       {L"T", L"one", "<T><x/></T>", "<T- part0 x1 >"},
       {L"S", nullptr, "<S/>", "<S- >"},
       {L"deep", nullptr, "", ""},
+      {L"part", L"kinds", "<part>k</part>", "<part0 >"},  // before the derived types of its level
+      {L"only", L"kinds", "<only>d</only>", "<only0 >"},
+      {L"only", L"one", "", ""},
       {L"none", nullptr, "", ""},
       {L"int", nullptr, "", ""},
       {L"", L"one", "", ""},

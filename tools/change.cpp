@@ -135,12 +135,13 @@ void Change::Finish(const std::set<InstanceName>& leaving, Report& report) {
 }
 
 void PutInPlace(const LoadedFile& file, std::string_view content, Report& report) {
-  if (ReadFileBytes(file.Path()) != file.Bytes())
+  cfgex::FileState now;
+  if (ReadFileBytes(file.Path(), &now) != file.Bytes())
     throw Stop(kFailed, OnOneLine(file.Path()) +
                             L" was changed by somebody else meanwhile; nothing was written");
   cfgex::CConfigFileSet names;
   if (names.DeriveFileNames(file.Path().c_str())) {
-    if (!names.CopyToBackup())
+    if (!names.CopyToBackup(now.identity))
       throw Stop(kFailed,
                  OnOneLine(names.GetBackupFile()) + L" cannot be written; nothing was changed");
     report.data["backup"] = Narrow(names.GetBackupFile());

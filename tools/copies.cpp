@@ -14,23 +14,10 @@ namespace {
 
 constexpr std::wstring_view kBackupEnding = L".backup.xml";
 
-// The path up to its last dot, as the library derives names from it; empty where it derives none.
-std::wstring StemOf(const std::wstring& path) {
-  cfgex::CConfigFileSet names;
-  if (!names.DeriveFileNames(path.c_str())) return {};
+// The path up to its last dot, where the library derives names from it.
+std::wstring StemOf(const cfgex::CConfigFileSet& names) {
   const std::wstring backup = names.GetBackupFile();
   return backup.substr(0, backup.size() - kBackupEnding.size());
-}
-
-// "STEM.N.bad", N a whole number.
-bool IsQuarantine(const std::string& name, const std::string& stem) {
-  constexpr std::string_view kEnding = ".bad";
-  if (!name.starts_with(stem + ".") || !name.ends_with(kEnding)) return false;
-  if (name.size() <= stem.size() + 1 + kEnding.size()) return false;
-  std::string number = name.substr(stem.size() + 1);
-  number.resize(number.size() - kEnding.size());
-  if (number.starts_with('-')) number.erase(0, 1);
-  return !number.empty() && number.find_first_not_of("0123456789") == std::string::npos;
 }
 
 void AddIfThere(std::wstring kind, const std::filesystem::path& path, std::vector<Copy>& copies) {
@@ -51,23 +38,15 @@ void AddIfThere(std::wstring kind, const std::filesystem::path& path, std::vecto
 
 std::vector<Copy> FindCopies(const std::wstring& path) {
   std::vector<Copy> copies;
-  const std::wstring stem = StemOf(path);
-  if (stem.empty()) return copies;
-  const std::string base = Narrow(stem);
+  cfgex::CConfigFileSet names;
+  if (!names.DeriveFileNames(path.c_str())) return copies;
+  const std::string base = Narrow(StemOf(names));
   AddIfThere(L"backup", base + ".backup.xml", copies);
   AddIfThere(L"snapshot", base + ".tmp.xml", copies);
 
   std::vector<Copy> quarantine;
-  std::filesystem::path folder = std::filesystem::path(base).parent_path();
-  if (folder.empty()) folder = ".";
-  std::error_code error;
-  const std::string name = std::filesystem::path(base).filename().string();
-  for (auto entry = std::filesystem::directory_iterator(folder, error);
-       !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
-    const std::string found = entry->path().filename().string();
-    if (IsQuarantine(found, name))
-      AddIfThere(L"quarantine", std::filesystem::path(base).parent_path() / found, quarantine);
-  }
+  for (const std::wstring& bad : names.FindBadFiles())
+    AddIfThere(L"quarantine", Narrow(bad), quarantine);
   std::sort(quarantine.begin(), quarantine.end(), [](const Copy& left, const Copy& right) {
     return left.written != right.written ? left.written > right.written : left.path < right.path;
   });
@@ -76,11 +55,12 @@ std::vector<Copy> FindCopies(const std::wstring& path) {
 }
 
 std::wstring Quarantine(const std::wstring& path) {
-  const std::wstring stem = StemOf(path);
+  cfgex::CConfigFileSet names;
+  const std::wstring stem = names.DeriveFileNames(path.c_str()) ? StemOf(names) : path;
   auto number = static_cast<std::int32_t>(OS::GetTickCount());
   constexpr int kTries = 1000;
   for (int tries = 0; tries < kTries; ++tries, ++number) {
-    std::wstring name = (stem.empty() ? path : stem) + L"." + std::to_wstring(number) + L".bad";
+    std::wstring name = stem + L"." + std::to_wstring(number) + L".bad";
     if (OS::CopyFileW(path, name, true)) return name;
     std::error_code error;
     if (!std::filesystem::exists(Narrow(name), error)) break;

@@ -1,6 +1,5 @@
 #include "tools/loaded_file.h"
 
-#include "platform/os/file.h"
 #include "platform/tool/schema_files.h"
 #include "platform/tool/system.h"
 
@@ -25,9 +24,9 @@ ExplainedDocument ReadDocument(const std::string& bytes, const std::wstring& pat
 
 }  // namespace
 
-std::string ReadFileBytes(const std::wstring& path) {
+std::string ReadFileBytes(const std::wstring& path, cfgex::FileState* state) {
   std::string bytes;
-  if (!cfgex::ReadWholeFile(path, bytes)) StopUnreadable(path);
+  if (cfgex::ReadWholeFile(path, bytes, state) != cfgex::Reading::kDone) StopUnreadable(path);
   return bytes;
 }
 
@@ -61,7 +60,18 @@ LoadedFile::LoadedFile(CCfgOption option, const std::wstring& path, std::string 
 
 cfgex::FaultList LoadedFile::Validate(std::size_t limit) const {
   const Progress progress("checking " + Narrow(m_Path));
-  return m_Document.Validate(As<IXMLDOMSchemaCollection2>(m_Option.GetSchemaCache()), limit);
+  cfgex::FaultList list =
+      m_Document.Validate(As<IXMLDOMSchemaCollection2>(m_Option.GetSchemaCache()), limit);
+  // The schema may accept other roots; the library does not.
+  if (list.total == 0 && !m_Root->selectSingleNode(L"/Configuration")) {
+    list.faults.push_back({.rule = "unknown element",
+                           .message = L"The root is '" + m_Root->get_tagName() +
+                                      L"', that of a configuration file is 'Configuration'.",
+                           .place = PlaceOf(m_Root),
+                           .element = m_Root});
+    list.total = 1;
+  }
+  return list;
 }
 
 void LoadedFile::RequireValid(std::wstring_view hint) const {

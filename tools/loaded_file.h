@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "cfgex/cfgex.h"
+#include "platform/os/file.h"
 #include "platform/tool/explained_document.h"
 #include "src/reference_walk.h"
 #include "tools/finding.h"
@@ -26,8 +27,8 @@ inline constexpr std::size_t kMostFindings = 1000;
 // The schema, compiled. Stops with kMissing or kFailed when it cannot be read, and with kInvalid
 // and what is wrong with it when it is none.
 CCfgOption OpenSchema(const std::wstring& path);
-// The file's content. Stops with kMissing or kFailed.
-std::string ReadFileBytes(const std::wstring& path);
+// The file's content, and its state at that time. Stops with kMissing or kFailed.
+std::string ReadFileBytes(const std::wstring& path, cfgex::FileState* state = nullptr);
 
 struct Edge {
   Element from;        // the instance

@@ -216,7 +216,30 @@ void Rules::Category(const SchemaElement& category) {
   Fields(*global);
 }
 
-// A field of a type that is two steps away from one that the library knows is read by nothing.
+// Whether some overload of the accessors reads a field of the type.
+bool IsRead(const SchemaType& type) {
+  using cfgex::FieldType;
+  const auto isObject = [](FieldType one) {
+    return one == FieldType::kEmbeddedObject || one == FieldType::kEmbeddedObjectArray;
+  };
+  const auto isRead = [&](FieldType one) {
+    return one != FieldType::kUnknown && one != FieldType::kDateTimeArray && !isObject(one);
+  };
+  const auto bases = type.item->get_baseTypes();
+  const FieldType base = bases->get_length() == 1
+                             ? cfgex::FieldTypeFromName(bases->get_item(0)->get_name())
+                             : FieldType::kUnknown;
+  if (isObject(base) && !type.name.empty()) return true;
+  return isRead(cfgex::FieldTypeFromName(type.name)) || isRead(base);
+}
+
+// Whether the type has a value, not only fields that paths reach.
+bool HoldsValue(const SchemaType& type) {
+  const ComplexType* complex = type.complex;
+  return complex == nullptr || complex->has_simple_content || complex->is_mixed ||
+         cfgex::FieldTypeFromName(type.name) != cfgex::FieldType::kUnknown;
+}
+
 void Rules::Fields(const SchemaElement& category) {
   std::vector<const SchemaElement*> open = {&category};
   while (!open.empty()) {
@@ -226,19 +249,27 @@ void Rules::Fields(const SchemaElement& category) {
     if (type == nullptr || !m_Seen.insert(element.type).second) continue;
     for (const SchemaElement* field : ElementsOf(*type)) {
       open.push_back(field);
-      if (field->type == nullptr || field->type->schema == nullptr) continue;
+      // What is in a list is read with the list.
+      if (field->type == nullptr || field->name == L"Item" || IsRead(*field->type)) continue;
+      const Origin origin = type->name.empty()
+                                ? m_Files.Find("element", category.name, field->name)
+                                : m_Files.Find("complexType", type->name, field->name);
       const SchemaType* base = field->type->base;
-      if (base == nullptr || base->base == nullptr) continue;
-      const auto known = [](const SchemaType& one) {
-        return cfgex::FieldTypeFromName(one.name) != cfgex::FieldType::kUnknown;
-      };
-      if (known(*field->type) || known(*base) || !known(*base->base)) continue;
-      Add(type->name.empty() ? m_Files.Find("element", category.name, field->name)
-                             : m_Files.Find("complexType", type->name, field->name),
-          true, "two steps",
-          L"The type " + field->type->name + L" of the field " + field->name +
-              L" is derived from " + base->base->name + L" in two steps.",
-          L"derive it from that directly: no overload reads the field as it is");
+      const SchemaType* far = base != nullptr ? base->base : nullptr;
+      if (field->type->schema != nullptr && far != nullptr && IsRead(*far) &&
+          cfgex::FieldTypeFromName(far->name) != cfgex::FieldType::kUnknown) {
+        Add(origin, true, "two steps",
+            L"The type " + field->type->name + L" of the field " + field->name +
+                L" is derived from " + far->name + L" in two steps.",
+            L"derive it from that directly: no overload reads the field as it is");
+      } else if (HoldsValue(*field->type)) {
+        const std::wstring name = field->type->name;
+        Add(origin, true, "unread",
+            L"No overload reads the field " + field->name +
+                (name.empty() ? L": its type has no name that the library knows."
+                              : L" of the type " + name + L"."),
+            L"give it a type that docs/schema-guide.md lists, or one derived from that directly");
+      }
     }
   }
 }

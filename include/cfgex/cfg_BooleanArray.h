@@ -6,9 +6,10 @@
 
 #include "cfgex/export.h"
 
-/// A list that grows at its end, by which the values of an array field cross the library's
-/// boundary: see CCfgObject::SetFieldValue and GetFieldValue. It is a copy of the values, without a
-/// tie to a document.
+/// A list that grows at its end. CCfgObject::SetFieldValue writes its items into a field of the
+/// type "BooleanArrayType"; GetFieldValue replaces its items by those of such a field. An item of
+/// the field other than "true" is read as false, "1" too. The items are copies of the values,
+/// without a tie to a document.
 ///
 /// A handle: copies share one list, and what is added or emptied through one shows through all.
 ///

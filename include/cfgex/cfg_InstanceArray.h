@@ -7,10 +7,11 @@
 #include "cfgex/cfg_instance.h"
 #include "cfgex/export.h"
 
-/// A list that grows at its end, by which the values of an array field cross the library's
-/// boundary: see CCfgObject::SetFieldValue and GetFieldValue. It is a copy of the values, without a
-/// tie to a document, but its items are the instances themselves: a change of a field through an
-/// item shows in every other handle of that instance.
+/// A list that grows at its end. CCfgObject::GetFieldValue appends the instances that a field of
+/// the type "ReferenceArrayType" refers to, each bound to its element, and passes over references
+/// that lead nowhere: a change of a field through an item is a change of the document, and shows in
+/// every other handle of that instance. SetFieldValue makes such a field refer to the items; items
+/// of the same document are cut off from it by that.
 ///
 /// A handle: copies share one list, and what is added or emptied through one shows through all.
 ///

@@ -7,10 +7,10 @@
 #include "cfgex/cfg_object.h"
 #include "cfgex/export.h"
 
-/// A list that grows at its end, by which the values of an array field cross the library's
-/// boundary: see CCfgObject::SetFieldValue and GetFieldValue. It is a copy of the values, without a
-/// tie to a document, but its items are the objects themselves: a change of a field through an item
-/// shows in every other handle of that object.
+/// A list that grows at its end. CCfgObject::GetFieldValue appends the objects of a field whose
+/// type derives from "EmbeddedObjectArrayType", each bound to its element: a change of a field
+/// through an item is a change of the document, and shows in every other handle of that object.
+/// SetFieldValue writes no such array: it is false.
 ///
 /// A handle: copies share one list, and what is added or emptied through one shows through all.
 ///

@@ -17,12 +17,21 @@
 /// A handle: copies share one state, and Initialize or Uninitialize through one acts for all copies
 /// and for every object that holds one. The state lives as long as any of them.
 ///
-/// Threads: the state has no lock. Initialize and Uninitialize run while no other thread uses the
-/// holder or what was made with it; between them any number of threads may read it. Instance and
-/// CloseSingleton may run at any time, but a pointer from Instance is good only until the
-/// singleton is closed.
+/// Threads: any number of threads may call Initialize and Uninitialize at once; they run one after
+/// the other. Everything else reads the state without a lock: a thread uses the holder, and what is
+/// made with it, once an Initialize of its own has returned true or another thread's has ended, and
+/// Uninitialize runs while no other thread uses either. Instance and CloseSingleton may run at any
+/// time, but a pointer from Instance is good only until the singleton is closed.
 class CFGEX_API CCfgOption {
  public:
+  /// A pointer that one thread may read while another sets it; used like a plain one.
+  struct AtomicPointer : std::atomic<CCfgOption*> {
+    using std::atomic<CCfgOption*>::atomic;
+    using std::atomic<CCfgOption*>::operator=;
+    CCfgOption* operator->() const noexcept { return load(); }  ///< The holder's members.
+    CCfgOption& operator*() const noexcept { return *load(); }  ///< The holder.
+  };
+
   /// A new, uninitialised holder. Raises CCfgExException, -92004, if it cannot be allocated.
   CCfgOption();
   /// @{
@@ -56,7 +65,8 @@ class CFGEX_API CCfgOption {
   /// needs one more dotted piece than the one it stands in: "1.2.3.4" gives 1, 2, 3, "1.2" gives 1,
   /// 0, 0 and "7" gives 0, 0, 0.
   void GetSchemaVersion(unsigned long& major, unsigned long& minor, unsigned long& revision) const;
-  /// The path given to Initialize; empty in a holder that never was initialised.
+  /// The path as it was given to the last Initialize that tried to load one, whether it succeeded
+  /// or not; a relative path stays relative. Empty before that, and after Uninitialize.
   OS::x_wstring GetSchemaFile();
   /// The schema's target namespace; empty if it has none. Configuration schemas have none.
   OS::x_wstring GetTargetNamespace() const;
@@ -64,7 +74,7 @@ class CFGEX_API CCfgOption {
   /// Guards the making and the end of the singleton; never held while a store's lock is.
   static CSLock m_Lock;
   /// The singleton; null when there is none.
-  static std::atomic<CCfgOption*> m_pInstance;
+  static AtomicPointer m_pInstance;
 
  private:
   class CFGEX_PRIVATE CImpl;
@@ -74,7 +84,14 @@ class CFGEX_API CCfgOption {
   CImpl* m_pImpl;
 };
 
-/// Makes the process-wide holder and initialises it: CCfgOption::Instance()->Initialize.
+/// Makes the process-wide holder and initialises it: CCfgOption::Instance()->Initialize. So the
+/// first schema stays: a second call answers true at once, whatever path it is given, and
+/// CCfgOption::GetSchemaFile tells which one is in use. Calls are not counted, and one
+/// CCfgEx_Uninitialization ends the holder for all. After a false another call may follow, with the
+/// same path or another.
+///
+/// Any number of threads may call this and CCfgEx_Uninitialization at once, as plug-ins do.
 CFGEX_API bool CCfgEx_Initialization(const wchar_t* schemaFile);
 /// Clears the process-wide holder and ends it. Always true, also without a prior initialisation.
+/// Runs while no other thread uses the schema.
 CFGEX_API bool CCfgEx_Uninitialization();

@@ -7,9 +7,10 @@
 #include "cfgex/export.h"
 #include "cfgex/os_string.h"
 
-/// A list that grows at its end, by which the values of an array field cross the library's
-/// boundary: see CCfgObject::SetFieldValue and GetFieldValue. It is a copy of the values, without a
-/// tie to a document.
+/// A list that grows at its end. CCfgObject::SetFieldValue writes its items into a field of the
+/// type "StringArrayType"; GetFieldValue replaces its items by those of such a field. A vector of
+/// texts does the same, but GetFieldValue appends to it. The items are copies of the values,
+/// without a tie to a document.
 ///
 /// A handle: copies share one list, and what is added or emptied through one shows through all.
 ///

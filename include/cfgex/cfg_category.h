@@ -51,9 +51,10 @@ class CFGEX_API CCfgCategory {
   bool CreateInstance(CCfgInstance& instance);
 
   /// Makes a fragment: the element, or type, `objectName` that the schema declares below this
-  /// category, or globally, as CreateInstance makes one, but without an id, and not validated.
-  /// `object` is bound to it; its field accesses run without type checks. False, and `object` as it
-  /// was, when nothing can be made.
+  /// category (in a type derived from that of an element there, too), or globally, as
+  /// CreateInstance makes one, but without an id, and not validated. `object` is bound to it; its
+  /// field accesses run without type checks, and reading a field into a CVar is false. False, and
+  /// `object` as it was, when nothing can be made.
   bool CreateObject(const wchar_t* objectName, CCfgObject& object);
 
   /// The name; empty when there is none.

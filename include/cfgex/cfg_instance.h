@@ -33,8 +33,17 @@ class CFGEX_API CCfgInstance : public CCfgObject {
   OS::x_wstring GetCategory() const;
   /// The text of the field `InstanceId`; empty when it cannot be read as an id.
   OS::x_wstring GetInstanceId() const;
-  /// Writes the field `InstanceId` and the header's `instance_id`. False when `id` is null, holds
-  /// what XML cannot carry, or there is no such field of the type "InstanceIdType".
+  /// Writes the field `InstanceId` and the header's `instance_id`, and nothing else. False, and
+  /// nothing changed, when `id` is null, holds what XML cannot carry, or there is no such field of
+  /// the type "InstanceIdType". Whether the schema takes the id shows when the document is
+  /// validated.
+  /// - References to the old id keep it, in this document and in a store. Here they lead nowhere:
+  ///   set them anew.
+  /// - Stored under the new id it is a second instance. That with the old id stays in the store
+  ///   until it is removed.
+  /// - The header names the instance that the document is about. Through an instance that was read
+  ///   from a reference, the document becomes one about that instance, and SetConfiguration stores
+  ///   that one alone with what it reaches.
   bool SetInstanceId(const wchar_t* id);
   /// The text of the whole document that the instance lives in, without added white space. False,
   /// and `xml` unchanged, when unbound.

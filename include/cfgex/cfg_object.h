@@ -57,27 +57,41 @@ class CFGEX_API CCfgObject {
   /// that was bound to an element keeps it, unless it was the `instance_id` that named none.
   bool Initialize(const wchar_t* xml);
   /// Binds the object to an element of the XML platform, as GetRawInterface gives it, without a
-  /// copy. `checkTypes` says whether field accesses hold the field's schema type against the
-  /// overload. False, and the object unbound, when `element` is null or no element.
+  /// copy. False, and the object unbound, when `element` is null or no element.
+  ///
+  /// `checkTypes` says whether field accesses hold the field's schema type against the overload.
+  /// Without that, every scalar and array overload writes any element, and reads every element
+  /// whose text converts. Only a CVar is still read by the field's type: see GetFieldValue.
   bool Initialize(IUnknown* element, bool checkTypes);
   /// The element, or null when the object is bound to none. The caller gets no count of its own;
   /// the element lives as long as the object is bound to it.
   IUnknown* GetRawInterface() const;
 
   /// @{
-  /// Writes a field. True when the element was written. False, and nothing changed, when the name
-  /// is null or selects no element, the field's type is not the one that the overload writes, a
-  /// `long` is beyond 32 bits, or the text is null or holds characters that XML cannot carry. The
-  /// value is not held against the schema's further rules (patterns, ranges): that happens when the
-  /// document is validated.
+  /// Writes a field. True when the element was written. False, and nothing changed, when
+  /// - `name` is null or selects no element,
+  /// - the field's type is not one that the overload writes,
+  /// - a `long` is beyond 32 bits,
+  /// - the text is null or holds characters that XML cannot carry.
   ///
-  /// The overloads write fields of these types, or of types derived from them in one step: whole
-  /// numbers "integer" if signed and "nonNegativeInteger" if not, `bool` "boolean", texts "string",
-  /// dates "dateTime".
-  /// A CVar is written as its kind says: VT_I2, VT_I4 and VT_INT as `int`; VT_UI2, VT_UI4 and
-  /// VT_UINT as `unsigned int`; VT_BOOL, VT_DATE; VT_BSTR, VT_LPSTR and VT_LPWSTR as text. Other
-  /// kinds give false. Raises _com_error for a VT_LPSTR or VT_LPWSTR that does not convert to
-  /// text.
+  /// Patterns, ranges and other rules of the schema count when the document is validated, not here.
+  ///
+  /// A field has one of these types if its declared type has this name or is derived, in one step,
+  /// from that type alone:
+  /// - "string": texts,
+  /// - "integer": `int` and `long`,
+  /// - "nonNegativeInteger": `unsigned int` and `unsigned long`; being one step from "integer"
+  ///   itself, `int` and `long` as well, also if they are negative,
+  /// - "boolean": `bool`,
+  /// - "dateTime": OS::CTime and `tm`.
+  ///
+  /// A CVar is written as its kind says, without a conversion between kinds:
+  /// - VT_I2, VT_I4 and VT_INT as `int`,
+  /// - VT_UI2, VT_UI4 and VT_UINT as `unsigned int`,
+  /// - VT_BOOL as `bool`, VT_DATE as `tm`,
+  /// - VT_BSTR, VT_LPSTR and VT_LPWSTR as text; a VT_LPSTR or VT_LPWSTR that is null or not UTF-8
+  ///   raises _com_error, whatever the field is,
+  /// - all other kinds are false, those of 8 and 64 bits and VT_ERROR among them.
   bool SetFieldValue(const wchar_t* name, const CVar& value);
   bool SetFieldValue(const wchar_t* name, int value);
   bool SetFieldValue(const wchar_t* name, long value);
@@ -96,14 +110,23 @@ class CFGEX_API CCfgObject {
                                                                               T* value) = delete;
 
   /// @{
-  /// Reads a field into `value`. False, and `value` unchanged, when the name is null or selects no
-  /// element, the field's type is not the one that the overload reads (as above), or the text is
-  /// no value of 32 bits, no boolean or no date. One exception: after a date text that does not
-  /// scan, a `tm` holds zeros and what was scanned.
-  /// A CVar gets its kind from the field's type, which must be exactly "string", "integer",
-  /// "boolean", "dateTime" or "nonNegativeInteger": VT_BSTR, VT_I4, VT_BOOL, VT_DATE, VT_UI4.
-  /// An "integer" keeps the CVar's kind if that is VT_I4, VT_ERROR or VT_BOOL.
-  /// A date has no zone: what follows the seconds in the text is ignored.
+  /// Reads a field into `value`. False when the name is null or selects no element, the field's
+  /// type is not one that the overload reads (as for writing), or the text is no value of 32 bits,
+  /// no boolean or no date.
+  ///
+  /// After false `value` is unchanged, with one exception: a `tm` whose field is no date holds
+  /// zeros and what could be read of it.
+  ///
+  /// A CVar gets its kind from the name of the field's own type. A derived type is false, and so is
+  /// an element whose type is not known, as all of what CCfgCategory::CreateObject made; both also
+  /// in an object without type checks.
+  /// - "string" gives VT_BSTR, "integer" VT_I4, "nonNegativeInteger" VT_UI4, "boolean" VT_BOOL,
+  ///   "dateTime" VT_DATE.
+  /// - The kind that it had does not count: a VT_I2 becomes VT_I4. But for an "integer" it stays
+  ///   VT_ERROR or VT_BOOL if it was.
+  ///
+  /// A date has no zone: what follows the seconds in the text is ignored. Years from 1900 on are
+  /// read as written; an earlier one is taken for a `tm_year` and comes 1900 years late.
   bool GetFieldValue(const wchar_t* name, CVar& value) const;
   bool GetFieldValue(const wchar_t* name, int& value) const;
   bool GetFieldValue(const wchar_t* name, long& value) const;
@@ -116,14 +139,19 @@ class CFGEX_API CCfgObject {
   /// @}
 
   /// @{
-  /// Array fields. The element of the field holds one child element per value, written as `Item`.
+  /// Array fields: the element of the field holds one child element per value, written as `Item`.
   /// The types are "IntegerArrayType", "UnsigedIntegerArrayType", "BooleanArrayType" and
-  /// "StringArrayType", or derived from these in one step; results are as for the scalar overloads.
+  /// "StringArrayType" (for vectors too), or derived from these in one step.
   ///
-  /// Writing puts a new element in the field's place, without attributes; objects bound to the old
-  /// one go on with that. Reading replaces the array's items, but appends to a vector. The two
-  /// integer arrays raise _com_error for an item that is no number of 32 bits and then hold the
-  /// items before it; an item of a boolean array is true if it reads "true" and false otherwise.
+  /// Writing puts a new element in the field's place, without attributes, also for the values that
+  /// are there already; objects bound to the old one go on with that. False, and nothing changed,
+  /// as for the scalar overloads.
+  ///
+  /// Reading replaces the items of an array, and appends to a vector. False, and `value` unchanged,
+  /// when the name is null or selects no element, or the type is another. An item of a boolean
+  /// array is true if it reads "true", and false for all else, "1" included. An item of the two
+  /// integer arrays that is no number of 32 bits raises _com_error; the array then holds the items
+  /// before it.
   bool SetFieldValue(const wchar_t* name, const CCfgIntegerArray& value);
   bool SetFieldValue(const wchar_t* name, const CCfgUnsignedIntegerArray& value);
   bool SetFieldValue(const wchar_t* name, const CCfgBooleanArray& value);
@@ -141,11 +169,15 @@ class CFGEX_API CCfgObject {
   /// from "EmbeddedObjectArrayType") directly.
   ///
   /// Reading binds `value` to the field's element, without a copy: a change through it is a change
-  /// of this object's document. Reading an array appends an object per child element. Writing puts
-  /// a deep copy of the object's element in the field's place; the field takes that element's name,
-  /// so it should be the field's own. References in it are not followed. False also when `value` is
-  /// bound to nothing. An array of embedded objects cannot be written: that is false, always. An
-  /// object without type checks leaves `value` unbound where it has no such field.
+  /// of this object's document. Reading an array appends an object per child element. False, and
+  /// `value` unchanged, when the name is null or selects no element, or the type is another. One
+  /// exception: an object without type checks leaves a single `value` unbound where it has no such
+  /// field.
+  ///
+  /// Writing puts a deep copy of the object's element in the field's place; the field takes that
+  /// element's name, so it should be the field's own. References in it are not followed. False, and
+  /// nothing changed, for the same causes, and when `value` is bound to nothing. An array of
+  /// embedded objects cannot be written: that is false, always.
   bool SetFieldValue(const wchar_t* name, const CCfgObject& value);
   bool GetFieldValue(const wchar_t* name, CCfgObject& value) const;
   bool SetFieldValue(const wchar_t* name, const CCfgObjectArray& value);
@@ -156,19 +188,36 @@ class CFGEX_API CCfgObject {
   /// References to instances in this object's document: fields of the type "ReferenceType" (in an
   /// array, "ReferenceArrayType"), with the children `InstanceId` and `Category` (in each `Item`).
   ///
-  /// Reading binds `value` to the target, as for embedded objects; false when it is not in the
-  /// document. Reading an array appends an instance per target found and passes over the others.
+  /// Reading binds `value` to the target, without a copy. False, and `value` unchanged, when the
+  /// name is null or selects no element, the type is another, or the target is not in the document.
+  /// An array gets an instance per target found, after those that it holds; others are passed over.
   ///
-  /// Writing makes the field refer to `value` and brings the instance, with all that it
-  /// reaches, into this document if it comes from another; what is here already is replaced. The
-  /// field's type is not looked at, only its shape. A single reference that names this id already
-  /// keeps its category. If a single reference changes to a target from another document, or the
-  /// target comes anew from one, what the old target referred to is removed, whoever else refers to
-  /// it; the old target stays. An array that names the same ids in the same order is left alone,
-  /// and that is false; otherwise its element is replaced, and nothing is removed. The instance
-  /// that holds the field is never removed or replaced. After a failure on the way, what was
-  /// removed or brought stays so. False also when `value`, or the field, has no `InstanceId`; in an
-  /// array such an instance makes an empty reference.
+  /// Writing does not look at the field's type, only at its shape. False, and nothing changed, when
+  /// the name is null or selects no element, or when `value` or the field has no `InstanceId`.
+  /// What it does to this document depends on where `value` is:
+  /// - In another document: what the field's old target reaches is removed, whoever else refers to
+  ///   it; the old target stays. Then `value` comes in with all that it reaches, as copies, and
+  ///   replaces what is here under these ids. This happens also if the field names `value` already.
+  /// - In this document, and the field named another id: nothing is removed. Every instance that
+  ///   `value` reaches is replaced by a copy of itself.
+  /// - In this document, and the field names its id: nothing.
+  ///
+  /// The field then has the id of `value`, and its category unless the id was the same before.
+  ///
+  /// Writing an array:
+  /// - One that names the same ids in the same order already is left alone, and that is **false**.
+  /// - Else the field's element is replaced. Each instance comes in with all that it reaches. Those
+  ///   of this document, and all that they reach, are replaced by copies of themselves. Nothing is
+  ///   removed.
+  /// - An instance without an id makes an `Item` that refers to nothing.
+  ///
+  /// The instance that holds the field is never removed or replaced. An operation of the platform
+  /// that fails on the way gives false, and what was removed or brought stays so.
+  ///
+  /// **Objects bound to an instance that was removed or replaced are cut off**, the instances in
+  /// `value` itself included if it is an array: they go on with their old elements, and what is set
+  /// through them, with true, does not arrive in the document. After writing a reference, read
+  /// every referenced instance anew, from this object on.
   bool SetFieldValue(const wchar_t* name, const CCfgInstance& value);
   bool GetFieldValue(const wchar_t* name, CCfgInstance& value) const;
   bool SetFieldValue(const wchar_t* name, const CCfgInstanceArray& value);

@@ -2,6 +2,10 @@
 /// Everything an application needs.
 #pragma once
 
+#include "cfgex/export.h"
+
+#ifdef CFGEX_API  // not where the compiler's C++ is too old, which that header tells
+
 #include "cfgex/cfg_BooleanArray.h"
 #include "cfgex/cfg_InstanceArray.h"
 #include "cfgex/cfg_IntegerArray.h"
@@ -16,3 +20,5 @@
 #include "cfgex/cfg_object.h"
 #include "cfgex/cvar.h"
 #include "cfgex/version.h"
+
+#endif

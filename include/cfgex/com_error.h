@@ -10,7 +10,19 @@
 
 /// What a failing operation of the XML platform raises: a malformed path, a document that cannot be
 /// written, a value that does not convert. Nearly all operations of the library catch it and answer
-/// false; where one lets it pass, its header says so.
+/// false. An application meets it in these calls, and in no others:
+/// - CCfgConfigurationEx::RemoveConfiguration: the file cannot be saved, another operation of the
+///   platform fails on the way, or nothing is loaded and the text is good.
+/// - CCfgConfigurationEx::CopyConfiguration: the file cannot be saved, or, in a shallow copy, some
+///   other operation of the platform fails while the target is removed.
+/// - CCfgObject::GetFieldValue into a CCfgIntegerArray or a CCfgUnsignedIntegerArray: an item is no
+///   number of 32 bits.
+/// - CCfgObject::SetFieldValue with a CVar of the kind VT_LPSTR or VT_LPWSTR: it is null, or no
+///   UTF-8.
+/// - CVar: conversions to another type, FromInt and FromUnsigned, when the value does not convert.
+///
+/// Want of memory is none of this: it raises std::bad_alloc, which no operation takes for an
+/// answer; a constructor of a class that begins with CCfg raises CCfgExException, -92004, instead.
 ///
 /// Copying shares the text and raises nothing.
 class CFGEX_API _com_error : public std::exception {
@@ -20,7 +32,7 @@ class CFGEX_API _com_error : public std::exception {
     kFail = 0x80004005,     ///< the operation failed
     kPointer = 0x80004003,  ///< a call on an object that is not there
     kInvalidArgument = 0x80070057,
-    kOutOfMemory = 0x8007000E,
+    kOutOfMemory = 0x8007000E,  ///< only as a result of OS::VariantChangeType; raised as bad_alloc
     kBadVariantType = 0x80020008,  ///< a kind of value that does not convert
     kTypeMismatch = 0x80020005,    ///< a text that is no value of the wanted kind
     kOverflow = 0x8002000A,        ///< a value out of the wanted kind's range

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <ctime>
 #include <limits>
+#include <new>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -23,8 +24,8 @@
 /// whoever owns it. One CVar belongs to one thread at a time, a const one too: its conversion to
 /// text changes the cached text.
 ///
-/// Conversions raise _com_error where the value does not convert (see OS::VariantChangeType), and
-/// constructors and assignments where no memory is left.
+/// Conversions raise _com_error where the value does not convert (see OS::VariantChangeType). Want
+/// of memory raises std::bad_alloc.
 class CVar {
  public:
   CVar() noexcept = default;  ///< VT_EMPTY
@@ -146,6 +147,7 @@ class CVar {
 
  private:
   static void Check(HRESULT result, const char* operation) {
+    if (result == static_cast<HRESULT>(_com_error::kOutOfMemory)) throw std::bad_alloc();
     if (result < 0) throw _com_error(static_cast<_com_error::Code>(result), operation);
   }
   static CVar FromNumber(CVar number, VARTYPE kind) {
@@ -174,7 +176,7 @@ class CVar {
   }
   void SetText(const wchar_t* text) {
     m_Value.bstrVal = OS::SysAllocString(text);
-    if (m_Value.bstrVal == nullptr) throw _com_error(_com_error::kOutOfMemory, "SysAllocString");
+    if (m_Value.bstrVal == nullptr) throw std::bad_alloc();
     m_Value.vt = VT_BSTR;
   }
   void SetDate(const tm& fields) noexcept;

@@ -9,6 +9,11 @@ namespace OS {
 
 /// An error with a code and the place that raised it. Thrown by value; making and copying one takes
 /// no memory, so that the lack of memory can be told.
+///
+/// It is no std::exception: a handler for that alone lets it pass, and a program that ends by it
+/// says "terminate called after throwing an instance of 'CCfgExException'", without a reason. To
+/// catch all that the library raises, have a handler for this class (GetErrorMsg says what is
+/// wrong) and one for std::exception, the base of _com_error and std::bad_alloc.
 class CFGEX_API CException {
  public:
   /// `file` and `line` name the raising source; a null `file` counts as an empty one, of a long one

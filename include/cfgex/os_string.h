@@ -4,7 +4,9 @@
 
 #include <compare>
 #include <cstddef>
+#include <ostream>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "cfgex/export.h"
@@ -18,8 +20,11 @@ class CFGEX_API x_wstring {
   x_wstring() = default;
   /// A null pointer makes an empty string.
   x_wstring(const wchar_t* text) : m_Text(text != nullptr ? text : L"") {}
+  /// @{
   /// The text, to its end; a null character in it ends what c_str shows.
-  explicit x_wstring(std::wstring text) noexcept : m_Text(std::move(text)) {}
+  x_wstring(std::wstring text) noexcept : m_Text(std::move(text)) {}
+  x_wstring(std::wstring_view text) : m_Text(text) {}
+  /// @}
 
   /// @{
   /// Takes the text; a null pointer makes this string empty.
@@ -54,6 +59,11 @@ class CFGEX_API x_wstring {
 
   /// The text; valid as long as this string.
   const std::wstring& str() const noexcept { return m_Text; }
+
+  /// Writes the text, to its end, as a std::wstring is written.
+  friend std::wostream& operator<<(std::wostream& out, const x_wstring& text) {
+    return out << text.m_Text;
+  }
 
   /// Whether there are no characters.
   bool empty() const noexcept { return m_Text.empty(); }

@@ -7,7 +7,8 @@
 // Text is wide. Elements that are created live in no namespace.
 //
 // Failures raise _com_error; "none" and "false" below are answers. A failed change leaves the tree
-// as it was. Lack of memory in the standard containers raises std::bad_alloc.
+// as it was. Want of memory is no failure of the platform: it raises std::bad_alloc, also where the
+// engine lacks it.
 //
 // Threads: a document and all that came from it belong to one thread at a time.
 #pragma once
@@ -18,6 +19,7 @@
 #include <string_view>
 
 #include "platform/com_ptr.h"
+#include "platform/os/file.h"
 
 namespace cfgex {
 
@@ -119,14 +121,18 @@ class IXMLDOMDocument : public IXMLDOMNode {
   virtual void put_validateOnParse(bool validate) = 0;
 
   // Reads and parses a file, or parses a text (whose declared encoding is ignored). False, and the
-  // document stays empty, when the file cannot be read, or the text is not well-formed (prefixes
-  // without a declaration included), has a document type declaration, nests elements deeper than
-  // kMaxDepth, or has an element with more than kMaxElementAttributes attributes, or with more
-  // namespaces declared on it and around it than that. A document is loaded once: a second load
-  // after a successful one is a failure, as is a load into a document that has a root.
+  // document stays empty, when there is no such file or it is too large (see ReadWholeFile), or the
+  // text is not well-formed (prefixes without a declaration included), has a document type
+  // declaration, nests elements deeper than kMaxDepth, or has an element with more than
+  // kMaxElementAttributes attributes, or with more namespaces declared on it and around it than
+  // that. A document is loaded once: a second load after a successful one is a failure, as is a
+  // load into a document that has a root.
   //
   // White space between child elements is not kept, unless other text stands among them too; the
   // text of an element without child elements is kept to the character.
+  //
+  // `load` raises FileNotRead when the file could not be read, which says nothing about its
+  // content.
   virtual bool load(std::wstring_view path) = 0;
   virtual bool loadXML(std::wstring_view text) = 0;
 
@@ -134,6 +140,8 @@ class IXMLDOMDocument : public IXMLDOMNode {
   // declaration, two blanks per level, lines ended by LF. A failure for an empty document, and for
   // one whose file would be too large to be loaded.
   virtual void save(std::wstring_view path) = 0;
+  // The file that was loaded or saved last, as it was then.
+  virtual const FileState& get_file() = 0;
 
   virtual ComPtr<IXMLDOMElement> get_documentElement() = 0;  // none when empty
   // An element in no tree. A failure for what is no XML name without a colon.

@@ -1,6 +1,7 @@
 #include "platform/dom/dom_document.h"
 
 #include <cassert>
+#include <new>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -47,8 +48,9 @@ Document::~Document() = default;
 
 xmlDoc* Document::Tree() {
   if (m_Tree == nullptr) {
+    const EngineScope scope;
     m_Tree.reset(xmlNewDoc(XmlChars("1.0")));
-    if (m_Tree == nullptr) throw _com_error(_com_error::kOutOfMemory, "make a document");
+    if (m_Tree == nullptr) throw std::bad_alloc();
     m_Tree->_private = this;
   }
   return m_Tree.get();
@@ -96,7 +98,9 @@ bool Document::load(std::wstring_view path) {
   if (FaultHere("load")) return false;
   std::string bytes;
   const std::wstring pathText(path);
-  if (!ReadWholeFile(pathText, bytes)) return false;
+  const Reading reading = ReadWholeFile(pathText, bytes, &m_File);
+  if (reading == Reading::kFailed) throw FileNotRead();
+  if (reading != Reading::kDone) return false;
   return Adopt(ParseXml(bytes, TextEncoding::kDeclared, ToUtf8(path)));
 }
 
@@ -115,7 +119,7 @@ void Document::save(std::wstring_view path) {
   std::size_t size = 0;
   for (const std::string_view piece : text) size += piece.size();
   if (size > kLargestFile) throw _com_error(_com_error::kFail, "save: the file is too large");
-  ReplaceFile(std::wstring(path), text);
+  m_File = {ReplaceFile(std::wstring(path), text), false};
 }
 
 // --- Making nodes

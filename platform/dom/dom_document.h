@@ -33,6 +33,7 @@ class Document final : public NodeObject<IXMLDOMDocument2> {
   bool load(std::wstring_view path) override;
   bool loadXML(std::wstring_view text) override;
   void save(std::wstring_view path) override;
+  const FileState& get_file() override { return m_File; }
   ComPtr<IXMLDOMElement> get_documentElement() override;
   ComPtr<IXMLDOMElement> createElement(std::wstring_view tagName) override;
   ComPtr<IXMLDOMNode> createNode(DomNodeType type, std::wstring_view name,
@@ -64,6 +65,7 @@ class Document final : public NodeObject<IXMLDOMDocument2> {
   XmlDocPtr m_Earlier;  // what nodes were created in before the document was loaded
   XmlDocPtr m_Tree;
   bool m_IsLoaded = false;
+  FileState m_File;
   ComPtr<IXMLDOMSchemaCollection2> m_Schemas;
   KeyedIndexes m_Index;
   MemberChanges m_Members;

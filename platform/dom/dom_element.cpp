@@ -1,5 +1,6 @@
 // Elements and their attributes.
 #include <algorithm>
+#include <new>
 
 #include "cfgex/com_error.h"
 #include "platform/dom/dom_document.h"
@@ -13,9 +14,10 @@
 namespace cfgex {
 namespace {
 
-// Whether an element or attribute in the tree has this prefix by virtue of a declaration outside of
-// it, or by none at all.
+// Whether a name in the tree has this prefix by virtue of a declaration outside of it, or by none
+// at all. In a value, what has no declaration is no name.
 bool UsesOuterPrefix(xmlNode* c_root, std::string_view prefix) {
+  const bool inValues = prefix.empty() || FindNs(c_root, prefix) != nullptr;
   for (xmlNode* c_node = c_root; c_node != nullptr;) {
     // What declares the prefix itself shields all below it.
     const bool shielded = c_node != c_root && OwnNs(c_node, prefix) != nullptr;
@@ -23,8 +25,8 @@ bool UsesOuterPrefix(xmlNode* c_root, std::string_view prefix) {
       if (Prefix(c_node->ns) == prefix) return true;
       for (const xmlAttr* c_attr = c_node->properties; c_attr != nullptr; c_attr = c_attr->next) {
         if (c_attr->ns != nullptr && Prefix(c_attr->ns) == prefix) return true;
-        if (IsTypeAttribute(c_attr) && TypePrefix(c_attr) == prefix) return true;
       }
+      if (inValues && PrefixesInValues(c_node).contains(std::string(prefix))) return true;
     }
     c_node = NextInTree(c_node, c_root, shielded);
   }
@@ -41,13 +43,14 @@ void DeclareNamespace(xmlNode* c_element, const std::string& prefix, const std::
   if (Uri(FindNs(c_element, prefix)) != uri && UsesOuterPrefix(c_element, prefix))
     throw _com_error(_com_error::kInvalidArgument,
                      "setAttribute: in use for another namespace: " + prefix);
+  ForgetDeclarationsBelow(c_element);
   if (c_own == nullptr) {
     AppendNs(c_element, NewNs(prefix, uri));
     DocumentOf(c_element).Members().Changed(c_element);
     return;
   }
   xmlChar* c_uri = xmlStrdup(XmlChars(uri.c_str()));
-  if (c_uri == nullptr) throw _com_error(_com_error::kOutOfMemory, "setAttribute");
+  if (c_uri == nullptr) throw std::bad_alloc();
   xmlFree(const_cast<xmlChar*>(c_own->href));
   c_own->href = c_uri;
   DocumentOf(c_element).Members().Changed(c_element);

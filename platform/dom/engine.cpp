@@ -5,11 +5,11 @@
 #include <libxml/xmlschemastypes.h>
 
 #include <mutex>
+#include <utility>
 
 namespace cfgex {
 namespace {
 
-void IgnoreStructured(void* /*context*/, EngineError* /*error*/) {}
 void IgnoreGeneric(void* /*context*/, const char* /*format*/, ...) {}
 
 // Each time, since an application may have cleaned the engine up in between. The second has no lock
@@ -31,13 +31,27 @@ EngineScope::EngineScope() noexcept {
   m_StructuredContext = xmlStructuredErrorContext;
   m_Generic = xmlGenericError;
   m_GenericContext = xmlGenericErrorContext;
-  xmlSetStructuredErrorFunc(nullptr, IgnoreStructured);
+  xmlSetStructuredErrorFunc(this, Take);
   xmlSetGenericErrorFunc(nullptr, IgnoreGeneric);
+  m_Errno = std::exchange(errno, 0);
 }
 
 EngineScope::~EngineScope() {
   xmlSetStructuredErrorFunc(m_StructuredContext, m_Structured);
   xmlSetGenericErrorFunc(m_GenericContext, m_Generic);
+  if (m_IsShort && m_Structured == Take)
+    static_cast<EngineScope*>(m_StructuredContext)->m_IsShort = true;
+  errno = m_Errno;
+}
+
+void EngineScope::Take(void* scope, EngineError* error) noexcept {
+  if (error == nullptr) return;
+  if (error->code == XML_ERR_NO_MEMORY || error->code == XML_SCHEMAV_INTERNAL)
+    static_cast<EngineScope*>(scope)->m_IsShort = true;
+}
+
+void EngineScope::Note(EngineError* error) noexcept {
+  if (xmlStructuredError == Take) Take(xmlStructuredErrorContext, error);
 }
 
 }  // namespace cfgex

@@ -171,7 +171,8 @@ void FileText::RenewPart(const xmlDoc* c_document, PartPlace part) {
 }
 
 void FileText::AtItem(const xmlNode* c_item, std::string& text) {
-  if (text.size() >= m_FullSize) {
+  // What stands before a part's first item belongs to it, however long it is.
+  if (text.size() >= m_FullSize && c_item != m_Filled->c_first) {
     m_Filled->text = text;  // a copy, so that it takes no more memory than it needs
     m_Filled->isStale = false;
     text.clear();

@@ -2,11 +2,13 @@
 //   1. count the wrappers in the tree, and make the fragment if it will need one;
 //   2. copy the strings that live in the old document's dictionary, which may die first;
 //   3. for each namespace that the tree uses from outside, find the same declaration in the new
-//      place, or make one for the root; likewise for the prefix in the value of an xsi:type, and
-//      xmlns="" where the new place would pull elements into its default namespace;
+//      place, or make one for the root; likewise for each prefix that stands before a colon in a
+//      text or attribute value, and xmlns="" where the new place would pull elements, or names in
+//      values, into its default namespace;
 //   4. find the root's declarations that the new place makes superfluous.
 // Then, raising nothing: unlink, settle (document, strings, namespaces, wrappers), link.
 #include <algorithm>
+#include <new>
 
 #include "cfgex/com_error.h"
 #include "platform/dom/dom_document.h"
@@ -53,8 +55,12 @@ Move::Move(xmlNode* c_root, xmlNode* c_parent, const xmlNode* c_without)
       } else if (c_node->type == XML_ATTRIBUTE_NODE) {
         const auto* c_attr = reinterpret_cast<const xmlAttr*>(c_node);
         if (c_attr->ns != nullptr) ResolveNs(c_attr->parent, c_attr->ns);
-        if (c_node != c_root && IsTypeAttribute(c_attr)) ResolveType(c_attr->parent, c_attr);
       }
+    });
+    if (!AreValuesAtRisk()) return;
+    ForEachNode(c_root, c_without, [&](xmlNode* c_node) {
+      if (c_node->type != XML_ELEMENT_NODE) return;
+      for (const std::string& prefix : PrefixesInValues(c_node)) ResolvePrefix(c_node, prefix);
     });
   } catch (...) {
     Discard();
@@ -80,7 +86,7 @@ void Move::AdoptString(const xmlChar*& c_string, bool isName) {
   m_Strings.push_back({&c_string, nullptr, false});
   NewString& string = m_Strings.back();
   string.c_string = isName ? NewName(m_c_newDocument, c_string) : xmlStrdup(c_string);
-  if (string.c_string == nullptr) throw _com_error(_com_error::kOutOfMemory, "move a node");
+  if (string.c_string == nullptr) throw std::bad_alloc();
   string.isOwned =
       m_c_newDocument->dict == nullptr || xmlDictOwns(m_c_newDocument->dict, string.c_string) != 1;
 }
@@ -157,8 +163,18 @@ void Move::ResolveOuterNs(xmlNs* c_ns) {
   Declare(prefix, c_ns);
 }
 
-void Move::ResolveType(const xmlNode* c_element, const xmlAttr* c_attr) {
-  const std::string prefix = TypePrefix(c_attr);
+// Whether a prefix, or a name without one, means something else in the new place.
+bool Move::AreValuesAtRisk() const noexcept {
+  if (m_c_root->type != XML_ELEMENT_NODE) return false;
+  for (const xmlNode* c_at = m_c_root->parent; c_at != nullptr && c_at->type == XML_ELEMENT_NODE;
+       c_at = c_at->parent) {
+    for (const xmlNs* c_ns = c_at->nsDef; c_ns != nullptr; c_ns = c_ns->next)
+      if (Uri(FindNs(m_c_parent, Prefix(c_ns))) != Uri(c_ns)) return true;
+  }
+  return m_NoNamespaceAtRisk;
+}
+
+void Move::ResolvePrefix(const xmlNode* c_element, std::string_view prefix) {
   if (IsPrefixInside(c_element, prefix)) return;
   xmlNs* c_outer = FindNs(m_c_root->parent, prefix);
   if (!Uri(c_outer).empty())

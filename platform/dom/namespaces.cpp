@@ -1,8 +1,10 @@
 #include "platform/dom/namespaces.h"
 
+#include <cstring>
 #include <memory>
+#include <new>
 
-#include "cfgex/com_error.h"
+#include "platform/dom/node_tree.h"
 
 namespace cfgex {
 
@@ -51,14 +53,14 @@ xmlNs* NewNs(std::string_view prefix, std::string_view uri) {
       c_ns != nullptr && c_ns->href != nullptr && (c_ns->prefix != nullptr || prefix.empty());
   if (!isWhole) {
     xmlFreeNs(c_ns);
-    throw _com_error(_com_error::kOutOfMemory, "declare a namespace");
+    throw std::bad_alloc();
   }
   return c_ns;
 }
 
 xmlNs* XmlPrefixNs(xmlDoc* c_document) {
   xmlNs* c_ns = xmlSearchNs(c_document, reinterpret_cast<xmlNode*>(c_document), XmlChars("xml"));
-  if (c_ns == nullptr) throw _com_error(_com_error::kOutOfMemory, "declare the prefix xml");
+  if (c_ns == nullptr) throw std::bad_alloc();
   return c_ns;
 }
 
@@ -81,12 +83,43 @@ bool IsTypeAttribute(const xmlAttr* c_attr) noexcept {
          Uri(c_attr->ns) == kSchemaInstanceNamespace;
 }
 
-std::string TypePrefix(const xmlAttr* c_attr) {
-  const std::string value = AttributeValue(c_attr);
-  const std::size_t colon = value.find(':');
-  if (colon == value.npos) return {};
-  const std::size_t start = value.find_first_not_of(" \t\r\n");
-  return value.substr(start, colon - start);
+namespace {
+
+bool IsNameByte(char c) noexcept {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
+         c == '-' || c == '.' || static_cast<unsigned char>(c) >= 0x80;
+}
+
+void AddPrefixes(const std::string& value, std::set<std::string>& prefixes) {
+  bool isBare = false;
+  for (std::size_t at = 0; at < value.size(); ++at) {
+    while (at < value.size() && std::strchr("-.0123456789", value[at]) != nullptr) ++at;
+    const std::size_t start = at;
+    while (at < value.size() && IsNameByte(value[at])) ++at;
+    if (at == start) continue;
+    if (at < value.size() && value[at] == ':')
+      prefixes.insert(value.substr(start, at - start));
+    else if (start == 0 || value[start - 1] != ':')
+      isBare = true;
+  }
+  if (isBare) prefixes.emplace();
+}
+
+}  // namespace
+
+std::set<std::string> PrefixesInValues(const xmlNode* c_element) {
+  std::set<std::string> prefixes;
+  for (const xmlAttr* c_attr = c_element->properties; c_attr != nullptr; c_attr = c_attr->next)
+    AddPrefixes(AttributeValue(c_attr), prefixes);
+  std::string text;
+  for (const xmlNode* c_child = c_element->children; c_child != nullptr; c_child = c_child->next) {
+    if (IsTextNode(c_child) && c_child->content != nullptr) text += Chars(c_child->content);
+    // Comments do not end a text.
+    if (c_child->type != XML_ELEMENT_NODE && c_child->next != nullptr) continue;
+    AddPrefixes(text, prefixes);
+    text.clear();
+  }
+  return prefixes;
 }
 
 }  // namespace cfgex

@@ -7,6 +7,7 @@
 
 #include <libxml/tree.h>
 
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -48,7 +49,10 @@ std::string AttributeValue(const xmlAttr* c_attr);
 
 // Whether `c_attr` is the xsi:type of its element.
 bool IsTypeAttribute(const xmlAttr* c_attr) noexcept;
-// The prefix in the value of an xsi:type; "" for none.
-std::string TypePrefix(const xmlAttr* c_attr);
+
+// The prefixes that names in the values of this element alone may have: what stands before a colon
+// in one of its attributes, or in its text between child elements; "" if a word has none. Which
+// values are names, only a schema tells.
+std::set<std::string> PrefixesInValues(const xmlNode* c_element);
 
 }  // namespace cfgex

@@ -1,5 +1,7 @@
 #include "platform/dom/node_tree.h"
 
+#include <new>
+
 #include "cfgex/com_error.h"
 #include "platform/dom/dom_document.h"
 #include "platform/dom/namespaces.h"
@@ -11,7 +13,7 @@ namespace {
 
 template <class T>
 T* Made(T* c_object) {
-  if (c_object == nullptr) throw _com_error(_com_error::kOutOfMemory, "make a node");
+  if (c_object == nullptr) throw std::bad_alloc();
   return c_object;
 }
 
@@ -140,7 +142,11 @@ namespace {
 
 class Copier {
  public:
-  explicit Copier(const xmlNode* c_root) : m_c_source(c_root), m_c_document(c_root->doc) {}
+  explicit Copier(const xmlNode* c_root) : m_c_source(c_root), m_c_document(c_root->doc) {
+    for (const xmlNode* c_at = c_root->parent; c_at != nullptr && c_at->type == XML_ELEMENT_NODE;
+         c_at = c_at->parent)
+      m_HasOuterNs = m_HasOuterNs || c_at->nsDef != nullptr;
+  }
   xmlNode* Copy();
 
  private:
@@ -150,6 +156,7 @@ class Copier {
 
   const xmlNode* m_c_source;
   xmlDoc* m_c_document;
+  bool m_HasOuterNs = false;
   NodePtr m_Root;
 };
 
@@ -176,8 +183,9 @@ NodePtr Copier::CopyNode(const xmlNode* c_node) const {
   NodePtr copy(Made(c_copy));
   copy->doc = m_c_document;
   copy->line = c_node->line;
-  if (copy->name == nullptr || (copy->content == nullptr && c_node->content != nullptr))
-    Made<xmlNode>(nullptr);
+  // The engine gives CDATA no name.
+  const bool isNamed = copy->name != nullptr || copy->type == XML_CDATA_SECTION_NODE;
+  if (!isNamed || (copy->content == nullptr && c_node->content != nullptr)) Made<xmlNode>(nullptr);
   return copy;
 }
 
@@ -201,9 +209,11 @@ void Copier::CopyContent(const xmlNode* c_from, xmlNode* c_to) {
     xmlAttr* c_copy = NewAttribute(m_c_document, c_attr->name, AttributeValue(c_attr));
     AppendAttribute(c_to, c_copy);
     if (c_attr->ns != nullptr) c_copy->ns = CopiedNs(c_to, c_attr->ns);
-    if (!IsTypeAttribute(c_attr)) continue;
-    xmlNs* c_typeNs = FindNs(c_from, TypePrefix(c_attr));
-    if (!Uri(c_typeNs).empty()) CopiedNs(c_to, c_typeNs);
+  }
+  if (!m_HasOuterNs) return;
+  for (const std::string& prefix : PrefixesInValues(c_from)) {
+    xmlNs* c_ns = FindNs(c_from, prefix);
+    if (!Uri(c_ns).empty()) CopiedNs(c_to, c_ns);
   }
 }
 

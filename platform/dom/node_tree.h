@@ -191,7 +191,8 @@ class Move {
   void AdoptString(const xmlChar*& c_string, bool isName);
   void ResolveNs(const xmlNode* c_element, xmlNs* c_ns);
   void ResolveOuterNs(xmlNs* c_ns);
-  void ResolveType(const xmlNode* c_element, const xmlAttr* c_attr);
+  bool AreValuesAtRisk() const noexcept;
+  void ResolvePrefix(const xmlNode* c_element, std::string_view prefix);
   void ProtectNoNamespace(const xmlNode* c_element);
   void Declare(const std::string& prefix, xmlNs* c_replaced);
   bool IsPrefixInside(const xmlNode* c_element, std::string_view prefix) const noexcept;

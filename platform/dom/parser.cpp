@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <new>
 
 #include "cfgex/com_error.h"
 #include "platform/dom/dom.h"
@@ -72,6 +73,7 @@ void Refuse(xmlParserCtxt* c_parser, ParseRefusal refusal) {
 }
 
 void OnError(void* context, EngineError* error) {
+  EngineScope::Note(error);
   auto* c_parser = static_cast<xmlParserCtxt*>(context);
   ParseObserver* observer = RunOf(c_parser).observer;
   if (observer != nullptr && error != nullptr) observer->OnError(c_parser, *error);
@@ -176,6 +178,25 @@ void SetUp(xmlParserCtxt* c_parser, TextEncoding encoding, Run& run) {
   handler.processingInstruction = OnProcessingInstruction;
 }
 
+// Raises nothing but std::bad_alloc; the caller asks whether the answer counts.
+XmlDocPtr ParseOnce(std::string_view bytes, TextEncoding encoding, ParseObserver* observer) {
+  if (observer != nullptr) observer->OnStart();
+  Run run{.rest = bytes, .observer = observer};
+  std::unique_ptr<xmlParserCtxt, FreeParser> parser(
+      xmlCreateIOParserCtxt(nullptr, nullptr, Read, nullptr, &run, XML_CHAR_ENCODING_NONE));
+  if (parser == nullptr) throw std::bad_alloc();
+  run.c_parser = parser.get();
+  SetUp(parser.get(), encoding, run);
+  xmlParseDocument(parser.get());
+  // Its state is broken then. What else speaks against its answer is looked for outside.
+  if (parser->errNo == XML_ERR_NO_MEMORY) throw std::bad_alloc();
+  if (parser->wellFormed != 0 && !run.refused) CheckEnd(run);
+  XmlDocPtr document(std::exchange(parser->myDoc, nullptr));
+  if (parser->wellFormed != 0 && parser->nsWellFormed != 0 && !run.refused) return document;
+  if (observer != nullptr) observer->OnPart(std::move(document));
+  return nullptr;
+}
+
 }  // namespace
 
 XmlDocPtr ParseXml(std::string_view bytes, TextEncoding encoding, const std::string& url,
@@ -192,24 +213,11 @@ XmlDocPtr ParseXml(std::string_view bytes, TextEncoding encoding, const std::str
 
   RaiseFaultHere("parse");
   const EngineScope scope;
-  Run run{.rest = bytes, .observer = observer};
-  std::unique_ptr<xmlParserCtxt, FreeParser> parser(
-      xmlCreateIOParserCtxt(nullptr, nullptr, Read, nullptr, &run, XML_CHAR_ENCODING_NONE));
-  if (parser == nullptr) throw _com_error(_com_error::kOutOfMemory, "parse");
-  run.c_parser = parser.get();
-  SetUp(parser.get(), encoding, run);
-  xmlParseDocument(parser.get());
-  if (parser->errNo == XML_ERR_NO_MEMORY) throw _com_error(_com_error::kOutOfMemory, "parse");
-  if (parser->wellFormed != 0 && !run.refused) CheckEnd(run);
-  XmlDocPtr document(std::exchange(parser->myDoc, nullptr));
-  if (parser->wellFormed == 0 || parser->nsWellFormed == 0 || run.refused) {
-    if (observer != nullptr) observer->OnPart(std::move(document));
-    return nullptr;
-  }
+  XmlDocPtr document = AskEngine([&] { return ParseOnce(bytes, encoding, observer); });
   if (document != nullptr && !url.empty()) {
     xmlFree(const_cast<xmlChar*>(document->URL));
     document->URL = xmlStrdup(reinterpret_cast<const xmlChar*>(url.c_str()));
-    if (document->URL == nullptr) throw _com_error(_com_error::kOutOfMemory, "parse");
+    if (document->URL == nullptr) throw std::bad_alloc();
   }
   return document;
 }

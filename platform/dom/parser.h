@@ -35,6 +35,8 @@ enum class ParseRefusal {
 // is called from C code: nothing may be raised.
 class ParseObserver {
  public:
+  // The parser starts, maybe once more: what was told before counts no longer.
+  virtual void OnStart() noexcept = 0;
   // An element was begun; it is `c_parser->node`, and the input stands at the end of its start tag.
   virtual void OnElement(xmlParserCtxt* c_parser) noexcept = 0;
   virtual void OnError(xmlParserCtxt* c_parser, const xmlError& error) noexcept = 0;

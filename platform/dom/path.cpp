@@ -6,6 +6,7 @@
 
 #include <cassert>
 #include <memory>
+#include <new>
 #include <optional>
 #include <string>
 
@@ -167,31 +168,36 @@ struct FreeXPath {
 // that goes over the largest document a few times stays far below it.
 constexpr unsigned long kMaxPathSteps = 500'000'000;
 
-void IgnoreError(void* /*context*/, EngineError* /*error*/) {}
+void TakeError(void* /*context*/, EngineError* error) { EngineScope::Note(error); }
 
-Nodes EvaluateXPath(xmlDoc* c_document, xmlNode* c_context, const std::string& path) {
-  const EngineScope scope;
+using XPathObject = std::unique_ptr<xmlXPathObject, FreeXPath>;
+
+XPathObject EvaluateOnce(xmlDoc* c_document, xmlNode* c_context, const std::string& path) {
   const std::unique_ptr<xmlXPathContext, FreeXPath> context(xmlXPathNewContext(c_document));
-  if (context == nullptr) throw _com_error(_com_error::kOutOfMemory, "evaluate a path");
+  if (context == nullptr) throw std::bad_alloc();
   context->node = c_context;
   context->opLimit = kMaxPathSteps;
-  context->error = IgnoreError;
-  const std::unique_ptr<xmlXPathObject, FreeXPath> result(
-      xmlXPathEval(XmlChars(path.c_str()), context.get()));
-  if (result == nullptr) {
-    const bool memory = context->lastError.code == XML_ERR_NO_MEMORY;
-    throw _com_error(memory ? _com_error::kOutOfMemory : _com_error::kFail, "bad path: " + path);
-  }
+  context->error = TakeError;
+  return XPathObject(xmlXPathEval(XmlChars(path.c_str()), context.get()));
+}
+
+Nodes EvaluateXPath(xmlDoc* c_document, xmlNode* c_context, const std::string& path) {
+  const XPathObject result = AskEngine([&] { return EvaluateOnce(c_document, c_context, path); });
+  if (result == nullptr) throw _com_error(_com_error::kFail, "bad path: " + path);
   if (result->type != XPATH_NODESET)
     throw _com_error(_com_error::kFail, "a path that yields no nodes: " + path);
 
   Nodes nodes;
   if (result->nodesetval == nullptr) return nodes;
-  xmlXPathNodeSetSort(result->nodesetval);
   for (int i = 0; i < result->nodesetval->nodeNr; ++i) {
     xmlNode* c_node = result->nodesetval->nodeTab[i];
     if (c_node->type != XML_NAMESPACE_DECL) nodes.push_back(c_node);
   }
+  // They come in order as a rule, and comparing takes time where they are far apart. The engine's
+  // own sort ends the process when it lacks memory.
+  const auto isBefore = [](xmlNode* c_a, xmlNode* c_b) { return xmlXPathCmpNodes(c_a, c_b) == 1; };
+  if (!std::is_sorted(nodes.begin(), nodes.end(), isBefore))
+    std::sort(nodes.begin(), nodes.end(), isBefore);
   return nodes;
 }
 
@@ -211,6 +217,7 @@ Nodes EvaluateXPath(xmlDoc* c_document, xmlNode* c_context, const std::string& p
 }
 
 Nodes Find(xmlNode* c_context, std::wstring_view widePath, Wanted wanted) {
+  const EngineScope scope;
   const std::string path = ToUtf8(widePath);
   if (path.find('\0') != path.npos) throw _com_error(_com_error::kFail, "bad path: null character");
 

@@ -51,6 +51,7 @@ class Writer {
     if (c_text != nullptr) m_Out += reinterpret_cast<const char*>(c_text);
   }
   void Escaped(const xmlChar* c_text, Where where);
+  void CData(const xmlChar* c_text);
   void Name(const xmlNs* c_ns, const xmlChar* c_name);
   void Declarations(const xmlNode* c_element);
   void Attributes(const xmlNode* c_element);
@@ -86,6 +87,18 @@ void Writer::Escaped(const xmlChar* c_text, Where where) {
     }
   }
   m_Out.append(start, at);
+}
+
+// The parser makes one node of sections that follow each other, which may hold the end mark then.
+void Writer::CData(const xmlChar* c_text) {
+  std::string_view rest = c_text != nullptr ? Chars(c_text) : "";
+  Add("<![CDATA[");
+  for (std::size_t end; (end = rest.find("]]>")) != rest.npos; rest.remove_prefix(end + 2)) {
+    Add(rest.substr(0, end + 2));
+    Add("]]><![CDATA[");
+  }
+  Add(rest);
+  Add("]]>");
 }
 
 void Writer::Name(const xmlNs* c_ns, const xmlChar* c_name) {
@@ -142,10 +155,7 @@ bool Writer::Open(const xmlNode* c_node) {
       Escaped(c_node->content, Where::kText);
       return false;
     case XML_CDATA_SECTION_NODE:
-      // Only a parser makes these, so that their content never holds the end mark.
-      Add("<![CDATA[");
-      Add(c_node->content);
-      Add("]]>");
+      CData(c_node->content);
       return false;
     case XML_COMMENT_NODE:
       Add("<!--");

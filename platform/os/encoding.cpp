@@ -3,9 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <new>
 #include <span>
-#include <stdexcept>
 
 #include "cfgex/com_error.h"
 
@@ -50,18 +48,6 @@ bool IsNameCharacter(std::uint32_t code) noexcept {
 
 [[noreturn]] void RaiseMalformed(const char* what) {
   throw _com_error(_com_error::kInvalidArgument, what);
-}
-
-// Runs a conversion; that its result does not fit into memory is a failure like any other.
-template <class Conversion>
-auto WithMemory(const char* name, Conversion&& conversion) {
-  try {
-    return conversion();
-  } catch (const std::bad_alloc&) {
-    throw _com_error(_com_error::kOutOfMemory, name);
-  } catch (const std::length_error&) {
-    throw _com_error(_com_error::kOutOfMemory, name);
-  }
 }
 
 constexpr char kWideMalformed[] = "wide text: a character is no Unicode scalar value";
@@ -124,61 +110,55 @@ std::uint32_t TakeSequence(std::string_view text, std::size_t& position) {
 }  // namespace
 
 std::string ToUtf8(std::wstring_view text) {
-  return WithMemory("ToUtf8", [text] {
-    const std::size_t length = Utf8Length(text);
-    std::string result(length, '\0');
-    if (length == text.size()) {  // all ASCII
-      std::transform(text.begin(), text.end(), result.begin(),
-                     [](wchar_t character) { return static_cast<char>(character); });
-      return result;
-    }
-    char* out = result.data();
-    for (const wchar_t character : text) out = PutUtf8(out, CodeOf(character));
+  const std::size_t length = Utf8Length(text);
+  std::string result(length, '\0');
+  if (length == text.size()) {  // all ASCII
+    std::transform(text.begin(), text.end(), result.begin(),
+                   [](wchar_t character) { return static_cast<char>(character); });
     return result;
-  });
+  }
+  char* out = result.data();
+  for (const wchar_t character : text) out = PutUtf8(out, CodeOf(character));
+  return result;
 }
 
 std::wstring FromUtf8(std::string_view text) {
-  return WithMemory("FromUtf8", [text] {
-    // As many characters as there are bytes that are no trail bytes.
-    const auto count = std::count_if(text.begin(), text.end(), [](char byte) {
-      return (static_cast<std::uint8_t>(byte) & 0xC0) != 0x80;
-    });
-    std::wstring result;
-    result.reserve(static_cast<std::size_t>(count));
-    for (std::size_t position = 0; position < text.size();) {
-      const std::size_t start = position;
-      while (position < text.size() && static_cast<std::uint8_t>(text[position]) < 0x80) ++position;
-      result.append(text.begin() + static_cast<std::ptrdiff_t>(start),
-                    text.begin() + static_cast<std::ptrdiff_t>(position));
-      if (position < text.size()) {
-        result.push_back(static_cast<wchar_t>(TakeSequence(text, position)));
-      }
-    }
-    return result;
+  // As many characters as there are bytes that are no trail bytes.
+  const auto count = std::count_if(text.begin(), text.end(), [](char byte) {
+    return (static_cast<std::uint8_t>(byte) & 0xC0) != 0x80;
   });
+  std::wstring result;
+  result.reserve(static_cast<std::size_t>(count));
+  for (std::size_t position = 0; position < text.size();) {
+    const std::size_t start = position;
+    while (position < text.size() && static_cast<std::uint8_t>(text[position]) < 0x80) ++position;
+    result.append(text.begin() + static_cast<std::ptrdiff_t>(start),
+                  text.begin() + static_cast<std::ptrdiff_t>(position));
+    if (position < text.size()) {
+      result.push_back(static_cast<wchar_t>(TakeSequence(text, position)));
+    }
+  }
+  return result;
 }
 
 std::string ToUtf16Le(std::wstring_view text) {
-  return WithMemory("ToUtf16Le", [text] {
-    std::string result;
-    result.reserve(text.size() * 2);
-    const auto put = [&result](std::uint32_t unit) {
-      result.push_back(static_cast<char>(unit & 0xFF));
-      result.push_back(static_cast<char>(unit >> 8));
-    };
-    for (const wchar_t character : text) {
-      const std::uint32_t code = CodeOf(character);
-      if (!IsScalarValue(code)) RaiseMalformed(kWideMalformed);
-      if (code < 0x10000) {
-        put(code);
-      } else {
-        put(0xD800 + ((code - 0x10000) >> 10));
-        put(0xDC00 + ((code - 0x10000) & 0x3FF));
-      }
+  std::string result;
+  result.reserve(text.size() * 2);
+  const auto put = [&result](std::uint32_t unit) {
+    result.push_back(static_cast<char>(unit & 0xFF));
+    result.push_back(static_cast<char>(unit >> 8));
+  };
+  for (const wchar_t character : text) {
+    const std::uint32_t code = CodeOf(character);
+    if (!IsScalarValue(code)) RaiseMalformed(kWideMalformed);
+    if (code < 0x10000) {
+      put(code);
+    } else {
+      put(0xD800 + ((code - 0x10000) >> 10));
+      put(0xDC00 + ((code - 0x10000) & 0x3FF));
     }
-    return result;
-  });
+  }
+  return result;
 }
 
 bool IsXmlText(std::wstring_view text) noexcept {

@@ -2,12 +2,14 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <new>
 
 #include "cfgex/com_error.h"
 #include "platform/fault_point.h"
@@ -18,7 +20,7 @@ namespace {
 
 bool Fails(FaultPoint point, int error = EIO) noexcept {
   if (!FaultHere(point)) return false;
-  errno = error;
+  errno = point.error != 0 ? point.error : error;
   return true;
 }
 
@@ -45,7 +47,7 @@ int Close(int descriptor) noexcept {
   // Interrupted or not, the descriptor is free afterwards: a second call could hit another's.
   const int result = ::close(descriptor);
   if (failing) {
-    errno = EIO;
+    errno = point.error != 0 ? point.error : EIO;
     return -1;
   }
   return result < 0 && errno == EINTR ? 0 : result;
@@ -67,7 +69,7 @@ ssize_t Write(int descriptor, std::span<const iovec> pieces) noexcept {
   for (const iovec& piece : pieces) size += piece.iov_len;
   FaultPoint point{.operation = "write", .descriptor = descriptor, .size = size};
   if (FaultHere(point)) {
-    errno = ENOSPC;
+    errno = point.error != 0 ? point.error : ENOSPC;
     return -1;
   }
   if (point.size < size)
@@ -131,6 +133,30 @@ int SetOwner(int descriptor, uid_t owner, gid_t group) noexcept {
              : ::fchown(descriptor, owner, group);
 }
 
+ssize_t GetAttribute(int descriptor, const char* name, void* value, std::size_t size) noexcept {
+  return Fails({.operation = "fgetxattr", .descriptor = descriptor})
+             ? -1
+             : ::fgetxattr(descriptor, name, value, size);
+}
+
+ssize_t ListAttributes(int descriptor, char* names, std::size_t size) noexcept {
+  return Fails({.operation = "flistxattr", .descriptor = descriptor})
+             ? -1
+             : ::flistxattr(descriptor, names, size);
+}
+
+int SetAttribute(int descriptor, const char* name, std::string_view value) noexcept {
+  return Fails({.operation = "fsetxattr", .descriptor = descriptor}, ENOTSUP)
+             ? -1
+             : ::fsetxattr(descriptor, name, value.data(), value.size(), 0);
+}
+
+int RemoveAttribute(int descriptor, const char* name) noexcept {
+  return Fails({.operation = "fremovexattr", .descriptor = descriptor})
+             ? -1
+             : ::fremovexattr(descriptor, name);
+}
+
 int TryLock(int descriptor) noexcept {
   return Fails({.operation = "flock", .descriptor = descriptor})
              ? -1
@@ -142,20 +168,62 @@ int Rename(const char* from, const char* to) noexcept {
 }
 
 int RenameToNew(const char* from, const char* to) noexcept {
-  return Fails({.operation = "rename", .path = from, .newPath = to})
-             ? -1
-             : ::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE);
+  if (!Fails({.operation = "renameat2", .path = from, .newPath = to}, EINVAL) &&
+      ::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) {
+    return 0;
+  }
+  if (errno != EINVAL && errno != ENOSYS) return -1;  // else the flag is not known here
+  if (Link(from, to) == 0) {
+    Unlink(from);
+    return 0;
+  }
+  if (errno == EEXIST) return -1;
+  // No links either: an empty file of one's own keeps the name free.
+  const int kept = Open(to, O_WRONLY | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR);
+  if (kept < 0) return -1;
+  Close(kept);
+  if (Rename(from, to) == 0) return 0;
+  const int error = errno;
+  Unlink(to);
+  errno = error;
+  return -1;
+}
+
+int Link(const char* from, const char* to) noexcept {
+  return Fails({.operation = "link", .path = from, .newPath = to}, EPERM) ? -1 : ::link(from, to);
 }
 
 int Unlink(const char* path) noexcept {
   return Fails({.operation = "unlink", .path = path}) ? -1 : ::unlink(path);
 }
 
+FileIdentity IdentityOf(const struct stat& status) noexcept {
+  return {static_cast<long long>(status.st_dev),
+          static_cast<long long>(status.st_ino),
+          status.st_size,
+          status.st_mtim.tv_sec,
+          status.st_mtim.tv_nsec,
+          status.st_ctim.tv_sec,
+          status.st_ctim.tv_nsec};
+}
+
+bool IsOlder(const FileIdentity& identity, const timespec& time) noexcept {
+  return std::pair(identity[5], identity[6]) <
+         std::pair<long long, long long>(time.tv_sec, time.tv_nsec);
+}
+
+timespec FileTime() noexcept {
+  timespec time{};
+  return ::clock_gettime(CLOCK_REALTIME_COARSE, &time) == 0 ? time : timespec{};
+}
+
 void RaiseErrno(const char* operation, const std::string& path, int error) {
+  if (error == ENOMEM) throw std::bad_alloc();
   char buffer[256] = "";
   const char* text = TextOf(::strerror_r(error, buffer, sizeof buffer), buffer);
-  throw _com_error(error == ENOMEM ? _com_error::kOutOfMemory : _com_error::kWriteFault,
-                   std::string(operation) + " " + path + ": " + text);
+  const std::string what = std::string(operation) + " " + path + ": " + text;
+  if (error == EEXIST) throw FileExists(_com_error::kWriteFault, what);
+  throw _com_error(_com_error::kWriteFault, what);
 }
 
 }  // namespace cfgex::file_calls

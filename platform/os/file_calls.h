@@ -2,9 +2,9 @@
 //
 // Every call passes the fault point of its name first ("open", "write"...); where the hook makes it
 // fail, nothing is done but what the call does even when it fails (a descriptor is closed), and
-// `errno` says ENOSPC for "write" and "ftruncate", EIO for the others; "write" may also be made
-// shorter. Results and `errno` are
-// otherwise those of the system.
+// `errno` is the hook's, or else ENOSPC for "write" and "ftruncate", what an old file system says
+// for "renameat2", "link" and "fsetxattr", EIO for the others; "write" may also be made shorter.
+// Results and `errno` are otherwise those of the system.
 #pragma once
 
 #include <sys/stat.h>
@@ -12,9 +12,13 @@
 #include <sys/uio.h>
 
 #include <cstddef>
+#include <ctime>
 #include <span>
 #include <string>
+#include <string_view>
 #include <utility>
+
+#include "platform/os/file.h"
 
 namespace cfgex::file_calls {
 
@@ -33,10 +37,24 @@ ssize_t ReadLink(const char* path, char* buffer, std::size_t size) noexcept;
 int CheckWritable(const char* path) noexcept;
 int SetMode(int descriptor, mode_t mode) noexcept;
 int SetOwner(int descriptor, uid_t owner, gid_t group) noexcept;
+// Extended attributes.
+ssize_t GetAttribute(int descriptor, const char* name, void* value, std::size_t size) noexcept;
+ssize_t ListAttributes(int descriptor, char* names, std::size_t size) noexcept;
+int SetAttribute(int descriptor, const char* name, std::string_view value) noexcept;
+int RemoveAttribute(int descriptor, const char* name) noexcept;
 int TryLock(int descriptor) noexcept;  // flock, exclusive, without waiting
 int Rename(const char* from, const char* to) noexcept;
-int RenameToNew(const char* from, const char* to) noexcept;  // fails where `to` exists
+// Fails where `to` exists (EEXIST), whatever the file system can do. A process that ends in the
+// midst may leave both names, or an empty file at `to`, on one that cannot do it in one step.
+int RenameToNew(const char* from, const char* to) noexcept;
+int Link(const char* from, const char* to) noexcept;
 int Unlink(const char* path) noexcept;
+
+FileIdentity IdentityOf(const struct stat& status) noexcept;
+// Whether a file was last changed before that time, told by the clock that stamps files.
+bool IsOlder(const FileIdentity& identity, const timespec& time) noexcept;
+// What that clock shows; the beginning of time if it cannot be read.
+timespec FileTime() noexcept;
 
 // Owns a descriptor and closes it; -1 for none.
 class Descriptor {
@@ -59,7 +77,8 @@ class Descriptor {
   int m_Descriptor;
 };
 
-// Raises _com_error for the failure of `operation` on `path` with this `errno`.
+// Raises _com_error, FileExists for EEXIST, for the failure of `operation` on `path` with this
+// `errno`.
 [[noreturn]] void RaiseErrno(const char* operation, const std::string& path, int error);
 
 }  // namespace cfgex::file_calls

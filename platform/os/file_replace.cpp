@@ -12,9 +12,9 @@
 //    it.
 // 3. The target's name always leads to a whole file: the old one until the rename, then the new.
 //
-// Steps: look at the target, make the temporary file, fill it, take over owner and permissions,
-// flush, close, rename, flush the directory. Where the directory does not let this happen, the
-// target itself is written.
+// Steps: look at the target, make the temporary file, which is its maker's alone, fill it, give it
+// its rights, flush, close, rename, flush the directory. Where the directory does not let this
+// happen, the target itself is written.
 
 #include "platform/os/file_replace.h"
 
@@ -40,7 +40,6 @@ using file_calls::RaiseErrno;
 constexpr int kMostLinks = 40;     // as the kernel has it
 constexpr int kMostWriters = 100;  // at work in one directory on one name
 constexpr int kMostRaces = 1000;   // lost to other writers before the operation fails
-constexpr mode_t kPermissions = 07777;
 
 // Everything up to and with the last slash; empty for a name alone.
 std::string DirectoryPart(const std::string& path) {
@@ -66,11 +65,17 @@ std::string LinkText(const std::string& path) {
 // to write the target itself. A full disk does not: that would cost the old content.
 bool IsRefusalOfDirectory(int error) noexcept {
   return error == EACCES || error == EPERM || error == EROFS || error == ENAMETOOLONG ||
-         error == EBUSY || error == EXDEV || error == EEXIST;
+         error == EBUSY || error == EXDEV;
 }
 
 bool IsSameFile(const struct stat& a, const struct stat& b) noexcept {
   return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+FileIdentity IdentityOf(int descriptor) noexcept {
+  struct stat status;
+  return file_calls::Status(descriptor, status) == 0 ? file_calls::IdentityOf(status)
+                                                     : FileIdentity{};
 }
 
 class TemporaryFile {
@@ -91,6 +96,8 @@ class TemporaryFile {
   int RenameTo(const std::string& target, bool mustBeNew);
 
   int Get() const noexcept { return m_Written.Get(); }
+  // As it is now, also after the rename, which changes it.
+  FileIdentity Identity() const noexcept { return IdentityOf(m_Lock.Get()); }
   const std::string& Path() const noexcept { return m_Path; }
 
  private:
@@ -173,11 +180,11 @@ int TemporaryFile::Create(const std::string& target, std::string name, mode_t mo
         ++number;
         break;
       case Attempt::kRace:
-        if (++races == kMostRaces) return EEXIST;
+        if (++races == kMostRaces) return EBUSY;
         break;
     }
   }
-  return EEXIST;
+  return EBUSY;
 }
 
 void TemporaryFile::CloseWritten() {
@@ -190,26 +197,6 @@ int TemporaryFile::RenameTo(const std::string& target, bool mustBeNew) {
   if (renamed != 0) return errno;
   m_Path.clear();
   return 0;
-}
-
-// Gives the new file the owner and the permissions of the old one. Where the owner may not be
-// given away the file stays the writer's, and nobody's rights to act as its owner pass to it.
-void TakeOverRights(const TemporaryFile& file, const struct stat& old) {
-  struct stat fresh;
-  if (file_calls::Status(file.Get(), fresh) != 0) RaiseErrno("fstat", file.Path(), errno);
-  mode_t mode = old.st_mode & kPermissions;
-  if (fresh.st_uid != old.st_uid || fresh.st_gid != old.st_gid) {
-    bool kept = file_calls::SetOwner(file.Get(), old.st_uid, old.st_gid) == 0;
-    if (!kept && errno == EIO) RaiseErrno("fchown", file.Path(), errno);
-    if (!kept) {
-      mode &= ~static_cast<mode_t>(S_ISUID | S_ISGID);
-      // The group may be given where the owner may not; without it nothing more is lost.
-      if (file_calls::SetOwner(file.Get(), fresh.st_uid, old.st_gid) != 0 && errno == EIO) {
-        RaiseErrno("fchown", file.Path(), errno);
-      }
-    }
-  }
-  if (file_calls::SetMode(file.Get(), mode) != 0) RaiseErrno("fchmod", file.Path(), errno);
 }
 
 void SyncFile(int descriptor, const std::string& path) {
@@ -226,35 +213,53 @@ Descriptor OpenDirectoryOf(const std::string& target) {
   return result;
 }
 
+// The target may be one that this process may write, but not read.
+Descriptor OpenToLookAt(const std::string& target) {
+  constexpr int kFlags = O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
+  Descriptor result(file_calls::Open(target.c_str(), O_RDONLY | kFlags));
+  if (!result.IsOpen() && errno == EACCES)
+    result = Descriptor(file_calls::Open(target.c_str(), O_WRONLY | kFlags));
+  if (!result.IsOpen()) RaiseErrno("open", target, errno);
+  return result;
+}
+
 // Gives 0, or the `errno` with which the directory refused, before the target was touched.
-int ReplaceBesides(const std::string& target, const std::string& family, const struct stat* old,
-                   mode_t newMode, bool mustBeNew, const ContentWriter& write) {
+int ReplaceBesides(const std::string& target, const std::string& family,
+                   const std::optional<FileRights>& rights, bool mustBeNew,
+                   const ContentWriter& write, FileIdentity& identity) {
   TemporaryFile file;
   constexpr mode_t kMineAlone = S_IRUSR | S_IWUSR;
-  const int refused = file.Create(target, family, old != nullptr ? kMineAlone : newMode);
+  constexpr mode_t kEverybody = kMineAlone | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
+  const int refused = file.Create(target, family, rights ? kMineAlone : kEverybody);
   if (refused != 0) return refused;
   write(file.Get());
-  if (old != nullptr) TakeOverRights(file, *old);
+  if (rights) GiveRights(file.Get(), *rights, file.Path());
   SyncFile(file.Get(), file.Path());
   file.CloseWritten();
   const Descriptor directory = OpenDirectoryOf(target);
   if (const int error = file.RenameTo(target, mustBeNew); error != 0) return error;
+  identity = file.Identity();
   if (directory.IsOpen()) SyncFile(directory.Get(), DirectoryPart(target));
   return 0;
 }
 
-// Gives false when the target cannot be opened. Nothing is cut off before the new content stands.
-bool WriteInPlace(const std::string& target, const ContentWriter& write) {
+// Gives false when the target cannot be opened, or has other names, under which nobody awaits this.
+// Nothing is cut off before the new content stands.
+bool WriteInPlace(const std::string& target, const FileRights& rights, const ContentWriter& write,
+                  FileIdentity& identity) {
   Descriptor file(file_calls::Open(target.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY));
   if (!file.IsOpen()) return false;
   struct stat status;
   if (file_calls::Status(file.Get(), status) != 0) RaiseErrno("fstat", target, errno);
   if (!S_ISREG(status.st_mode)) RaiseErrno("open", target, EINVAL);
+  if (status.st_nlink > 1) return false;
+  CutRights(file.Get(), rights, target);
   write(file.Get());
   const off_t length = file_calls::Position(file.Get());
   if (length < 0) RaiseErrno("lseek", target, errno);
   if (file_calls::Truncate(file.Get(), length) != 0) RaiseErrno("ftruncate", target, errno);
   SyncFile(file.Get(), target);
+  identity = IdentityOf(file.Get());
   if (file_calls::Close(file.Detach()) != 0) RaiseErrno("close", target, errno);
   return true;
 }
@@ -271,8 +276,8 @@ std::string FollowLinks(std::string path) {
   return path;
 }
 
-void ReplaceContent(const std::string& target, mode_t newMode, bool mustBeNew,
-                    const ContentWriter& write, const std::string& family) {
+FileIdentity ReplaceContent(const std::string& target, bool mustBeNew, const RightsChooser& choose,
+                            const ContentWriter& write, const std::string& family) {
   if (target.empty()) RaiseErrno("open", target, ENOENT);
   if (target.ends_with('/')) RaiseErrno("open", target, EISDIR);
   struct stat old;
@@ -283,11 +288,38 @@ void ReplaceContent(const std::string& target, mode_t newMode, bool mustBeNew,
     if (!S_ISREG(old.st_mode)) RaiseErrno("open", target, EINVAL);
     if (file_calls::CheckWritable(target.c_str()) != 0) RaiseErrno("open", target, errno);
   }
-  const int error =
-      ReplaceBesides(target, family, exists ? &old : nullptr, newMode, mustBeNew, write);
-  if (error == 0) return;
-  const bool tryInPlace = exists && IsRefusalOfDirectory(error);
-  if (!tryInPlace || !WriteInPlace(target, write)) RaiseErrno("replace", target, error);
+  std::optional<FileRights> present;
+  if (exists) present = RightsOf(OpenToLookAt(target).Get(), target);
+  const std::optional<FileRights> rights = choose(present);
+  FileIdentity identity{};
+  const int error = ReplaceBesides(target, family, rights, mustBeNew, write, identity);
+  if (error == 0) return identity;
+  const bool tryInPlace = exists && rights && IsRefusalOfDirectory(error);
+  if (!tryInPlace || !WriteInPlace(target, *rights, write, identity))
+    RaiseErrno("replace", target, error);
+  return identity;
+}
+
+namespace {
+
+void RequireRegularFile(const std::string& path) {
+  struct stat status;
+  if (!LookAt(path, status)) RaiseErrno("lstat", path, ENOENT);
+  if (!S_ISREG(status.st_mode)) RaiseErrno("lstat", path, EINVAL);
+}
+
+}  // namespace
+
+void LinkToNew(const std::string& path, const std::string& name) {
+  RequireRegularFile(path);
+  const Descriptor directory = OpenDirectoryOf(name);
+  if (file_calls::Link(path.c_str(), name.c_str()) != 0) RaiseErrno("link", name, errno);
+  if (directory.IsOpen()) SyncFile(directory.Get(), DirectoryPart(name));
+}
+
+void RenameToNew(const std::string& path, const std::string& name) {
+  RequireRegularFile(path);
+  if (file_calls::RenameToNew(path.c_str(), name.c_str()) != 0) RaiseErrno("rename", name, errno);
 }
 
 void WriteFully(int descriptor, std::span<const std::string_view> pieces, const std::string& path) {

@@ -62,4 +62,17 @@ std::uint32_t _wtoi(const wchar_t* text) noexcept {
   return negative ? 0 - number : number;
 }
 
+bool SplitStringToTokensW(std::vector<x_wstring>* tokens, const x_wstring& text,
+                          const wchar_t* separator) {
+  if (tokens == nullptr || separator == nullptr || *separator == L'\0') return false;
+  const std::wstring& whole = text.str();
+  const std::size_t length = std::wcslen(separator);
+  std::size_t begin = 0;
+  for (std::size_t end; (end = whole.find(separator, begin)) != std::wstring::npos;
+       begin = end + length)
+    tokens->emplace_back(whole.substr(begin, end - begin));
+  tokens->emplace_back(whole.substr(begin));
+  return true;
+}
+
 }  // namespace OS

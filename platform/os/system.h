@@ -3,6 +3,9 @@
 
 #include <array>
 #include <cstdint>
+#include <vector>
+
+#include "cfgex/os_string.h"
 
 namespace OS {
 
@@ -21,5 +24,10 @@ int StringFromGUID2(const GUID& guid, wchar_t* buffer, int size) noexcept;
 
 // The number at the start of a text, after blanks and a sign, modulo 2^32; 0 without digits.
 std::uint32_t _wtoi(const wchar_t* text) noexcept;
+
+// Appends the pieces of the text between the separators, empty ones included, so always one more
+// than there are separators. False, and nothing appended, without a vector or a separator.
+bool SplitStringToTokensW(std::vector<x_wstring>* tokens, const x_wstring& text,
+                          const wchar_t* separator);
 
 }  // namespace OS

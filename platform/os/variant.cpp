@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -192,9 +193,10 @@ HRESULT FromBoolean(VARIANT& result, bool value, VARTYPE kind) noexcept {
 HRESULT FromNarrowText(VARIANT& result, const char* text) noexcept {
   try {
     return ToText(result, cfgex::FromUtf8(text));
-  } catch (const _com_error& error) {
-    return Failure(error.Error() == _com_error::kOutOfMemory ? _com_error::kOutOfMemory
-                                                             : _com_error::kTypeMismatch);
+  } catch (const _com_error&) {
+    return Failure(_com_error::kTypeMismatch);
+  } catch (const std::bad_alloc&) {
+    return Failure(_com_error::kOutOfMemory);
   }
 }
 

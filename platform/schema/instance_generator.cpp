@@ -66,8 +66,31 @@ bool DerivesFrom(const SchemaType& type, const SchemaType& ancestor) {
   return at != nullptr;
 }
 
-const std::wstring& ValueOf(const std::wstring& fixed, const std::wstring& otherwise) {
-  return fixed.empty() ? otherwise : fixed;
+// The value that a declaration gives, as a document holds it: the engine takes no blanks around the
+// values of most types that collapse them.
+std::wstring ValueOf(const std::wstring& fixed, const std::wstring& otherwise,
+                     const SimpleType* type) {
+  const std::wstring& value = fixed.empty() ? otherwise : fixed;
+  if (type == nullptr || !CollapsesBlanks(*type)) return value;
+  std::wstring result;
+  bool is_after_blank = false;
+  for (const wchar_t c : value) {
+    const bool is_blank = c == L' ' || c == L'\t' || c == L'\n' || c == L'\r';
+    if (!is_blank && is_after_blank && !result.empty()) result += L' ';
+    if (!is_blank) result += c;
+    is_after_blank = is_blank;
+  }
+  return result;
+}
+
+// The type of the text of an element; null where the text has none, or there is no text.
+const SimpleType* TextType(const SchemaType& type) {
+  for (const SchemaType* at = &type; at != nullptr; at = at->base) {
+    if (at->simple != nullptr) return at->simple;
+    if (!at->complex->has_simple_content) return nullptr;
+    if (at->complex->simple_content != nullptr) return at->complex->simple_content;
+  }
+  return nullptr;
 }
 
 // "prefix:" for a name in a namespace, which is declared on the element if it is not yet; nothing
@@ -106,7 +129,10 @@ ComPtr<IXMLDOMElement> InstanceGenerator::Generate(const InstanceRoot& root) {
                                : root.type->complex && root.type->complex->is_abstract;
   if (is_abstract) return nullptr;
   const SchemaType* type = root.type;
-  if (root.element != nullptr) type = ConcreteType(*root.element->type);
+  if (root.element != nullptr) {
+    CanBeMade(*root.element->declaration);
+    type = ConcreteType(*root.element->type);
+  }
   if (type == nullptr) return nullptr;
 
   m_Callback.OnStart();
@@ -163,9 +189,10 @@ bool InstanceGenerator::AddElement(const Particle& particle, const ComPtr<IXMLDO
 
 void InstanceGenerator::OpenGroup(const ModelGroup& group, const ComPtr<IXMLDOMElement>& parent) {
   Level level{.node = parent};
-  for (const Particle& particle : group.particles) {
-    level.particles.push_back(&particle);
-    if (group.compositor == Compositor::kChoice) break;
+  if (group.compositor == Compositor::kChoice) {
+    if (const Particle* particle = Alternative(group)) level.particles.push_back(particle);
+  } else {
+    for (const Particle& particle : group.particles) level.particles.push_back(&particle);
   }
   m_Levels.push_back(std::move(level));
 }
@@ -207,11 +234,12 @@ ComPtr<IXMLDOMElement> InstanceGenerator::NewNode(const NameKey& name,
     for (const AttributeUse* use : EffectiveAttributes(*type.complex)) {
       if (use->use == AttributeUseKind::kRequired)
         node->setAttribute(PrefixFor(*node, use->ns) + use->name,
-                           ValueOf(use->fixed_value, use->default_value));
+                           ValueOf(use->fixed_value, use->default_value, use->type));
     }
   }
   if (declaration != nullptr && TakesText(type)) {
-    const std::wstring& text = ValueOf(declaration->fixed_value, declaration->default_value);
+    const std::wstring text =
+        ValueOf(declaration->fixed_value, declaration->default_value, TextType(type));
     if (!text.empty()) node->put_text(text);
   }
   return node;
@@ -224,32 +252,106 @@ bool InstanceGenerator::IsOmitted(const ComPtr<ISchemaElement>& declaration,
   return info.IsOmitted();
 }
 
+// What was taken stays taken, so that the search is not made for each copy.
 SchemaElement* InstanceGenerator::ConcreteElement(SchemaElement& place) {
-  if (!place.is_abstract) return &place;
-  const auto [found, added] = m_Members.try_emplace(place.declaration, nullptr);
-  if (added) {
-    const auto all = AllSubstitutes(place);
-    const std::unordered_set<const SchemaElement*> members(all.begin(), all.end());
-    const auto first = std::find_if(
-        m_Model.elements.begin(), m_Model.elements.end(),
-        [&](const auto& element) { return !element.is_abstract && members.contains(&element); });
-    if (first != m_Model.elements.end()) found->second = &*first;
-  }
-  return found->second;
+  SchemaElement* pick = FindElement(place).pick;
+  m_Members.try_emplace(place.declaration, pick == &place ? place.declaration : pick);
+  return pick;
 }
 
 SchemaType* InstanceGenerator::ConcreteType(SchemaType& declared) {
-  if (declared.complex == nullptr || !declared.complex->is_abstract) return &declared;
-  const auto [found, added] = m_Derived.try_emplace(&declared, nullptr);
-  if (added) {
-    auto& types = m_Model.complex_types;
-    const auto first = std::find_if(types.begin(), types.end(), [&](const ComplexType& type) {
-      return !type.is_abstract && m_Model.FindType(type.Key()) == &type &&
-             DerivesFrom(type, declared);
-    });
-    if (first != types.end()) found->second = &*first;
+  SchemaType* pick = FindType(declared).pick;
+  if (pick != &declared) m_Derived.try_emplace(&declared, pick);
+  return pick;
+}
+
+const Particle* InstanceGenerator::Alternative(const ModelGroup& choice) {
+  const Particle* pick = FindAlternative(choice).pick;
+  m_Alternatives.try_emplace(&choice, pick);
+  return pick;
+}
+
+InstanceGenerator::Found<SchemaElement> InstanceGenerator::FindElement(SchemaElement& place) {
+  SchemaElement* head = place.declaration;
+  const auto result = [&](SchemaElement* pick, bool can_be_made) {
+    return Found<SchemaElement>{pick == head ? &place : pick, can_be_made};
+  };
+  if (const auto found = m_Members.find(head); found != m_Members.end())
+    return result(found->second, found->second != nullptr);
+  // What can be made may have settled the place on the way, where it comes back to it.
+  const auto settled = [&](SchemaElement* pick) {
+    return result(m_Members.try_emplace(head, pick).first->second, true);
+  };
+  SchemaElement* first = head->is_abstract ? nullptr : head;
+  if (first != nullptr && CanBeMade(*first)) return settled(first);
+  const auto all = AllSubstitutes(*head);
+  const std::unordered_set<const SchemaElement*> members(all.begin(), all.end());
+  if (members.empty()) return result(first, false);
+  for (SchemaElement& element : m_Model.elements) {
+    if (element.is_abstract || !members.contains(&element)) continue;
+    if (first == nullptr) first = &element;
+    if (CanBeMade(element)) return settled(&element);
   }
-  return found->second;
+  return result(first, false);
+}
+
+InstanceGenerator::Found<SchemaType> InstanceGenerator::FindType(SchemaType& declared) {
+  if (declared.complex == nullptr) return {&declared, true};
+  if (!declared.complex->is_abstract) return {&declared, CanBeMade(*declared.complex)};
+  if (const auto found = m_Derived.find(&declared); found != m_Derived.end())
+    return {found->second, found->second != nullptr};
+  SchemaType* first = nullptr;
+  for (ComplexType& type : m_Model.complex_types) {
+    if (type.is_abstract || m_Model.FindType(type.Key()) != &type || !DerivesFrom(type, declared))
+      continue;
+    if (first == nullptr) first = &type;
+    if (CanBeMade(type)) return {m_Derived.try_emplace(&declared, &type).first->second, true};
+  }
+  return {first, false};
+}
+
+InstanceGenerator::Found<const Particle> InstanceGenerator::FindAlternative(
+    const ModelGroup& choice) {
+  if (choice.particles.empty()) return {};
+  if (const auto found = m_Alternatives.find(&choice); found != m_Alternatives.end())
+    return {found->second, true};
+  for (const Particle& particle : choice.particles)
+    if (CanBeMade(particle))
+      return {m_Alternatives.try_emplace(&choice, &particle).first->second, true};
+  return {&choice.particles.front(), false};
+}
+
+bool InstanceGenerator::CanBeMade(const SchemaElement& declaration) {
+  if (m_CanBeMade.contains(&declaration)) return true;
+  if (!m_Searching.insert(&declaration).second) return false;
+  const bool result = FindType(*declaration.type).can_be_made;
+  m_Searching.erase(&declaration);
+  if (result) m_CanBeMade.insert(&declaration);
+  return result;
+}
+
+bool InstanceGenerator::CanBeMade(const ComplexType& type) {
+  bool result = true;  // all parts are looked at, so that the ways are settled from the root on
+  for (const Particle* particle : EffectiveContent(type)) result &= CanBeMade(*particle);
+  return result;
+}
+
+bool InstanceGenerator::CanBeMade(const Particle& particle) {
+  if (particle.min == 0) return true;
+  if (particle.min > kMaxGenerated || particle.kind == ParticleKind::kWildcard) return false;
+  if (m_SearchDepth == kMaxSearchDepth || m_SearchLeft == 0) return true;
+  --m_SearchLeft;
+  ++m_SearchDepth;
+  bool result = true;
+  if (particle.kind == ParticleKind::kElement) {
+    result = FindElement(*particle.element).can_be_made;
+  } else if (particle.group->compositor == Compositor::kChoice) {
+    result = FindAlternative(*particle.group).can_be_made;
+  } else {
+    for (const Particle& each : particle.group->particles) result &= CanBeMade(each);
+  }
+  --m_SearchDepth;
+  return result;
 }
 
 }  // namespace cfgex

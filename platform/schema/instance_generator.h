@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "platform/dom/dom.h"
@@ -21,13 +22,21 @@ struct InstanceRoot {
 
 // How many elements and groups are generated or asked for at most.
 inline constexpr std::size_t kMaxGenerated = 100'000;
+// How many parts within parts are searched. What is deeper counts as what can be made.
+inline constexpr int kMaxSearchDepth = 100;
 
 // For one instance. A level is a row of particles in the making: the content of an element, or a
 // group. Invariants:
 // 1. The levels lead from the content of the root to where the generator is. Those of groups go
 //    into the node of the content that they belong to.
 // 2. No element on the way is required, directly or through other required elements, by itself.
-// 3. Time and memory are bounded by kMaxGenerated, depth by kMaxDepth. Nothing recurs.
+// 3. Time and memory are bounded by kMaxGenerated, depth by kMaxDepth. Nothing recurs but the
+//    search for what can be made, and that not deeper than kMaxSearchDepth.
+//
+// Before anything is made, the generator searches what can be: what has a finite form by way of its
+// required parts. Of several ways to take, one is settled as soon as it is seen to end, and each
+// rests on ways that were settled before. So the required parts of what is settled never come back
+// to it.
 class InstanceGenerator {
  public:
   // The model has to outlive the generator.
@@ -59,10 +68,26 @@ class InstanceGenerator {
   ComPtr<IXMLDOMElement> NewNode(const NameKey& name, const SchemaElement* declaration,
                                  const SchemaType& type);
   bool IsOmitted(const ComPtr<ISchemaElement>& declaration, const ComPtr<IXMLDOMElement>& node);
-  // What stands for an abstract component: the first in the order of declaration that is not
-  // abstract; null for nothing. Any other stands for itself.
+
+  // What stands at a place: the element itself or a member of its substitution group; the type
+  // itself or, for an abstract one, a derived one; an alternative of a choice. It is the first of
+  // these, in the order of declaration, that is not abstract and can be made, else the first that
+  // is not abstract; null if there is none.
   SchemaElement* ConcreteElement(SchemaElement& place);
   SchemaType* ConcreteType(SchemaType& declared);
+  const Particle* Alternative(const ModelGroup& choice);
+
+  template <class T>
+  struct Found {
+    T* pick = nullptr;
+    bool can_be_made = false;
+  };
+  Found<SchemaElement> FindElement(SchemaElement& place);
+  Found<SchemaType> FindType(SchemaType& declared);
+  Found<const Particle> FindAlternative(const ModelGroup& choice);
+  bool CanBeMade(const SchemaElement& declaration);
+  bool CanBeMade(const ComplexType& type);
+  bool CanBeMade(const Particle& particle);
 
   SchemaModel& m_Model;
   IXMLDOMDocument2& m_Document;
@@ -70,9 +95,15 @@ class InstanceGenerator {
   std::vector<Level> m_Levels;
   int m_Depth = 0;  // levels that are contents
   std::size_t m_Left = kMaxGenerated;
-  // What was found for abstract components.
+
+  // What is settled, or, without an end, was taken; and the elements that the search is in.
   std::unordered_map<const SchemaElement*, SchemaElement*> m_Members;
   std::unordered_map<const SchemaType*, SchemaType*> m_Derived;
+  std::unordered_map<const ModelGroup*, const Particle*> m_Alternatives;
+  std::unordered_set<const SchemaElement*> m_CanBeMade;
+  std::unordered_set<const SchemaElement*> m_Searching;
+  int m_SearchDepth = 0;
+  std::size_t m_SearchLeft = kMaxGenerated;
 };
 
 }  // namespace cfgex

@@ -99,6 +99,10 @@ void AddBuiltins(SchemaModel& model) {
   for (const Builtin& builtin : kBuiltins) {
     SimpleType& type = model.simple_types.emplace_back(model.owner);
     Name(model, type, builtin.name, model.FindType({kXsdNamespace, builtin.base}));
+    if (type.base == model.any_simple_type || type.local_name == "token")
+      type.blanks = Blanks::kCollapse;
+    if (type.local_name == "string") type.blanks = Blanks::kPreserve;
+    if (type.local_name == "normalizedString") type.blanks = Blanks::kReplace;
     if (builtin.item != nullptr) {
       type.variety = Variety::kList;
       type.item_type = model.FindType({kXsdNamespace, builtin.item})->simple;

@@ -2,6 +2,7 @@
 
 #include <libxml/valid.h>
 
+#include <new>
 #include <vector>
 
 #include "platform/dom/dom_document.h"
@@ -23,6 +24,18 @@ struct FreeSchemaParser {
 };
 struct FreeValidator {
   void operator()(xmlSchemaValidCtxt* context) const noexcept { xmlSchemaFreeValidCtxt(context); }
+};
+
+// Hands the engine's reports on, once its scope has seen them.
+struct Reporter {
+  xmlStructuredErrorFunc report;
+  void* context;
+
+  static void Take(void* self, EngineError* error) noexcept {
+    EngineScope::Note(error);
+    const auto& reporter = *static_cast<Reporter*>(self);
+    reporter.report(reporter.context, error);
+  }
 };
 
 // The first error that the engine reports. It calls from C code, so nothing may be raised there.
@@ -47,7 +60,10 @@ struct FirstError {
 
 XmlSchemaPtr Compile(xmlDoc* c_document) {
   FirstError error;
-  XmlSchemaPtr schema = CompileSchema(c_document, &FirstError::Take, &error);
+  XmlSchemaPtr schema = AskEngine([&] {
+    error = {};
+    return CompileSchema(c_document, &FirstError::Take, &error);
+  });
   if (schema == nullptr) {
     throw _com_error(_com_error::kFail, "add: schema refused, line " + std::to_string(error.line) +
                                             ": " + error.message);
@@ -95,11 +111,11 @@ NameKey KeyOf(const xmlNode* c_element) noexcept {
 }  // namespace
 
 XmlSchemaPtr CompileSchema(xmlDoc* c_document, xmlStructuredErrorFunc report, void* context) {
-  const EngineScope scope;
   const std::unique_ptr<xmlSchemaParserCtxt, FreeSchemaParser> parser(
       xmlSchemaNewDocParserCtxt(c_document));
-  if (parser == nullptr) throw _com_error(_com_error::kOutOfMemory, "add");
-  xmlSchemaSetParserStructuredErrors(parser.get(), report, context);
+  if (parser == nullptr) throw std::bad_alloc();
+  Reporter reporter{report, context};
+  xmlSchemaSetParserStructuredErrors(parser.get(), &Reporter::Take, &reporter);
   return XmlSchemaPtr(xmlSchemaParse(parser.get()));
 }
 
@@ -144,27 +160,31 @@ ComPtr<ISchemaItem> SchemaCache::getDeclaration(const ComPtr<IXMLDOMNode>& node)
 namespace {
 
 // One run of the engine's validator; `start` sets it going on a document or an element. Gives what
-// the engine answers: 0 for valid, below 0 when it cannot do its work.
+// the engine answers, 0 for valid. Where it could not do its work std::bad_alloc is raised: that is
+// no failure that could stand for "not valid".
 template <class Start>
 int RunValidator(xmlSchema* schema, xmlDoc* c_document, xmlStructuredErrorFunc report,
                  void* context, Start&& start) {
   if (schema == nullptr) throw _com_error(_com_error::kFail, "validate: no schema");
   RaiseFaultHere("newValidator");
-  const EngineScope scope;
   const std::unique_ptr<xmlSchemaValidCtxt, FreeValidator> validator(xmlSchemaNewValidCtxt(schema));
-  if (validator == nullptr) throw _com_error(_com_error::kOutOfMemory, "validate");
-  xmlSchemaSetValidStructuredErrors(validator.get(), report, context);
+  if (validator == nullptr) throw std::bad_alloc();
+  Reporter reporter{report, context};
+  xmlSchemaSetValidStructuredErrors(validator.get(), &Reporter::Take, &reporter);
   const int result = start(validator.get());
   ForgetIds(c_document);
+  if (result < 0) throw std::bad_alloc();
   return result;
 }
 
-// The same, with the first fault.
+// What comes of it, with the first fault.
 template <class Start>
 ValidationOutcome FirstFault(xmlSchema* schema, xmlDoc* c_document, Start&& start) {
   FirstError error;
-  const int result = RunValidator(schema, c_document, &FirstError::Take, &error, start);
-  if (result < 0) throw _com_error(_com_error::kFail, "validate: " + error.message);
+  const int result = AskEngine([&] {
+    error = {};
+    return RunValidator(schema, c_document, &FirstError::Take, &error, start);
+  });
   if (result == 0) return {};
   if (error.code == 0) error.code = result;
   return {error.code, error.line, FromUtf8(error.message)};
@@ -183,7 +203,6 @@ bool SchemaCache::Validate(xmlDoc* c_document, xmlStructuredErrorFunc report, vo
                                   [c_document](xmlSchemaValidCtxt* validator) {
                                     return xmlSchemaValidateDoc(validator, c_document);
                                   });
-  if (result < 0) throw _com_error(_com_error::kFail, "validate: the engine gave up");
   return result == 0;
 }
 

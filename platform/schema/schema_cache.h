@@ -34,7 +34,8 @@ struct FreeXmlSchema {
 using XmlSchemaPtr = std::unique_ptr<xmlSchema, FreeXmlSchema>;
 
 // Compiles a schema for the engine, which keeps pointing into the document; errors and warnings go
-// to `report`, which raises nothing, with `context`. Null when the schema is refused. The schema is
+// to `report`, which raises nothing, with `context`. Null when the schema is refused. One of the
+// questions that AskEngine is for. The schema is
 // one that ReadSchema took: the engine may not come to an end with others.
 XmlSchemaPtr CompileSchema(xmlDoc* c_document, xmlStructuredErrorFunc report, void* context);
 
@@ -50,7 +51,8 @@ class SchemaCache final : public Counted<IXMLDOMSchemaCollection2> {
   // Validates the document as it stands and leaves it so. Raises _com_error when the cache is empty
   // or the engine cannot do its work. Any number of threads may validate, each its own document.
   ValidationOutcome Validate(xmlDoc* c_document) const;
-  // The same, and every error of the engine goes to `report`, which raises nothing, with `context`.
+  // The same, for AskEngine: every error of the engine goes to `report`, which raises nothing, with
+  // `context`.
   // Gives whether the document is valid.
   bool Validate(xmlDoc* c_document, xmlStructuredErrorFunc report, void* context) const;
   // Whether an element in a document, with all below it, is valid against the global declaration

@@ -69,6 +69,27 @@ bool Wildcard::Allows(std::string_view ns) const {
   return false;
 }
 
+bool CollapsesBlanks(const SimpleType& type) {
+  // A list collapses, and so does the value of a union but for the member that it belongs to.
+  std::vector<const SimpleType*> open{&type};
+  std::unordered_set<const SimpleType*> seen;
+  while (!open.empty()) {
+    const SimpleType* at = open.back();
+    open.pop_back();
+    if (!seen.insert(at).second || at->blanks == Blanks::kCollapse || at->variety == Variety::kList)
+      continue;
+    if (at->blanks != Blanks::kInherited || at->base == nullptr) return false;
+    if (at->variety == Variety::kUnion) {
+      open.insert(open.end(), at->members.begin(), at->members.end());
+    } else if (at->base->simple != nullptr) {
+      open.push_back(at->base->simple);
+    } else {
+      return false;
+    }
+  }
+  return true;
+}
+
 std::vector<const SchemaElement*> AllSubstitutes(const SchemaElement& head) {
   const auto& direct = head.declaration->substitutes;
   std::vector<const SchemaElement*> result(direct.begin(), direct.end());

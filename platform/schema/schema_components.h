@@ -213,18 +213,23 @@ struct TypeItem : Owned<I>, SchemaType {
 };
 
 enum class Variety { kAtomic, kList, kUnion };
+enum class Blanks { kInherited, kPreserve, kReplace, kCollapse };
 
 struct SimpleType final : TypeItem<ISchemaType> {
   explicit SimpleType(IUnknown& owner) : TypeItem(owner) { simple = this; }
 
   Variety variety = Variety::kAtomic;
-  SimpleType* item_type = nullptr;  // of a list
+  Blanks blanks = Blanks::kInherited;  // what this type itself says of white space
+  SimpleType* item_type = nullptr;     // of a list
   // What this type itself writes: many types may share one long list of their base.
   std::vector<SimpleType*> members;  // of a union
   std::vector<std::wstring> enumeration;
   bool has_pattern = false;  // here or in a base
   double pattern_cubes = 0;  // of its own patterns, see schema_reader_limits.h
 };
+
+// Whether blanks around a value of the type, and rows of them, are no part of it.
+bool CollapsesBlanks(const SimpleType& type);
 
 enum class Derivation { kRestriction, kExtension };
 enum class ContentKind { kEmpty, kSimple, kElementOnly, kMixed };

@@ -3,8 +3,10 @@
 #include <libxml/uri.h>
 
 #include <filesystem>
+#include <new>
 
 #include "cfgex/com_error.h"
+#include "platform/dom/engine.h"
 #include "platform/dom/namespaces.h"
 #include "platform/os/encoding.h"
 #include "platform/os/file.h"
@@ -32,7 +34,8 @@ std::string PathOfUri(const std::string& text) {
   };
   if (kPathsAreLocations && text.starts_with('/') && !text.starts_with("//")) return text;
   // The raw form: unescaping is left to the end, so that an escaped separator makes no other path.
-  const std::unique_ptr<xmlURI, FreeUri> uri(xmlParseURIRaw(text.c_str(), 1));
+  using Uri = std::unique_ptr<xmlURI, FreeUri>;
+  const Uri uri = AskEngine([&] { return Uri(xmlParseURIRaw(text.c_str(), 1)); });
   if (uri == nullptr) Refuse(text, "malformed location");
   const std::string_view scheme = uri->scheme == nullptr ? "" : uri->scheme;
   const std::string_view server = uri->server == nullptr ? "" : uri->server;
@@ -42,14 +45,16 @@ std::string PathOfUri(const std::string& text) {
       uri->fragment != nullptr || uri->opaque != nullptr)
     Refuse(text, "not the location of a file");
   const std::unique_ptr<char, FreeXmlText> path(xmlURIUnescapeString(uri->path, 0, nullptr));
-  if (path == nullptr) throw _com_error(_com_error::kOutOfMemory, "schema path");
+  if (path == nullptr) throw std::bad_alloc();
   return path.get();
 }
 
 // Where a reference leads, worked out as the engine does.
 std::string Resolve(const xmlNode* c_link, const std::string& location) {
-  const XmlText base(xmlNodeGetBase(c_link->doc, c_link));
-  const XmlText uri(xmlBuildURI(XmlChars(location.c_str()), base.get()));
+  const XmlText uri = AskEngine([&] {
+    const XmlText base(xmlNodeGetBase(c_link->doc, c_link));
+    return XmlText(xmlBuildURI(XmlChars(location.c_str()), base.get()));
+  });
   if (uri == nullptr) Refuse(location, "malformed location");
   return Chars(uri.get());
 }
@@ -60,13 +65,13 @@ std::string UriOfPath(const std::string& path) {
   std::string absolute = std::filesystem::absolute(path).lexically_normal().string();
   if (kPathsAreLocations) return absolute;
   const XmlText escaped(xmlURIEscapeStr(XmlChars(absolute.c_str()), XmlChars("/")));
-  if (escaped == nullptr) throw _com_error(_com_error::kOutOfMemory, "schema path");
+  if (escaped == nullptr) throw std::bad_alloc();
   return Chars(escaped.get());
 }
 
 std::string RawAttribute(const xmlNode* c_element, const char* name) {
-  const XmlText value(xmlGetNoNsProp(c_element, XmlChars(name)));
-  return value == nullptr ? "" : Chars(value.get());
+  const xmlAttr* c_attr = FindAttribute(c_element, name, "");
+  return c_attr == nullptr ? "" : AttributeValue(c_attr);
 }
 
 std::string TokenAttribute(const xmlNode* c_element, const char* name) {
@@ -103,12 +108,13 @@ SchemaDocuments::SchemaDocuments(xmlDoc* c_schema) {
   if (c_schema->intSubset != nullptr || c_schema->extSubset != nullptr)
     Refuse(path, "has a document type declaration");
   SchemaDocument& main = m_Documents.emplace_back();
-  main.doc.reset(xmlCopyDoc(c_schema, 1));
-  if (main.doc == nullptr) throw _com_error(_com_error::kOutOfMemory, "schema document");
+  main.doc = AskEngine([c_schema] { return XmlDocPtr(xmlCopyDoc(c_schema, 1)); });
+  if (main.doc == nullptr) throw std::bad_alloc();
   if (!path.empty()) {
     const std::string uri = UriOfPath(path);
     xmlFree(const_cast<xmlChar*>(main.doc->URL));
     main.doc->URL = xmlStrdup(XmlChars(uri.c_str()));
+    if (main.doc->URL == nullptr) throw std::bad_alloc();
     m_ByUri.emplace(uri, &main);
   }
   for (std::size_t i = 0; i < m_Documents.size(); ++i) FollowLinks(m_Documents[i]);
@@ -127,7 +133,7 @@ const SchemaDocument& SchemaDocuments::Load(const std::string& uri) {
   if (m_Documents.size() >= kMaxSchemaDocuments) Refuse(uri, "too many documents");
   std::string bytes;
   const std::string path = PathOfUri(uri);
-  if (!ReadWholeFile(FromUtf8(path), bytes)) Refuse(uri, "cannot be read");
+  if (ReadWholeFile(FromUtf8(path), bytes) != Reading::kDone) Refuse(uri, "cannot be read");
   SchemaDocument& document = m_Documents.emplace_back();
   document.doc = ParseXml(bytes, TextEncoding::kDeclared, uri);
   if (document.doc == nullptr || document.Root() == nullptr)

@@ -10,8 +10,6 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <array>
-#include <ctime>
 #include <filesystem>
 #include <list>
 #include <mutex>
@@ -21,51 +19,34 @@
 #include "platform/dom/engine.h"
 #include "platform/os/encoding.h"
 #include "platform/os/file.h"
+#include "platform/os/file_calls.h"
 #include "platform/schema/schema_documents.h"
 #include "platform/schema/schema_reader.h"
 
 namespace cfgex {
 namespace {
 
-// Device, inode, size, time of the content's and of the file's last change; all zero for no file.
-using Identity = std::array<long long, 7>;
-
-struct FileState {
+struct SeenFile {
   std::string path;
-  Identity identity{};
-  bool operator==(const FileState&) const = default;
+  FileIdentity identity{};
+  bool operator==(const SeenFile&) const = default;
 };
 
 struct Entry {
   std::string path;
-  std::vector<FileState> files;  // the first is the schema's own
+  std::vector<SeenFile> files;  // the first is the schema's own
   bool is_trusted = false;
   ComPtr<SchemaFile> schema;
 };
 
-Identity IdentityOf(const std::string& path) noexcept {
+FileIdentity IdentityOf(const std::string& path) noexcept {
   struct stat now {};
-  if (::stat(path.c_str(), &now) != 0) return {};
-  return {static_cast<long long>(now.st_dev),
-          static_cast<long long>(now.st_ino),
-          now.st_size,
-          now.st_mtim.tv_sec,
-          now.st_mtim.tv_nsec,
-          now.st_ctim.tv_sec,
-          now.st_ctim.tv_nsec};
+  return ::stat(path.c_str(), &now) == 0 ? file_calls::IdentityOf(now) : FileIdentity{};
 }
 
-std::vector<FileState> Look(std::vector<FileState> files) {
-  for (FileState& file : files) file.identity = IdentityOf(file.path);
+std::vector<SeenFile> Look(std::vector<SeenFile> files) {
+  for (SeenFile& file : files) file.identity = IdentityOf(file.path);
   return files;
-}
-
-// Whether a file did not change since that time. The clock is the one that stamps files; within one
-// of its ticks nothing can be told.
-bool IsOlder(const FileState& file, const timespec& time) noexcept {
-  const Identity& identity = file.identity;
-  return std::pair(identity[5], identity[6]) <
-         std::pair<long long, long long>(time.tv_sec, time.tv_nsec);
 }
 
 class KeptSchemas {
@@ -111,7 +92,7 @@ std::string Absolute(const std::wstring& path) {
 void Read(Entry& entry) {
   const EngineScope scope;
   std::string bytes;
-  if (!ReadWholeFile(FromUtf8(entry.path), bytes))
+  if (ReadWholeFile(FromUtf8(entry.path), bytes) != Reading::kDone)
     throw _com_error(_com_error::kFail, "schema '" + entry.path + "': cannot be read");
   const XmlDocPtr doc = ParseXml(bytes, TextEncoding::kDeclared, entry.path);
   if (doc == nullptr)
@@ -131,16 +112,16 @@ ComPtr<SchemaFile> OpenSchemaFile(const std::wstring& path) {
   // Never destroyed: a store may outlive everything else that is static.
   static KeptSchemas& kept = *new KeptSchemas;
   Entry entry = kept.Find(Absolute(path));
-  const std::vector<FileState> before = Look(entry.files);
+  const std::vector<SeenFile> before = Look(entry.files);
   if (entry.is_trusted && entry.files == before) return entry.schema;
 
-  timespec start{};
-  const bool has_time = ::clock_gettime(CLOCK_REALTIME_COARSE, &start) == 0;
+  const timespec start = file_calls::FileTime();
   Read(entry);
   entry.files = Look(std::move(entry.files));
-  entry.is_trusted = has_time && entry.files == before &&
-                     std::all_of(before.begin(), before.end(),
-                                 [&](const FileState& file) { return IsOlder(file, start); });
+  entry.is_trusted =
+      entry.files == before && std::all_of(before.begin(), before.end(), [&](const SeenFile& file) {
+        return file_calls::IsOlder(file.identity, start);
+      });
   kept.Put(entry);
   return entry.schema;
 }

@@ -23,6 +23,12 @@ void ReadFacets(SimpleType& type, const xmlNode* c_restriction) {
   for (const xmlNode* c_facet = c_restriction->children; c_facet; c_facet = c_facet->next) {
     if (IsXsdElement(c_facet, "enumeration"))
       type.enumeration.push_back(FromUtf8(RawAttribute(c_facet, "value")));
+    if (IsXsdElement(c_facet, "whiteSpace")) {
+      const std::string value = TokenAttribute(c_facet, "value");
+      type.blanks = value == "preserve"  ? Blanks::kPreserve
+                    : value == "replace" ? Blanks::kReplace
+                                         : Blanks::kCollapse;
+    }
     if (!IsXsdElement(c_facet, "pattern")) continue;
     const double parts = OptionalParts(RawAttribute(c_facet, "value"));
     type.has_pattern = true;

@@ -1,7 +1,9 @@
 #include "platform/schema/xml_schema.h"
 
 #include <algorithm>
+#include <unordered_map>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "cfgex/com_error.h"
@@ -58,20 +60,40 @@ std::vector<SchemaElement*> ElementsOf(const ComplexType& type) {
   return result;
 }
 
-// Level by level, so the nearest of several elements is found.
-SchemaElement* FindBelow(const SchemaElement& scope, const std::string& name) {
-  std::vector<const ComplexType*> types;
+// The types that may stand in the place of a type by xsi:type, one step away. Anything may stand
+// for anyType, and is not looked at.
+using Derived = std::unordered_map<const SchemaType*, std::vector<const ComplexType*>>;
+Derived DerivedTypes(const SchemaModel& model) {
+  Derived derived;
+  for (const ComplexType& type : model.complex_types)
+    if (type.base != model.any_type && model.FindType(type.Key()) == &type)
+      derived[type.base].push_back(&type);
+  return derived;
+}
+
+// Level by level, so the nearest of several elements is found; on each level the types that the
+// elements have come before those derived from them.
+SchemaElement* FindBelow(const SchemaModel& model, const SchemaElement& scope,
+                         const std::string& name) {
+  const Derived derived = DerivedTypes(model);
+  std::vector<const ComplexType*> level, below;
   std::unordered_set<const ComplexType*> seen;
-  const auto enter = [&](const SchemaElement& element) {
-    const ComplexType* type = element.type->complex;
+  const auto enter = [&](std::vector<const ComplexType*>& types, const ComplexType* type) {
     if (type != nullptr && seen.insert(type).second) types.push_back(type);
   };
-  enter(scope);
-  for (std::size_t i = 0; i < types.size(); ++i) {
-    for (SchemaElement* element : ElementsOf(*types[i])) {
-      if (element->local_name == name) return element;
-      enter(*element);
-      for (const SchemaElement* member : AllSubstitutes(*element)) enter(*member);
+  for (enter(level, scope.type->complex); !level.empty(); level = std::exchange(below, {})) {
+    for (std::size_t i = 0; i < level.size(); ++i) {
+      const auto found = derived.find(level[i]);
+      if (found == derived.end()) continue;
+      for (const ComplexType* type : found->second) enter(level, type);
+    }
+    for (const ComplexType* type : level) {
+      for (SchemaElement* element : ElementsOf(*type)) {
+        if (element->local_name == name) return element;
+        enter(below, element->type->complex);
+        for (const SchemaElement* member : AllSubstitutes(*element))
+          enter(below, member->type->complex);
+      }
     }
   }
   return nullptr;
@@ -79,7 +101,7 @@ SchemaElement* FindBelow(const SchemaElement& scope, const std::string& name) {
 
 InstanceRoot FindRoot(SchemaModel& model, const std::string& name, const std::string& scope) {
   const SchemaElement* above = scope.empty() ? nullptr : FindElement(model, scope);
-  SchemaElement* element = above == nullptr ? nullptr : FindBelow(*above, name);
+  SchemaElement* element = above == nullptr ? nullptr : FindBelow(model, *above, name);
   if (element == nullptr) element = FindElement(model, name);
   return {element, element != nullptr ? nullptr : FindType(model, name)};
 }

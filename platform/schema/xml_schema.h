@@ -58,16 +58,19 @@ class CXMLSchema {
   // The text of an element named `name`, without an XML declaration, or the empty text.
   //
   // `name`, without a namespace, is looked for among the elements that are declared at any depth
-  // below the global element `scope`, if that is not null, the nearest first; then among the global
-  // elements; then among the global types, where the type's name becomes the tag. Of global ones
-  // those of the schema's own target namespace come first.
+  // below the global element `scope`, if that is not null, the nearest first, and those of an
+  // element's own type before those of types derived from it; then among the global elements; then
+  // among the global types, where the type's name becomes the tag. Of global ones those of the
+  // schema's own target namespace come first.
   //
   // The element's parts are generated in the order of the schema, those of a base type first, as
-  // many copies as the minimum asks for; of a choice the first alternative, also where it has no
-  // finite form; for an abstract element the first member of its substitution group that is not
-  // abstract, for an abstract type likewise a derived one, with xsi:type. Wildcards generate
-  // nothing. A default or fixed value stands in the element; required attributes get theirs, else
-  // the empty text. Other attributes are not written.
+  // many copies as the minimum asks for; of a choice the first alternative that can be made; for an
+  // element that is abstract or cannot be made the first member of its substitution group that can,
+  // for an abstract type likewise a derived one, with xsi:type. What can be made has a finite form
+  // and needs no wildcard; where nothing can, it is the first that is not abstract. Wildcards
+  // generate nothing. A default or fixed value stands in the element, with blanks collapsed where
+  // its type does so; required attributes get theirs, else the empty text. Other attributes are
+  // not written.
   //
   // The text is empty when the schema was not loaded, nothing has that name or what has it is
   // abstract, and when the element has no finite form: a required part contains itself or can only

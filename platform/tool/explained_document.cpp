@@ -38,6 +38,7 @@ class ExplainedDocument::CImpl final : public ParseObserver {
   void Read(std::string_view bytes, TextEncoding encoding, const std::string& url);
   Place PlaceOf(const xmlNode* c_element) const;
 
+  void OnStart() noexcept override;
   void OnElement(xmlParserCtxt* c_parser) noexcept override;
   void OnError(xmlParserCtxt* c_parser, const xmlError& error) noexcept override;
   void OnRefused(xmlParserCtxt* c_parser, ParseRefusal refusal) noexcept override;
@@ -62,7 +63,7 @@ void ExplainedDocument::CImpl::Read(std::string_view bytes, TextEncoding encodin
                                     const std::string& url) {
   const EngineScope scope;
   XmlDocPtr tree = ParseXml(bytes, encoding, url, this);
-  if (m_OutOfMemory) throw _com_error(_com_error::kOutOfMemory, "read");
+  if (m_OutOfMemory) throw std::bad_alloc();
   if (tree != nullptr) {
     m_Refusal.reset();  // a complaint that did not lead to refusal
     m_pWhole = MakeCounted<cfgex::Document>();
@@ -77,6 +78,13 @@ void ExplainedDocument::CImpl::Read(std::string_view bytes, TextEncoding encodin
   m_Refusal->is_partial = true;
   if (m_c_open != nullptr && m_c_open->type == XML_ELEMENT_NODE)
     m_Refusal->element = As<IXMLDOMElement>(Wrap(const_cast<xmlNode*>(m_c_open), nullptr));
+}
+
+void ExplainedDocument::CImpl::OnStart() noexcept {
+  m_Elements.clear();
+  m_PartTree.reset();
+  m_Refusal.reset();
+  m_c_open = nullptr;
 }
 
 // The start tag was read up to its end; it holds no other "<".
@@ -234,8 +242,11 @@ FaultList ExplainedDocument::Validate(const ComPtr<IXMLDOMSchemaCollection2>& sc
   if (cache == nullptr || !m_pImpl->m_pWhole)
     throw _com_error(_com_error::kFail, "validate: no schemas, or no document");
   Collector collector(limit);
-  const bool valid = cache->Validate(m_pImpl->m_pWhole->Tree(), &Collector::Take, &collector);
-  if (collector.out_of_memory) throw _com_error(_com_error::kOutOfMemory, "validate");
+  const bool valid = AskEngine([&] {
+    collector = Collector(limit);
+    return cache->Validate(m_pImpl->m_pWhole->Tree(), &Collector::Take, &collector);
+  });
+  if (collector.out_of_memory) throw std::bad_alloc();
 
   FaultList list;
   list.total = collector.total;

@@ -27,6 +27,7 @@ class FirstComplaint final : public ParseObserver {
  public:
   Fault fault{.rule = "well-formed", .message = L"This is no XML."};
 
+  void OnStart() noexcept override { m_Has = false; }
   void OnElement(xmlParserCtxt* /*c_parser*/) noexcept override {}
   void OnError(xmlParserCtxt* /*c_parser*/, const xmlError& error) noexcept override {
     if (m_Has || error.level < XML_ERR_ERROR) return;
@@ -100,7 +101,7 @@ void SchemaFiles::CImpl::ReadFile(const std::string& path, const File* from,
                                   const xmlNode* c_link) {
   if (!m_Known.insert(path).second || m_Known.size() > kMaxSchemaDocuments) return;
   std::string bytes;
-  if (!ReadWholeFile(FromUtf8(path), bytes)) {
+  if (ReadWholeFile(FromUtf8(path), bytes) != Reading::kDone) {
     const ReadFailure why = WhyUnreadable(FromUtf8(path));
     Fault fault{.rule = "file", .message = LenientText(path.c_str()) + L": " + why.reason};
     fault.file = from != nullptr ? Shown(from->path) : m_Path;
@@ -166,7 +167,10 @@ void SchemaFiles::CImpl::Compile() {
     const auto file = MakeCounted<SchemaFile>();
     ReadSchema(documents, file->model);
     const XmlDocPtr document = documents.TakeMain();
-    const XmlSchemaPtr schema = CompileSchema(document.get(), &CImpl::TakeError, this);
+    const XmlSchemaPtr schema = AskEngine([&] {
+      faults.clear();
+      return CompileSchema(document.get(), &CImpl::TakeError, this);
+    });
     const bool explained = std::any_of(faults.begin(), faults.end(),
                                        [](const Fault& fault) { return !fault.is_warning; });
     if (schema == nullptr && !explained)

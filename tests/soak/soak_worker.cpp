@@ -163,10 +163,9 @@ void Worker::Copy(bool deep) {
   const bool comesAlong = m_Targets.contains(from.referredTo);
   if (!m_Store.CopyConfiguration(source.c_str(), target.c_str(), deep, nullptr, nullptr))
     Require(false, deep ? "deep copy" : "shallow copy", target);
-  // What the old form reached goes, whoever else refers to it; the copy brings along what is its
-  // own.
+  // What the old form reached goes, whoever else refers to it but the source.
   m_Targets.erase(oldTarget);
-  if (!deep && comesAlong) m_Targets.insert(from.referredTo);
+  if (comesAlong) m_Targets.insert(from.referredTo);
   m_Present[target] = from;
   if (deep && !from.referredTo.empty()) {
     // The target is copied too; where it was missing, a default instance is made.

@@ -54,7 +54,7 @@ void Recorder::Settle() {
     Add(DiskEvent::kCreate);
   } else if (operation == "write" || operation == "ftruncate") {
     Add(DiskEvent::kContent, ReadBytes(Wide((root / name).string())));
-  } else if (operation == "rename" && !Exists(name)) {
+  } else if (operation.starts_with("rename") && !Exists(name)) {
     names.erase(name);
     names.insert(newName);
     Add(DiskEvent::kRename);

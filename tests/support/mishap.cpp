@@ -3,7 +3,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <stdexcept>
+#include <utility>
 
 #include "platform/fault_point.h"
 
@@ -18,11 +20,22 @@ struct State {
   int places = 0;
   bool ending = false;
   std::string failing;  // the kind of point that fails from now on
+  Mishap::Calls calls;  // if any are named, only these are places
   std::vector<std::string> passed;
 };
 State g_State;
 
+bool IsOn(const cfgex::FaultPoint& point, const std::string& path) {
+  if (point.path != nullptr) return point.path == path;
+  std::error_code none;
+  const std::string link = "/proc/self/fd/" + std::to_string(point.descriptor);
+  return point.descriptor >= 0 && std::filesystem::read_symlink(link, none) == path;
+}
+
 bool IsPlace(const cfgex::FaultPoint& point) {
+  const Mishap::Calls& calls = g_State.calls;
+  if (!calls.operation.empty())
+    return point.operation == calls.operation && IsOn(point, calls.path);
   switch (g_State.kind) {
     case Mishap::kShort:
     case Mishap::kShortOnward:
@@ -46,7 +59,8 @@ bool OnPassage(cfgex::FaultPoint& point) noexcept {
     case Mishap::kNone:
       return false;
     case Mishap::kFail:
-      return here;
+      point.error = state.calls.error;
+      return here || (state.nth == 0 && IsPlace(point));
     case Mishap::kFailOnward:
       return after;
     case Mishap::kFailOfItsKind:
@@ -73,8 +87,9 @@ Mishap::Mishap(Kind kind, int nth) {
   g_State.nth = nth;
   cfgex::g_FaultHook = OnPassage;
 }
+Mishap::Mishap(Calls calls, int nth) : Mishap(kFail, nth) { g_State.calls = std::move(calls); }
 Mishap::~Mishap() { cfgex::g_FaultHook = nullptr; }
-bool Mishap::Happened() const { return g_State.nth > 0 && g_State.places >= g_State.nth; }
+bool Mishap::Happened() const { return g_State.places > 0 && g_State.places >= g_State.nth; }
 const std::vector<std::string>& Mishap::Passed() const { return g_State.passed; }
 
 bool EndsInChild(Mishap::Kind kind, int nth, const std::function<void()>& body) {

@@ -1,6 +1,7 @@
 // What goes wrong while an operation runs, at the N-th of the places where it can.
 //
 //   const Mishap mishap(Mishap::kFail, 3);   the third passage through any fault point fails
+//   const Mishap mishap({"read", "/d/a.xml", EIO}, 3);   the third reading of that file fails so
 //
 // Single threads only. The kinds that end the process are for a child: see EndsInChild.
 #pragma once
@@ -31,7 +32,14 @@ class Mishap {
     kEnd,            // the process ends before the N-th call on files
     kEndAfterPart,   // it ends when the N-th write has done half of its bytes
   };
+  // Calls of the system on the file at `path`, which fail with `error`.
+  struct Calls {
+    std::string operation;
+    std::string path;
+    int error = 0;
+  };
   Mishap(Kind kind, int nth);
+  Mishap(Calls calls, int nth);  // all of them if `nth` is 0
   ~Mishap();
   Mishap(const Mishap&) = delete;
   Mishap& operator=(const Mishap&) = delete;

@@ -99,6 +99,19 @@ const char* const kSampleSchema = R"(<?xml version="1.0"?>
     <xs:restriction base="xs:integer"><xs:minInclusive value="1"/><xs:maxInclusive value="9"/></xs:restriction>
   </xs:simpleType>
 
+  <xs:simpleType name="NameListType"><xs:list itemType="xs:QName"/></xs:simpleType>
+  <xs:complexType name="NamesType">
+    <xs:simpleContent>
+      <xs:extension base="NameListType"><xs:attribute name="of" type="xs:QName"/></xs:extension>
+    </xs:simpleContent>
+  </xs:complexType>
+  <xs:complexType name="AnyType" mixed="true">
+    <xs:sequence>
+      <xs:any processContents="skip" minOccurs="0" maxOccurs="unbounded"/>
+    </xs:sequence>
+    <xs:anyAttribute processContents="skip"/>
+  </xs:complexType>
+
   <xs:complexType name="ItemType">
     <xs:sequence>
       <xs:element name="InstanceId" type="InstanceIdType"/>
@@ -122,6 +135,9 @@ const char* const kSampleSchema = R"(<?xml version="1.0"?>
       <xs:element name="Sizes" type="UnsigedIntegerArrayType" minOccurs="0"/>
       <xs:element name="Flags" type="BooleanArrayType" minOccurs="0"/>
       <xs:element name="Plain" type="EmbeddedObjectType" minOccurs="0"/>
+      <xs:element name="Names" type="NamesType" minOccurs="0"/>
+      <xs:element name="Nil" type="xs:string" nillable="true" minOccurs="0"/>
+      <xs:element name="Any" type="AnyType" minOccurs="0"/>
     </xs:sequence>
   </xs:complexType>
 </xs:schema>

@@ -6,7 +6,8 @@
 //   Rank "positiveInteger"  On "boolean"  When "dateTime"  Level 1 to 9  Far two steps from string
 //   Ref "ReferenceType"  Refs "ReferenceArrayType"  Part an embedded object with Label, Ref and an
 //   inner Part  Parts an array of Part  Texts, Numbers, Sizes, Flags  Plain the base of embedded
-//   objects
+//   objects  Names a list of QNames, with an attribute of that type  Nil a nillable string  Any
+//   mixed content of any kind
 //
 //   Item(L"P", L"a", L"<Name>x</Name>")   an instance
 //   RefTo(L"Q", L"b")                     a reference in the field Ref;  RefsTo, PartRefTo alike

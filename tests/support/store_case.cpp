@@ -8,11 +8,21 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const std::string kFirst = Narrow(Configuration(
+// The first instance has attributes, and its name is CDATA.
+std::string WithMore(std::string file) {
+  const auto replace = [&file](std::string_view from, std::string_view to) {
+    file.replace(file.find(from), from.size(), to);
+  };
+  replace("<P><InstanceId>a<", "<P Unit='m' Note='a &amp; b'><InstanceId>a<");
+  replace("<Name>first<", "<Name><![CDATA[first]]><");
+  return "<!--c--><?p i?>" + file;
+}
+
+const std::string kFirst = WithMore(Narrow(Configuration(
     {Item(L"P", L"a", L"<Name>first</Name>" + RefTo(L"Q", L"b")) +
          Item(L"P", L"s", L"<Name>source</Name>" + RefsTo({{L"Q", L"c"}, {L"R", L"d"}})) +
          Item(L"P", L"t", L"<Name>target</Name>" + PartRefTo(L"Q", L"e")),
-     Item(L"Q", L"b") + Item(L"Q", L"c") + Item(L"Q", L"e"), Item(L"R", L"d")}));
+     Item(L"Q", L"b") + Item(L"Q", L"c") + Item(L"Q", L"e"), Item(L"R", L"d")})));
 const std::string kOlder =
     Narrow(Configuration({Item(L"P", L"a", L"<Name>older</Name>"), Item(L"Q", L"b")}));
 const std::string kDamaged = kFirst.substr(0, kFirst.size() / 2);
@@ -27,6 +37,8 @@ Ending Caught(Body&& body) {
   } catch (const _com_error&) {
     return Ending::kRaised;
   } catch (const CCfgExException&) {
+    return Ending::kRaised;
+  } catch (const std::bad_alloc&) {
     return Ending::kRaised;
   }
 }
@@ -70,6 +82,7 @@ Ending Copying(Stage& stage) {
 Ending Reading(Stage& stage) {
   OS::x_wstring xml = L"kept";
   const Ending ending = Caught([&] { return stage.Store().GetConfiguration(L"s", L"P", xml); });
+  stage.read = xml.str();
   const bool isClean = xml.empty() || xml == L"kept";
   return (ending == Ending::kTrue) == isClean ? Ending::kRaised : ending;
 }
@@ -142,6 +155,8 @@ CCfgOption& OptionFor(bool isStrict) {
       "<xs:unique name='n'><xs:selector xpath='Category/*'/><xs:field xpath='Name'/></xs:unique>";
   if (isStrict)
     schema.insert(schema.find("</xs:element>\n  <xs:element name=\"Category\">"), unique);
+  schema.insert(schema.rfind("</xs:complexType>"),
+                "<xs:attribute name='Unit' type='xs:string'/><xs:attribute name='Note'/>");
   const std::wstring path = folder.Path(isStrict ? L"strict.xsd" : L"plain.xsd");
   WriteBytes(path, schema);
   if (!option.Initialize(path.c_str())) throw std::runtime_error("the schema is refused");
@@ -224,14 +239,14 @@ void Stage::Write(const Files& files) {
   for (const auto& [name, content] : files) WriteBytes(m_Folder.Path(Wide(name)), content);
 }
 
-std::optional<std::string> ContentOf(const std::string& file) {
+std::optional<std::string> ContentOf(const std::string& file, bool isStrict) {
   static std::map<std::string, std::optional<std::string>> known;
-  const std::string key = WithIdsNumbered(file);
+  const std::string key = (isStrict ? "strict " : "") + WithIdsNumbered(file);
   if (const auto found = known.find(key); found != known.end()) return found->second;
   const Folder folder(Folder::Place::kMemory);
   const std::wstring path = folder.Path(L"plain");  // no dot, no companions
   WriteBytes(path, file);
-  CCfgConfigurationEx store(OptionFor(false));
+  CCfgConfigurationEx store(OptionFor(isStrict));
   std::optional<std::string> content;
   if (store.Initialize(path.c_str())) content = ContentOf(store);
   return known[key] = content;

@@ -70,7 +70,10 @@ class Stage {
   void Write(const Files& files);
   const Files& Before() const { return m_Before; }
   CCfgConfigurationEx& Store() { return *m_Store; }
+  CCfgOption& Option() { return m_Option; }
   bool IsOpen() const { return m_Store != nullptr; }
+
+  std::wstring read;  // what the reading gave
 
  private:
   void Make();
@@ -83,7 +86,7 @@ class Stage {
 };
 
 // The content of the store that a configuration file makes; nothing if it makes none.
-std::optional<std::string> ContentOf(const std::string& file);
+std::optional<std::string> ContentOf(const std::string& file, bool isStrict = false);
 // New ids become numbers, in the order of their appearance.
 std::string WithIdsNumbered(std::string text);
 // A new file that has not taken its name yet.

@@ -9,6 +9,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <map>
 #include <nlohmann/json.hpp>
@@ -249,6 +250,7 @@ TEST_F(Cfgexctl, ExplainsHostileInputAndTouchesNothing) {
   for (int level = 0; level < 100'000; ++level) deep += "<a>";
   std::string foreign = original;
   Replace(foreign, "UTF-8", "KLINGON");
+  const std::size_t site = original.find("<Site>");
   const struct {
     std::string bytes, rule;
   } kCases[] = {
@@ -266,6 +268,9 @@ TEST_F(Cfgexctl, ExplainsHostileInputAndTouchesNothing) {
        "document type"},
       {"<x:Configuration/>", "namespace"},
       {"<Other/>", "unknown element"},
+      // an element of the schema, but no configuration
+      {original.substr(site, original.find("</Site>") + std::strlen("</Site>") - site),
+       "unknown element"},
   };
   for (const auto& each : kCases) {
     Write("building.xml", each.bytes);
@@ -499,6 +504,7 @@ TEST_F(Cfgexctl, ExplainsWhatASchemaLacks) {
       {" default=\"office\"", "", "default", "warning"},
       {"name=\"PortType\">\n    <xs:restriction base=\"xs:nonNegativeInteger\"",
        "name=\"PortType\">\n    <xs:restriction base=\"IntervalType\"", "two steps", "warning"},
+      {"type=\"xs:integer\" default=\"0\"", "type=\"xs:int\" default=\"0\"", "unread", "warning"},
       {"type=\"ZoneKindType\"", "type=\"ZoneKindTypo\"", "schema", "error"},
       {"schemaLocation=\"cfgex-types.xsd\"", "schemaLocation=\"nowhere.xsd\"", "file", "error"},
       {"</xs:schema>", "", "end tag", "error"},

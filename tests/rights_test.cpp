@@ -1,0 +1,222 @@
+// Who can read a configuration file and its companions, tried by reading them as somebody else.
+
+#include <fcntl.h>
+#include <grp.h>
+#include <gtest/gtest.h>
+#include <linux/posix_acl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <functional>
+#include <ostream>
+
+#include "platform/os/file.h"
+#include "tests/support/sample.h"
+
+namespace {
+
+using namespace test;
+
+constexpr const char* kAccess = "system.posix_acl_access";
+constexpr const char* kDefault = "system.posix_acl_default";
+
+struct Entry {
+  std::uint16_t tag;
+  std::uint16_t bits;
+  std::uint32_t id = ~0U;
+};
+using List = std::vector<Entry>;
+
+std::string Blob(const List& list) {
+  std::string blob("\2\0\0\0", 4);
+  for (const Entry& entry : list) blob.append(reinterpret_cast<const char*>(&entry), sizeof entry);
+  return blob;
+}
+
+struct Somebody {
+  uid_t user;
+  gid_t group;
+};
+constexpr Somebody kOwner{1001, 1001}, kMember{1002, 2001}, kNamed{1003, 1003},
+    kStranger{1004, 1004}, kRoot{0, 0};
+constexpr Somebody kReaders[] = {kOwner, kMember, kNamed, kStranger, {1005, 0}};
+
+bool DoneAs(const Somebody& who, const std::function<bool()>& body) {
+  if (who.user == 0) return body();
+  const pid_t child = ::fork();
+  if (child == 0) {
+    if (::setgroups(0, nullptr) != 0 || ::setgid(who.group) != 0 || ::setuid(who.user) != 0)
+      ::_exit(2);
+    ::_exit(body() ? 0 : 1);
+  }
+  int status = -1;
+  ::waitpid(child, &status, 0);
+  return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+// Who of kReaders can read the file, a letter for each.
+std::string ReadersOf(const std::wstring& path) {
+  std::string readers;
+  for (const Somebody& who : kReaders) {
+    const bool can = DoneAs(who, [&] { return ::open(Narrow(path).c_str(), O_RDONLY) >= 0; });
+    readers += can ? 'r' : '-';
+  }
+  return readers;
+}
+
+bool IsWithin(const std::string& readers, const std::string& others) {
+  return std::equal(readers.begin(), readers.end(), others.begin(),
+                    [](char a, char b) { return a == '-' || b == 'r'; });
+}
+
+struct Situation {
+  const char* name;
+  mode_t mode;
+  List list = {};
+  List ofFolder = {};  // its default list
+  mode_t later = 0;    // what an administrator sets the mode to
+  Somebody writer = kRoot;
+};
+
+void PrintTo(const Situation& situation, std::ostream* out) { *out << situation.name; }
+
+const List kOpenFolder = {
+    {ACL_USER_OBJ, 7}, {ACL_USER, 7, 1003}, {ACL_GROUP_OBJ, 7}, {ACL_MASK, 7}, {ACL_OTHER, 5}};
+const List kLetsIn = {
+    {ACL_USER_OBJ, 6}, {ACL_USER, 6, 1003}, {ACL_GROUP_OBJ, 4}, {ACL_MASK, 6}, {ACL_OTHER, 0}};
+const List kGroupOut = {
+    {ACL_USER_OBJ, 6}, {ACL_USER, 4, 1003}, {ACL_GROUP_OBJ, 0}, {ACL_MASK, 4}, {ACL_OTHER, 0}};
+const List kUserOut = {
+    {ACL_USER_OBJ, 6}, {ACL_USER, 0, 1003}, {ACL_GROUP_OBJ, 4}, {ACL_MASK, 4}, {ACL_OTHER, 4}};
+const Situation kSituations[] = {
+    {"Group", 0640},
+    {"OthersButNotTheGroup", 0604},
+    {"ListLetsIn", 0, kLetsIn},
+    {"ListKeepsTheGroupOut", 0, kGroupOut},
+    {"ListKeepsAUserOut", 0, kUserOut},
+    {"FolderIsOpen", 0600, {}, kOpenFolder},
+    {"FolderIsOpenAndListIsNot", 0, kGroupOut, kOpenFolder},
+    {"ModeIsNarrowedLater", 0644, {}, {}, 0600},
+    {"MaskIsNarrowedLater", 0, kLetsIn, kOpenFolder, 0600},
+    {"WriterIsNamed", 0, kLetsIn, {}, 0, kNamed},
+    {"WriterIsAStranger", 0606, {}, {}, 0, kStranger},
+    {"WriterIsAMember", 0660, {}, kOpenFolder, 0, kMember},
+};
+
+class RightsTest : public testing::TestWithParam<Situation> {
+ protected:
+  void SetUp() override {
+    if (::geteuid() != 0) GTEST_SKIP() << "only root can be somebody else";
+    ::chmod(folder.Root().c_str(), 0777);
+    WriteBytes(folder.Path(L"s.xsd"), kSampleSchema);
+    Make(backup, kStranger, 0666);  // of a time when all was open
+    Make(main, {kOwner.user, kMember.group}, GetParam().mode);
+    hasAttributes = Set(main, "user.note", "kept");
+    const auto& [name, mode, list, ofFolder, later, writer] = GetParam();
+    if ((!list.empty() && !Set(main, kAccess, Blob(list))) ||
+        (!ofFolder.empty() && !Set(folder.Path(L""), kDefault, Blob(ofFolder)))) {
+      GTEST_SKIP() << "the temporary directory's file system takes no access lists";
+    }
+  }
+  static void Make(const std::wstring& path, const Somebody& owner, mode_t mode) {
+    WriteBytes(path, Narrow(Configuration({Item(L"P", L"a")})));
+    ASSERT_EQ(::chown(Narrow(path).c_str(), owner.user, owner.group), 0);
+    ASSERT_EQ(::chmod(Narrow(path).c_str(), mode), 0);
+  }
+  static bool Set(const std::wstring& path, const char* name, const std::string& value) {
+    return ::setxattr(Narrow(path).c_str(), name, value.data(), value.size(), 0) == 0;
+  }
+  static std::string Get(const std::wstring& path, const char* name) {
+    std::string value(1000, '\0');
+    const ssize_t size = ::getxattr(Narrow(path).c_str(), name, value.data(), value.size());
+    return value.substr(0, size > 0 ? static_cast<std::size_t>(size) : 0);
+  }
+  // Opens, changes and saves, with a backup and a snapshot made on the way.
+  bool UseStore() const {
+    return DoneAs(GetParam().writer, [this] {
+      CCfgOption option;
+      if (!option.Initialize(folder.Path(L"s.xsd").c_str())) return false;
+      CCfgConfigurationEx store(option);
+      bool done = store.Initialize(main.c_str());
+      const std::wstring document = Document(L"b", {Item(L"P", L"b")});
+      for (int commit = 0; commit < 10; ++commit)
+        done = done && store.SetConfiguration(document.c_str(), nullptr, nullptr);
+      return done;
+    });
+  }
+  void CheckAll(const std::string& allowed) const {
+    const std::string readers = ReadersOf(main);
+    const bool isKept = GetParam().writer.user == 0;
+    EXPECT_TRUE(isKept ? readers == allowed : IsWithin(readers, allowed)) << readers;
+    for (const std::string& name : folder.Names()) {
+      if (name.ends_with(".xsd")) continue;
+      const std::string found = ReadersOf(folder.Path(Wide(name)));
+      EXPECT_TRUE(IsWithin(found, allowed)) << name << ": " << found << ", not " << allowed;
+    }
+    EXPECT_EQ(Get(main, "user.note"), hasAttributes ? "kept" : "");
+  }
+
+  const Folder folder;
+  const std::wstring main = folder.Path(L"main.xml");
+  const std::wstring backup = folder.Path(L"main.backup.xml");
+  bool hasAttributes = false;
+};
+
+TEST_P(RightsTest, NobodyReadsMoreThanTheMainFile) {
+  const std::string allowed = ReadersOf(main);
+  const std::string list = Get(main, kAccess);
+  ASSERT_TRUE(UseStore());
+  CheckAll(allowed);
+  EXPECT_TRUE(GetParam().writer.user != 0 || Get(main, kAccess) == list);
+
+  if (GetParam().later != 0) ::chmod(Narrow(main).c_str(), GetParam().later);
+  const std::string now = ReadersOf(main);
+  EXPECT_TRUE(IsWithin(now, allowed));
+  ASSERT_TRUE(UseStore());
+  CheckAll(now);
+
+  WriteBytes(main, "damaged");
+  ASSERT_TRUE(UseStore());
+  EXPECT_EQ(folder.Names().size(), 5U) << "with a bad file";
+  CheckAll(now);
+}
+
+// No failing call opens a file, nor does a list that the file system does not take.
+TEST_P(RightsTest, NorWhereACallFails) {
+  const std::string content = ReadBytes(main);
+  const std::string allowed = ReadersOf(main);
+  for (const char* call : {"fsetxattr", "fremovexattr", "fgetxattr", "flistxattr", "fchown",
+                           "fchmod", "fstat", "open", "read"}) {
+    for (int nth = 1; nth <= 4; ++nth) {
+      SCOPED_TRACE(std::string(call) + " " + std::to_string(nth));
+      DoneAs(GetParam().writer, [&] {
+        const FailCall fail(call, nth, true);
+        OS::CopyFileW(main, folder.Path(L"new"), false);
+        return true;
+      });
+      EXPECT_TRUE(ReadBytes(folder.Path(L"new")).empty() ||
+                  IsWithin(ReadersOf(folder.Path(L"new")), allowed));
+      ::unlink(Narrow(folder.Path(L"new")).c_str());
+      DoneAs(GetParam().writer, [&] {
+        const FailCall fail(call, nth, true);
+        try {
+          cfgex::ReplaceFile(main, content);
+        } catch (const _com_error&) {
+          return false;
+        }
+        return true;
+      });
+      EXPECT_TRUE(IsWithin(ReadersOf(main), allowed)) << ReadersOf(main);
+      if (HasFailure()) return;
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Situations, RightsTest, testing::ValuesIn(kSituations),
+                         [](const auto& situation) { return std::string(situation.param.name); });
+
+}  // namespace
