@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <libxml/xmlerror.h>
 #include <libxml/xmlmemory.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,6 +16,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <new>
 #include <utility>
 
@@ -69,6 +71,21 @@ class Shortage {
 };
 
 bool Happened() { return g_Until <= 0; }
+
+// Whether the body raises that there is no memory.
+template <class Body>
+bool LacksMemory(long nth, bool onward, Body&& body) {
+  const Shortage shortage(nth, onward);
+  try {
+    body();
+    return false;
+  } catch (const std::bad_alloc&) {
+    return true;
+  } catch (const CCfgExException& failure) {
+    if (failure.GetErrorCode() != CFGEX_ERROR_OUT_OF_MEMORY) throw;
+    return true;
+  }
+}
 
 }  // namespace
 
@@ -152,6 +169,40 @@ int Failures() {
   return testing::UnitTest::GetInstance()->current_test_info()->result()->total_part_count();
 }
 
+// Refuses each allocation of `attempt(nth, onward)` in a child of its own, alone and with all that
+// come after it, until it says that none was refused. `afterCrash` looks at what a child left in
+// which the engine crashed.
+template <class Attempt, class AfterCrash = void (*)()>
+void SweepInChildren(Attempt&& attempt, AfterCrash&& afterCrash = [] {}) {
+  int refused = 0;
+  int crashes = 0;
+  for (const bool onward : {false, true}) {
+    int end = kFine;
+    for (long nth = 1; end != kNothingRefused; nth += onward ? 5 * kStride : kStride) {
+      SCOPED_TRACE((onward ? "from allocation " : "allocation ") + std::to_string(nth));
+      end = InChild([&] {
+        const int failures = Failures();  // a child begins with those of its parent
+        const bool happened = attempt(nth, onward);
+        EXPECT_EQ(g_Reports, 0) << "the library is silent";
+        return Failures() != failures ? kFault : happened ? kFine : kNothingRefused;
+      });
+      if (end == kEngineCrash) {
+        ++crashes;
+        afterCrash();
+      } else {
+        EXPECT_TRUE(end == kFine || end == kNothingRefused) << end;
+      }
+      refused += end != kNothingRefused ? 1 : 0;
+    }
+  }
+  // More than the engine's own few of a hundred would be the library's. A sample is no such share.
+  if (kStride == 1) {
+    EXPECT_LE(crashes, refused / 14);
+  }
+  testing::Test::RecordProperty("allocations_refused", refused);
+  testing::Test::RecordProperty("engine_crashes", crashes);
+}
+
 // What an operation does when nothing is refused.
 struct Clean {
   Ending ending = Ending::kFalse;
@@ -168,7 +219,7 @@ class Sweep : public testing::TestWithParam<StoreCase> {
   Sweep() : m_Stage(GetParam()) { m_Stage.Close(); }
 
   void Learn();
-  int Try(long nth, bool onward);
+  bool Try(long nth, bool onward);  // whether an allocation was refused
   void CheckFiles() const;
   void CheckStore(bool raised);
   void CheckNewStore();
@@ -253,55 +304,30 @@ void Sweep::CheckNewStore() {
   m_Stage.Close();
 }
 
-int Sweep::Try(long nth, bool onward) {
-  const int failures = Failures();  // a child begins with those of its parent
+bool Sweep::Try(long nth, bool onward) {
   m_Stage.Reset();
-  Ending ending = Ending::kRaised;
+  Ending ending;
   {
     const Shortage shortage(nth, onward);
-    try {
-      ending = m_Stage.Run();
-    } catch (const std::bad_alloc&) {
-    } catch (const CCfgExException&) {
-    }
+    ending = m_Stage.Run();
   }
-  if (!Happened()) return kNothingRefused;
-  const bool raised = ending == Ending::kRaised;
+  if (!Happened()) return false;
+  const bool raised = ending == Ending::kOutOfMemory;
   EXPECT_TRUE(raised || ending == m_Clean.ending) << "want of memory is no answer";
   EXPECT_TRUE(raised || m_Stage.read == m_Clean.read);
   CheckFiles();
   CheckStore(raised);
   m_Stage.Close();
-  EXPECT_EQ(g_Reports, 0) << "the library is silent";
-  return Failures() == failures ? kFine : kFault;
+  return true;
 }
 
 TEST_P(Sweep, LosesNothingWhateverAllocationIsRefused) {
   Learn();
-  int refused = 0;
-  int crashes = 0;
-  for (const bool onward : {false, true}) {
-    int end = kFine;
-    for (long nth = 1; end != kNothingRefused; nth += onward ? 5 * kStride : kStride) {
-      SCOPED_TRACE((onward ? "from allocation " : "allocation ") + std::to_string(nth));
-      end = InChild([&] { return Try(nth, onward); });
-      if (end == kNothingRefused) continue;
-      ++refused;
-      if (end == kEngineCrash) {
-        ++crashes;
-        CheckFiles();
-        CheckNewStore();
-      } else {
-        EXPECT_EQ(end, kFine);
-      }
-    }
-  }
-  // More than the engine's own few of a hundred would be the library's. A sample is no such share.
-  if (kStride == 1) {
-    EXPECT_LE(crashes, refused / 14);
-  }
-  RecordProperty("allocations_refused", refused);
-  RecordProperty("engine_crashes", crashes);
+  SweepInChildren([this](long nth, bool onward) { return Try(nth, onward); },
+                  [this] {
+                    CheckFiles();
+                    CheckNewStore();
+                  });
 }
 
 // An object gets an array of references, whose targets come along, and is written.
@@ -341,6 +367,119 @@ std::vector<StoreCase> Cases() {
 }
 
 INSTANTIATE_TEST_SUITE_P(Operations, Sweep, testing::ValuesIn(Cases()), NameOfCase);
+
+// A schema with what a reading of it could pass over: a default, and a type of which a part of the
+// store does not show whether it is valid.
+std::string TyingSchema() {
+  std::string schema = kSampleSchema;
+  const std::string_view named = "<xs:element name=\"Name\" type=\"xs:string\" minOccurs=\"0\"/>";
+  schema.replace(schema.find(named), named.size(),
+                 "<xs:element name='Name' type='ShortType' default='abc'/>");
+  schema.insert(schema.rfind("</xs:complexType>"), "<xs:attribute name='Mark' type='xs:ID'/>");
+  return schema;
+}
+
+// What is told of a schema, what it makes, and what it lets into a file.
+std::string Behaviour(CCfgOption& option) {
+  const Folder folder(Folder::Place::kMemory);
+  CCfgInstance instance(option);
+  OS::x_wstring xml;
+  const bool isMade = CCfgCategory(L"P", option).CreateInstance(instance) && instance.GetXml(xml);
+  CCfgConfigurationEx store(option);
+  const std::wstring path = folder.Path(L"main.xml");
+  WriteBytes(path, Narrow(Configuration({})));
+  std::string behaviour = WithIdsNumbered(Narrow(isMade ? xml.str() : L"none"));
+  behaviour += store.Initialize(path.c_str()) ? " opens" : " does not open";
+  for (const wchar_t* id : {L"a", L"b"}) {
+    const std::wstring item =
+        L"<P Mark='m'><InstanceId>" + std::wstring(id) + L"</InstanceId><Name>x</Name></P>";
+    store.SetConfiguration(Document(id, {item}).c_str(), nullptr, nullptr);
+    behaviour += ReadBytes(path);
+  }
+  return behaviour;
+}
+
+// A schema that was read without memory is read whole, or not at all; so is what it makes.
+TEST(SchemaMemoryTest, ASchemaAndWhatItMakesAreWholeOrRaised) {
+  const Folder folder(Folder::Place::kMemory);
+  const std::wstring path = folder.Path(L"tying.xsd");
+  WriteBytes(path, TyingSchema());
+  CCfgOption clean;
+  ASSERT_TRUE(clean.Initialize(path.c_str()));
+  const std::string behaviour = Behaviour(clean);
+  EXPECT_NE(behaviour.find("<Name>abc<"), behaviour.npos) << behaviour;
+  EXPECT_EQ(behaviour.find("<InstanceId>b<"), behaviour.npos) << behaviour;
+
+  const auto reads = [&](long nth, bool onward) {
+    CCfgOption option;
+    bool isRead = false;
+    const bool raised =
+        LacksMemory(nth, onward, [&] { isRead = option.Initialize(path.c_str()); });
+    const bool happened = Happened();
+    EXPECT_NE(raised, isRead) << "want of memory is no answer";
+    EXPECT_TRUE(isRead || option.Initialize(path.c_str()));
+    EXPECT_EQ(Behaviour(option), behaviour);
+    return happened;
+  };
+  const auto makes = [&](long nth, bool onward) {
+    CCfgInstance instance(clean);
+    CCfgObject part(clean);
+    bool isMade = false;
+    const bool raised = LacksMemory(nth, onward, [&] {
+      isMade = CCfgCategory(L"P", clean).CreateInstance(instance) &&
+               CCfgCategory(L"P", clean).CreateObject(L"Part", part);
+    });
+    const bool happened = Happened();
+    EXPECT_NE(raised, isMade) << "want of memory is no answer";
+    EXPECT_EQ(Behaviour(clean), behaviour);
+    return happened;
+  };
+  SweepInChildren(reads);
+  SweepInChildren(makes);
+}
+
+#ifndef CFGEX_SANITIZED  // which take all of the address space
+// The same with a limit that the system sets: whatever it is, the file and its backup stay.
+TEST(AddressSpaceTest, AFileThatDoesNotFitIsLeftAlone) {
+  const Folder folder(Folder::Place::kMemory);
+  Sample sample({});  // for its schema
+  std::vector<std::wstring> items;
+  for (int i = 0; i < 30000; ++i)
+    items.push_back(Item(L"P", L"p" + std::to_wstring(i), L"<Name>n</Name><Count>1</Count>"));
+  const std::wstring path = folder.Path(L"main.xml");
+  WriteBytes(path, Narrow(Configuration(items)));
+  WriteBytes(folder.Path(L"main.backup.xml"), Narrow(Configuration({items[0]})));
+  const std::string main = ReadBytes(path);
+  const std::string backup = ReadBytes(folder.Path(L"main.backup.xml"));
+
+  std::ifstream pages("/proc/self/statm");
+  rlim_t used = 0;
+  pages >> used;
+  int raised = 0;
+  int end = kFault;
+  for (rlim_t more = 1; end != kNothingRefused && more < 1024; more += 1 + more / 4) {
+    SCOPED_TRACE(std::to_string(more) + " MiB");
+    end = InChild([&] {
+      const rlim_t limit = used * static_cast<rlim_t>(::getpagesize()) + (more << 20);
+      const rlimit space = {limit, limit};
+      ::setrlimit(RLIMIT_AS, &space);
+      CCfgConfigurationEx store(sample.option);
+      g_IsEngineShort = true;  // it may crash
+      const bool lacks = LacksMemory(-1, false, [&] {
+        if (!store.Initialize(path.c_str())) throw std::runtime_error("not opened");
+      });
+      return lacks ? kFine : kNothingRefused;
+    });
+    EXPECT_TRUE(end == kFine || end == kNothingRefused || end == kEngineCrash) << end;
+    raised += end == kFine ? 1 : 0;
+    EXPECT_EQ(ReadBytes(path), main);
+    const std::string now = ReadBytes(folder.Path(L"main.backup.xml"));
+    EXPECT_TRUE(now == backup || (end == kNothingRefused && now == main));
+  }
+  EXPECT_EQ(end, kNothingRefused);
+  EXPECT_GT(raised, 5);
+}
+#endif
 
 struct Change {
   const char* name;
@@ -388,15 +527,7 @@ TEST(EngineMemoryTest, AChangeWithoutMemoryIsRaisedInSilence) {
           L"<known a='1' xmlns:y='urn:y'><known b='2'>t<!--c--><?p i?></known></known>"));
       const auto root = document->get_documentElement();
       const std::wstring before = document->get_documentElement()->get_xml();
-      bool raised = false;
-      {
-        const Shortage shortage(nth, false);
-        try {
-          change.make(*document, *root);
-        } catch (const std::bad_alloc&) {
-          raised = true;
-        }
-      }
+      const bool raised = LacksMemory(nth, false, [&] { change.make(*document, *root); });
       happened = Happened();
       EXPECT_TRUE(raised == happened || (happened && change.asksAgain))
           << change.name << ", allocation " << nth;

@@ -36,10 +36,10 @@ Ending Caught(Body&& body) {
     return EndingOf(body());
   } catch (const _com_error&) {
     return Ending::kRaised;
-  } catch (const CCfgExException&) {
-    return Ending::kRaised;
+  } catch (const CCfgExException& failure) {
+    return failure.GetErrorCode() == CFGEX_ERROR_OUT_OF_MEMORY ? Ending::kOutOfMemory : Ending::kRaised;
   } catch (const std::bad_alloc&) {
-    return Ending::kRaised;
+    return Ending::kOutOfMemory;
   }
 }
 

@@ -20,7 +20,8 @@
 
 namespace test {
 
-enum class Ending { kFalse, kTrue, kRaised };
+// kRaised: any other exception than for want of memory.
+enum class Ending { kFalse, kTrue, kRaised, kOutOfMemory };
 
 // The bytes of each file of a folder, by its name.
 using Files = std::map<std::string, std::string>;
