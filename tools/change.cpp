@@ -12,20 +12,7 @@ using cfgex::ExplainedDocument;
 using cfgex::IXMLDOMElement;
 using cfgex::IXMLDOMSchemaCollection2;
 
-void ChangeArguments::AddTo(CLI::App& command) {
-  FileArguments::AddTo(command);
-  command.add_flag("--drop-reached", dropReached,
-                   "Let go of what the old form reached by references, as the library does");
-  command.add_flag("-n,--dry-run", dryRun, "Say what would change, and change nothing");
-}
-
-LoadedFile ChangeArguments::OpenValid() const {
-  LoadedFile loaded(OpenSchema(Wide(schema)), Wide(file));
-  loaded.RequireValid(L"\"check\" lists them all, \"restore\" the copies that are left");
-  return loaded;
-}
-
-Change::Change(const ChangeArguments& arguments)
+Change::Change(const Arguments& arguments)
     : m_Arguments(arguments),
       m_File(arguments.OpenValid()),
       m_Work(m_File),

@@ -18,18 +18,9 @@
 
 namespace cfgexctl {
 
-struct ChangeArguments : FileArguments {
-  bool dropReached = false;
-  bool dryRun = false;
-
-  void AddTo(CLI::App& command);
-  // For commands that change: the file must be valid.
-  LoadedFile OpenValid() const;
-};
-
 class Change {
  public:
-  explicit Change(const ChangeArguments& arguments);
+  explicit Change(const Arguments& arguments);
 
   const LoadedFile& File() const { return m_File; }
   CCfgConfigurationEx& Store() { return m_Work.Store(); }
@@ -50,7 +41,7 @@ class Change {
   LoadedFile Result() const;
   void PutBack(const std::vector<InstanceName>& lost);
 
-  const ChangeArguments& m_Arguments;
+  const Arguments& m_Arguments;
   LoadedFile m_File;
   PrivateStore m_Work;
   Content m_Before;

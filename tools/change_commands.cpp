@@ -12,16 +12,6 @@ using cfgex::IXMLDOMSchemaCollection2;
 
 namespace {
 
-struct Arguments : ChangeArguments {
-  std::string instance;
-  std::string target;
-  std::string field;
-  std::string value;
-  std::string document;
-  std::vector<std::string> assignments;
-  bool deep = false;
-};
-
 void Assign(Change& change, CCfgInstance& instance, const std::wstring& path,
             const std::wstring& value) {
   const auto element = As<IXMLDOMElement>(instance.GetRawInterface());
@@ -30,6 +20,8 @@ void Assign(Change& change, CCfgInstance& instance, const std::wstring& path,
     throw Stop(kUsage, L"an instance keeps its id; \"copy\" makes another");
   SetField(instance, field, value, change.File(), change.Store());
 }
+
+}  // namespace
 
 void Set(const Arguments& arguments, Report& report) {
   Change change(arguments);
@@ -40,6 +32,8 @@ void Set(const Arguments& arguments, Report& report) {
   report.data.update(JsonName(stored));
   change.Finish({}, report);
 }
+
+namespace {
 
 // What keeps a new instance of the category from being valid.
 std::vector<Finding> WhyNoInstance(const std::wstring& category, CCfgOption option) {
@@ -79,9 +73,11 @@ CCfgInstance MakeInstance(const std::wstring& category, const std::wstring& id,
   return instance;
 }
 
+}  // namespace
+
 void New(const Arguments& arguments, Report& report) {
   Change change(arguments);
-  const std::wstring category = Wide(arguments.instance);
+  const std::wstring category = Wide(arguments.category);
   CCfgInstance instance = MakeInstance(category, Wide(arguments.target), change.File());
   for (const std::string& assignment : arguments.assignments) {
     const std::size_t equals = assignment.find('=');
@@ -126,7 +122,7 @@ void Import(const Arguments& arguments, Report& report) {
   change.Finish({}, report);
 }
 
-void Copy(const Arguments& arguments, Report& report) {
+void CopyTo(const Arguments& arguments, Report& report) {
   Change change(arguments);
   const Element source = change.File().Find(Wide(arguments.instance));
   const std::wstring category = source->get_tagName();
@@ -166,47 +162,6 @@ void Remove(const Arguments& arguments, Report& report) {
   if (dangling > 0)
     report.Note(Counted(dangling, L"reference leads", L"references lead") +
                 L" nowhere now; \"referrers\" lists them");
-}
-
-}  // namespace
-
-void AddChangeCommands(CLI::App& app, Invocation& invocation) {
-  const auto arguments = std::make_shared<Arguments>();
-  const auto add = [&](const char* name, const char* description,
-                       void (*run)(const Arguments&, Report&)) {
-    CLI::App* command = app.add_subcommand(name, description);
-    arguments->AddTo(*command);
-    command->callback([&invocation, arguments, run] {
-      invocation.run = [arguments, run](Report& report) { run(*arguments, report); };
-    });
-    return command;
-  };
-  const auto addInstance = [&](CLI::App* command, const char* name, const char* description) {
-    command->add_option(name, arguments->instance, description)->required();
-  };
-  CLI::App* set = add("set", "Change the value of a field", &Set);
-  addInstance(set, "INSTANCE", "Its id, or CATEGORY:ID");
-  set->add_option("FIELD", arguments->field, "The path of the field")->required();
-  set->add_option("VALUE", arguments->value,
-                  "The value; of a reference CATEGORY:ID, an id, or nothing; of a list JSON")
-      ->required();
-
-  CLI::App* make = add("new", "Add a new instance, as the schema makes it", &New);
-  addInstance(make, "CATEGORY", "The category");
-  make->add_option("FIELD=VALUE", arguments->assignments, "Values of fields, as for \"set\"");
-  make->add_option("--id", arguments->target, "The id, instead of a new one");
-
-  CLI::App* import = add("import", "Store the document of an instance", &Import);
-  import->add_option("DOCUMENT", arguments->document, "A file that \"export\" wrote, or -")
-      ->required();
-
-  CLI::App* copy = add("copy", "Make an instance a copy of another", &Copy);
-  addInstance(copy, "SOURCE", "The instance to copy");
-  copy->add_option("TARGET", arguments->target, "The id of the copy, new or not")->required();
-  copy->add_flag("--deep", arguments->deep, "Copy what it reaches as well, under new ids");
-
-  CLI::App* remove = add("remove", "Remove an instance", &Remove);
-  addInstance(remove, "INSTANCE", "Its id, or CATEGORY:ID");
 }
 
 }  // namespace cfgexctl

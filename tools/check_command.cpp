@@ -9,11 +9,6 @@
 namespace cfgexctl {
 namespace {
 
-struct CheckArguments : FileArguments {
-  bool warnings = false;
-  bool strict = false;
-};
-
 // Everything that is said about one file. The first kMostFindings of each kind are kept.
 class Check {
  public:
@@ -133,7 +128,9 @@ void Check::References() {
   }
 }
 
-void RunCheck(const CheckArguments& arguments, Report& report) {
+}  // namespace
+
+void CheckFile(const Arguments& arguments, Report& report) {
   const CCfgOption option = OpenSchema(Wide(arguments.schema));
   const std::wstring path = Wide(arguments.file);
   std::vector<Finding> findings;
@@ -171,22 +168,6 @@ void RunCheck(const CheckArguments& arguments, Report& report) {
   report.data["errors"] = errors;
   report.data["warnings"] = warnings;
   report.data["findings"] = AsJson(findings);
-}
-
-}  // namespace
-
-void AddCheckCommand(CLI::App& app, Invocation& invocation) {
-  const auto arguments = std::make_shared<CheckArguments>();
-  CLI::App* command =
-      app.add_subcommand("check", "Check a configuration file, and name its faults");
-  arguments->AddTo(*command);
-  command->add_flag("--warnings", arguments->warnings,
-                    "Also name references that lead nowhere, ids that stand twice, and instances "
-                    "that nothing refers to");
-  command->add_flag("--strict", arguments->strict, "The same, and take warnings for faults");
-  command->callback([&invocation, arguments] {
-    invocation.run = [arguments](Report& report) { RunCheck(*arguments, report); };
-  });
 }
 
 }  // namespace cfgexctl

@@ -6,12 +6,11 @@
 #include "tools/schema_rules.h"
 
 namespace cfgexctl {
-namespace {
 
-void CheckSchema(const std::string& schema, Report& report) {
-  const std::wstring path = Wide(schema);
+void CheckSchema(const Arguments& arguments, Report& report) {
+  const std::wstring path = Wide(arguments.schema);
   ReadFileBytes(path);  // missing is not invalid
-  const Progress progress("checking " + schema);
+  const Progress progress("checking " + arguments.schema);
   const cfgex::SchemaFiles files(path);
   std::vector<Finding> findings;
   for (const cfgex::Fault& fault : files.Faults()) findings.push_back(Explain(fault, path));
@@ -27,22 +26,10 @@ void CheckSchema(const std::string& schema, Report& report) {
   if (warnings > 0) summary += L", " + Counted(warnings, L"warning", L"warnings");
   report.Line(summary);
   report.code = errors == 0 ? kOk : kInvalid;
-  report.data["schema"] = schema;
+  report.data["schema"] = arguments.schema;
   report.data["errors"] = errors;
   report.data["warnings"] = warnings;
   report.data["findings"] = AsJson(findings);
-}
-
-}  // namespace
-
-void AddCheckSchemaCommand(CLI::App& app, Invocation& invocation) {
-  const auto schema = std::make_shared<std::string>();
-  CLI::App* command = app.add_subcommand(
-      "check-schema", "Check that a schema compiles and offers what the library asks for");
-  command->add_option("SCHEMA", *schema, "The XML Schema of the configuration")->required();
-  command->callback([&invocation, schema] {
-    invocation.run = [schema](Report& report) { CheckSchema(*schema, report); };
-  });
 }
 
 }  // namespace cfgexctl

@@ -1,39 +1,49 @@
-// The commands, by subject; each function adds its own to the command line.
+// The commands, by subject, and what stands on the command line for them (main.cpp).
 #pragma once
 
-#include <CLI/CLI.hpp>
-#include <functional>
 #include <string>
+#include <vector>
 
 #include "tools/loaded_file.h"
 
 namespace cfgexctl {
 
-// What the command line asks for: set by the command that was named.
-struct Invocation {
-  bool json = false;
-  std::function<void(Report&)> run;
-};
-
-void AddCheckSchemaCommand(CLI::App& app, Invocation& invocation);
-void AddCheckCommand(CLI::App& app, Invocation& invocation);
-void AddReadCommands(CLI::App& app, Invocation& invocation);    // list, show, get, export
-void AddGraphCommands(CLI::App& app, Invocation& invocation);   // referrers, graph
-void AddChangeCommands(CLI::App& app, Invocation& invocation);  // set, new, import, copy, remove
-void AddRestoreCommand(CLI::App& app, Invocation& invocation);
-
-// The two files that most commands take first.
-struct FileArguments {
+// Each command has a part of these.
+struct Arguments {
   std::string schema;
   std::string file;
+  std::string category;
+  std::string instance;
+  std::string target;
+  std::string field;
+  std::string value;
+  std::vector<std::string> assignments;
+  std::string document;
+  std::string output;
+  std::string from;
   bool unchecked = false;
-
-  void AddTo(CLI::App& command);
-  void AddUncheckedTo(CLI::App& command);  // --unchecked, for commands that only look
+  bool tree = false;
+  bool warnings = false;
+  bool strict = false;
+  bool deep = false;
+  bool dropReached = false;
+  bool force = false;
+  bool dryRun = false;
 
   // For commands that only look: the file must be valid, unless --unchecked was given.
   LoadedFile Open() const;
+  // For commands that change: the file must be valid.
+  LoadedFile OpenValid() const;
 };
+
+using Command = void(const Arguments& arguments, Report& report);
+
+Command CheckSchema;                       // check_schema_command.cpp
+Command CheckFile;                         // check_command.cpp
+Command List, Show, Get, Export;           // read_commands.cpp
+Command Referrers, Graph;                  // graph_commands.cpp
+Command Set, New, Import, CopyTo, Remove;  // change_commands.cpp
+Command Restore;                           // restore_command.cpp
 
 // `show --tree`: the instance and all that it reaches by references.
 void ReportTree(const LoadedFile& file, const Element& instance, Report& report);

@@ -57,14 +57,7 @@ void ReportTree(const LoadedFile& file, const Element& instance, Report& report)
   report.data["tree"] = std::move(nodes);
 }
 
-namespace {
-
-struct GraphArguments : FileArguments {
-  std::string instance;
-  std::string output;
-};
-
-void Referrers(const GraphArguments& arguments, Report& report) {
+void Referrers(const Arguments& arguments, Report& report) {
   const LoadedFile file = arguments.Open();
   const Progress progress("following the references of " + arguments.file);
   // What is not there any more may still be referred to.
@@ -95,6 +88,8 @@ void Referrers(const GraphArguments& arguments, Report& report) {
   if (!instance) report.Note(Quoted(name) + L" is not there: these references lead nowhere");
   if (instance && count == 0) report.Note(L"nothing refers to " + NameOf(instance));
 }
+
+namespace {
 
 // What stands between double quotes of Graphviz, where a backslash is written twice.
 std::wstring Escaped(std::wstring_view text) {
@@ -152,7 +147,9 @@ void AddInstance(const LoadedFile& file, const Element& instance, DotGraph& grap
   }
 }
 
-void Graph(const GraphArguments& arguments, Report& report) {
+}  // namespace
+
+void Graph(const Arguments& arguments, Report& report) {
   const LoadedFile file = arguments.Open();
   const Progress progress("following the references of " + arguments.file);
   DotGraph graph;
@@ -170,28 +167,6 @@ void Graph(const GraphArguments& arguments, Report& report) {
   }
   report.data.update(graph.Data());
   Deliver(arguments.output, graph.Text(), report);
-}
-
-}  // namespace
-
-void AddGraphCommands(CLI::App& app, Invocation& invocation) {
-  const auto arguments = std::make_shared<GraphArguments>();
-  const auto add = [&](const char* name, const char* description,
-                       void (*run)(const GraphArguments&, Report&)) {
-    CLI::App* command = app.add_subcommand(name, description);
-    arguments->AddTo(*command);
-    arguments->AddUncheckedTo(*command);
-    command->callback([&invocation, arguments, run] {
-      invocation.run = [arguments, run](Report& report) { run(*arguments, report); };
-    });
-    return command;
-  };
-  CLI::App* referrers = add("referrers", "List who refers to an instance", &Referrers);
-  referrers->add_option("INSTANCE", arguments->instance, "Its id, or CATEGORY:ID")->required();
-
-  CLI::App* graph = add("graph", "Write the references in Graphviz's language", &Graph);
-  graph->add_option("INSTANCE", arguments->instance, "Only this one, and what it reaches");
-  graph->add_option("-o,--output", arguments->output, "The file to write, instead of the output");
 }
 
 }  // namespace cfgexctl

@@ -9,19 +9,16 @@
 
 namespace cfgexctl {
 
-void FileArguments::AddTo(CLI::App& command) {
-  command.add_option("SCHEMA", schema, "The XML Schema of the configuration")->required();
-  command.add_option("FILE", file, "The configuration file")->required();
-}
-
-void FileArguments::AddUncheckedTo(CLI::App& command) {
-  command.add_flag("--unchecked", unchecked, "Read the file as it stands, valid or not");
-}
-
-LoadedFile FileArguments::Open() const {
+LoadedFile Arguments::Open() const {
   LoadedFile loaded(OpenSchema(Wide(schema)), Wide(file));
   if (!unchecked)
     loaded.RequireValid(L"\"check\" lists them all, \"--unchecked\" reads the file as it stands");
+  return loaded;
+}
+
+LoadedFile Arguments::OpenValid() const {
+  LoadedFile loaded(OpenSchema(Wide(schema)), Wide(file));
+  loaded.RequireValid(L"\"check\" lists them all, \"restore\" the copies that are left");
   return loaded;
 }
 
@@ -35,14 +32,6 @@ void Deliver(const std::string& path, const std::string& content, Report& report
 }
 
 namespace {
-
-struct ReadArguments : FileArguments {
-  std::string category;
-  std::string instance;
-  std::string field;
-  std::string output;
-  bool tree = false;
-};
 
 // What tells people more than an id: the first text of its own in the instance.
 std::wstring LabelOf(const Element& instance) {
@@ -87,7 +76,9 @@ void ListInstances(const LoadedFile& file, const std::wstring& category, Report&
   report.data["instances"] = std::move(instances);
 }
 
-void List(const ReadArguments& arguments, Report& report) {
+}  // namespace
+
+void List(const Arguments& arguments, Report& report) {
   const LoadedFile file = arguments.Open();
   if (arguments.category.empty()) {
     ListCategories(file, report);
@@ -96,7 +87,7 @@ void List(const ReadArguments& arguments, Report& report) {
   }
 }
 
-void Show(const ReadArguments& arguments, Report& report) {
+void Show(const Arguments& arguments, Report& report) {
   const LoadedFile file = arguments.Open();
   const Element instance = file.Find(Wide(arguments.instance));
   if (arguments.tree) {
@@ -111,7 +102,7 @@ void Show(const ReadArguments& arguments, Report& report) {
   report.data["fields"] = ValueOf(instance);
 }
 
-void Get(const ReadArguments& arguments, Report& report) {
+void Get(const Arguments& arguments, Report& report) {
   const LoadedFile file = arguments.Open();
   const Element instance = file.Find(Wide(arguments.instance));
   const Field field = FindField(instance, Wide(arguments.field));
@@ -123,7 +114,7 @@ void Get(const ReadArguments& arguments, Report& report) {
 }
 
 // The text is what an application gets, from a store; that is opened on a copy.
-void Export(const ReadArguments& arguments, Report& report) {
+void Export(const Arguments& arguments, Report& report) {
   const LoadedFile file = arguments.Open();
   const Element instance = file.Find(Wide(arguments.instance));
   const std::wstring id = IdOf(instance);
@@ -137,42 +128,6 @@ void Export(const ReadArguments& arguments, Report& report) {
   report.data.update(JsonName(instance));
   if (arguments.output.empty()) report.data["document"] = Narrow(xml.str());
   Deliver(arguments.output, content, report);
-}
-
-}  // namespace
-
-void AddReadCommands(CLI::App& app, Invocation& invocation) {
-  const auto arguments = std::make_shared<ReadArguments>();
-  const auto add = [&](const char* name, const char* description,
-                       void (*run)(const ReadArguments&, Report&)) {
-    CLI::App* command = app.add_subcommand(name, description);
-    arguments->AddTo(*command);
-    command->callback([&invocation, arguments, run] {
-      invocation.run = [arguments, run](Report& report) { run(*arguments, report); };
-    });
-    return command;
-  };
-  const auto addInstance = [&](CLI::App* command) {
-    command->add_option("INSTANCE", arguments->instance, "Its id, or CATEGORY:ID")->required();
-  };
-  CLI::App* list = add("list", "List the categories, or the instances of one", &List);
-  list->add_option("CATEGORY", arguments->category, "A category; * for all");
-  arguments->AddUncheckedTo(*list);
-
-  CLI::App* show = add("show", "Show an instance with its fields", &Show);
-  addInstance(show);
-  show->add_flag("--tree", arguments->tree, "Show what it reaches by references, in their order");
-  arguments->AddUncheckedTo(*show);
-
-  CLI::App* get = add("get", "Print the value of a field", &Get);
-  addInstance(get);
-  get->add_option("FIELD", arguments->field, "The path of the field")->required();
-  arguments->AddUncheckedTo(*get);
-
-  CLI::App* out =
-      add("export", "Write the document of an instance with all that it reaches", &Export);
-  addInstance(out);
-  out->add_option("-o,--output", arguments->output, "The file to write, instead of the output");
 }
 
 }  // namespace cfgexctl

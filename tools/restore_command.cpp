@@ -10,12 +10,6 @@
 namespace cfgexctl {
 namespace {
 
-struct RestoreArguments : FileArguments {
-  std::string from;
-  bool force = false;
-  bool dryRun = false;
-};
-
 // A copy, or the file itself, as far as it can be read.
 struct State {
   std::wstring condition;  // "valid", or what is wrong
@@ -42,7 +36,7 @@ State StateOf(const CCfgOption& option, const std::wstring& path) {
   return state;
 }
 
-void ListCopies(const RestoreArguments& arguments, const CCfgOption& option, Report& report) {
+void ListCopies(const Arguments& arguments, const CCfgOption& option, Report& report) {
   const std::wstring path = Wide(arguments.file);
   const State current = StateOf(option, path);
   report.Line(OnOneLine(path) + L": " + current.condition);
@@ -77,7 +71,7 @@ void ListCopies(const RestoreArguments& arguments, const CCfgOption& option, Rep
   if (copies.empty()) report.Line(L"There are no copies beside it.");
 }
 
-std::wstring ChosenPath(const RestoreArguments& arguments) {
+std::wstring ChosenPath(const Arguments& arguments) {
   std::wstring from = Wide(arguments.from);
   for (const Copy& copy : FindCopies(Wide(arguments.file))) {
     if (copy.kind == from && copy.kind != L"quarantine") return copy.path;
@@ -87,7 +81,7 @@ std::wstring ChosenPath(const RestoreArguments& arguments) {
   return from;
 }
 
-void PutCopyInPlace(const RestoreArguments& arguments, const CCfgOption& option, Report& report) {
+void PutCopyInPlace(const Arguments& arguments, const CCfgOption& option, Report& report) {
   const std::wstring path = Wide(arguments.file);
   const std::wstring from = ChosenPath(arguments);
   const std::string bytes = ReadFileBytes(from);
@@ -123,7 +117,9 @@ void PutCopyInPlace(const RestoreArguments& arguments, const CCfgOption& option,
   report.Line(OnOneLine(path) + L" holds the content of " + OnOneLine(from) + L" now");
 }
 
-void Restore(const RestoreArguments& arguments, Report& report) {
+}  // namespace
+
+void Restore(const Arguments& arguments, Report& report) {
   const CCfgOption option = OpenSchema(Wide(arguments.schema));
   const Progress progress("comparing the copies of " + arguments.file);
   if (arguments.from.empty()) {
@@ -131,22 +127,6 @@ void Restore(const RestoreArguments& arguments, Report& report) {
   } else {
     PutCopyInPlace(arguments, option, report);
   }
-}
-
-}  // namespace
-
-void AddRestoreCommand(CLI::App& app, Invocation& invocation) {
-  const auto arguments = std::make_shared<RestoreArguments>();
-  CLI::App* command =
-      app.add_subcommand("restore", "List the copies of a file, or put one in its place");
-  arguments->AddTo(*command);
-  command->add_option("--from", arguments->from,
-                      "Put this in place: backup, snapshot, or the path of any copy");
-  command->add_flag("--force", arguments->force, "Also if it is not valid");
-  command->add_flag("-n,--dry-run", arguments->dryRun, "Say what would change, and change nothing");
-  command->callback([&invocation, arguments] {
-    invocation.run = [arguments](Report& report) { Restore(*arguments, report); };
-  });
 }
 
 }  // namespace cfgexctl
