@@ -1,5 +1,7 @@
 // Reading: one instance leaves the store as a stand-alone document.
 
+#include <utility>
+
 #include "src/cfg_configurationex_impl.h"
 #include "src/reference_walk.h"
 
@@ -64,9 +66,9 @@ bool CCfgConfigurationEx::CImpl::ExportInstance(const ComPtr<IXMLDOMElement>& so
   CollectReferences(storeRoot, instanceId, source->get_tagName().c_str(), closure);
   AppendReferencedInstances(resultRoot, storeRoot, closure);
 
-  xml = OS::x_wstring(resultRoot->get_xml());
+  OS::x_wstring text(resultRoot->get_xml());
   std::wstring reason;
-  if (ParseInstanceDocument(xml, m_Option, reason)) return true;
-  xml = L"";
-  return false;
+  const bool isValid = ParseInstanceDocument(text, m_Option, reason);
+  xml = isValid ? std::move(text) : OS::x_wstring();
+  return isValid;
 }

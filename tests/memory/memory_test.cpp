@@ -306,11 +306,8 @@ void Sweep::CheckNewStore() {
 
 bool Sweep::Try(long nth, bool onward) {
   m_Stage.Reset();
-  Ending ending;
-  {
-    const Shortage shortage(nth, onward);
-    ending = m_Stage.Run();
-  }
+  Ending ending = Ending::kOutOfMemory;
+  LacksMemory(nth, onward, [&] { ending = m_Stage.Run(); });
   if (!Happened()) return false;
   const bool raised = ending == Ending::kOutOfMemory;
   EXPECT_TRUE(raised || ending == m_Clean.ending) << "want of memory is no answer";
