@@ -12,7 +12,7 @@
 #include <limits>
 
 #include "fuzz/support.h"
-#include "platform/create_object.h"
+#include "platform/dom/create_object.h"
 #include "platform/dom/dom.h"
 #include "tests/support/sample.h"
 

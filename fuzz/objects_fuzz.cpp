@@ -14,7 +14,7 @@
 #include <array>
 
 #include "fuzz/support.h"
-#include "platform/create_object.h"
+#include "platform/dom/create_object.h"
 #include "platform/dom/dom.h"
 #include "tests/support/sample.h"
 

@@ -10,10 +10,10 @@
 #include <set>
 
 #include "fuzz/support.h"
-#include "platform/create_object.h"
+#include "platform/dom/create_object.h"
 #include "platform/dom/dom.h"
+#include "platform/dom/xml_schema.h"
 #include "platform/schema/schema_model.h"
-#include "platform/schema/xml_schema.h"
 
 using namespace fuzz;
 using namespace test;

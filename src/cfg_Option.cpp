@@ -4,7 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/create_object.h"
+#include "platform/dom/create_object.h"
+#include "platform/dom/dom.h"
 #include "platform/os/file.h"
 #include "platform/os/system.h"
 #include "platform/schema/schema_model.h"

@@ -2,8 +2,8 @@
 
 #include <optional>
 
-#include "platform/create_object.h"
-#include "platform/schema/xml_schema.h"
+#include "platform/dom/create_object.h"
+#include "platform/dom/xml_schema.h"
 #include "src/frame.h"
 #include "src/instance_document.h"
 #include "src/instance_id.h"

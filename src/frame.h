@@ -12,7 +12,7 @@
 
 #include "cfgex/cfg_exception.h"
 #include "cfgex/com_error.h"
-#include "platform/fault_point.h"
+#include "platform/os/fault_point.h"
 
 namespace cfgex {
 

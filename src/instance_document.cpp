@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "platform/create_object.h"
+#include "platform/dom/create_object.h"
 #include "platform/schema/schema_model.h"
 #include "src/frame.h"
 #include "src/prog_id.h"

@@ -2,7 +2,7 @@
 
 #include <atomic>
 
-#include "platform/create_object.h"
+#include "platform/dom/create_object.h"
 #include "platform/schema/schema_model.h"
 
 namespace cfgex {

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "platform/create_object.h"
+#include "platform/dom/create_object.h"
 #include "tests/support/support.h"
 
 namespace cfgex {

@@ -15,7 +15,7 @@
 #include <thread>
 
 #include "cfgex/com_error.h"
-#include "platform/fault_point.h"
+#include "platform/os/fault_point.h"
 #include "tests/support/support.h"
 
 namespace {

@@ -12,11 +12,11 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/dom/engine.h"
 #include "platform/dom/node_tree.h"
-#include "platform/schema/schema_cache.h"
+#include "platform/dom/schema_collection.h"
+#include "platform/dom/xml_schema.h"
 #include "platform/schema/schema_documents.h"
-#include "platform/schema/xml_schema.h"
+#include "platform/tree/engine.h"
 #include "tests/support/support.h"
 
 namespace {

@@ -7,7 +7,8 @@
 #include <random>
 #include <vector>
 
-#include "platform/create_object.h"
+#include "platform/dom/create_object.h"
+#include "platform/dom/dom.h"
 #include "platform/schema/schema_model.h"
 #include "tests/support/sample.h"
 

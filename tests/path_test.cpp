@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/create_object.h"
+#include "platform/dom/create_object.h"
 #include "platform/dom/dom.h"
 #include "tests/support/support.h"
 

@@ -10,7 +10,7 @@
 #include <optional>
 #include <thread>
 
-#include "platform/fault_point.h"
+#include "platform/os/fault_point.h"
 #include "src/config_file_set.h"
 #include "tests/support/mishap.h"
 #include "tests/support/sample.h"

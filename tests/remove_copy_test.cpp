@@ -7,7 +7,7 @@
 #include <set>
 #include <thread>
 
-#include "platform/create_object.h"
+#include "platform/dom/create_object.h"
 #include "platform/dom/dom.h"
 #include "tests/support/sample.h"
 

@@ -1,14 +1,13 @@
 // What the schema cache accepts, and how it validates.
-#include "platform/schema/schema_cache.h"
-
 #include <gtest/gtest.h>
 
 #include <thread>
 #include <vector>
 
-#include "platform/create_object.h"
-#include "platform/fault_point.h"
+#include "platform/dom/create_object.h"
+#include "platform/dom/schema_collection.h"
 #include "platform/os/encoding.h"
+#include "platform/os/fault_point.h"
 #include "tests/support/support.h"
 
 namespace {
@@ -32,7 +31,7 @@ std::string Schema(const std::string& body, const std::string& attributes = "") 
 std::string Add(const std::string& schema, const std::wstring& path = L"",
                 const std::wstring& ns = L"") {
   const auto doc = Parse(schema, path.empty() ? "" : test::Narrow(path));
-  const auto cache = cfgex::MakeCounted<SchemaCache>();
+  const auto cache = cfgex::MakeCounted<cfgex::SchemaCollection>();
   try {
     cache->Add(ns, doc.get());
   } catch (const _com_error& error) {
@@ -240,7 +239,7 @@ TEST(SchemaCache, IncludesOnlyHarmlessLocalFiles) {
 }
 
 TEST(SchemaCache, TakesOneSchemaAndStaysAsItWas) {
-  const auto cache = cfgex::MakeCounted<SchemaCache>();
+  const auto cache = cfgex::MakeCounted<cfgex::SchemaCollection>();
   const auto good = Parse(Schema("<xs:element name='a'/>"));
   const auto doc = Parse("<a/>");
   EXPECT_THROW(cache->Validate(doc.get()), _com_error);
@@ -257,7 +256,7 @@ constexpr const char* kIds =
     "default='x'/></xs:complexType></xs:element>";
 
 TEST(SchemaCache, ValidatingLeavesTheDocumentAndItsVerdictAsTheyWere) {
-  const auto cache = cfgex::MakeCounted<SchemaCache>();
+  const auto cache = cfgex::MakeCounted<cfgex::SchemaCollection>();
   cache->Add(L"", Parse(Schema(kIds)).get());
   const auto valid = Parse("<r><e id='a'/><e id='b' ref='a'/></r>");
   const auto twice = Parse("<r>\n<e id='a'/>\n<e id='a'/></r>");
@@ -277,7 +276,7 @@ TEST(SchemaCache, ValidatingLeavesTheDocumentAndItsVerdictAsTheyWere) {
 }
 
 TEST(SchemaCache, ThreadsShareOneCache) {
-  const auto cache = cfgex::MakeCounted<SchemaCache>();
+  const auto cache = cfgex::MakeCounted<cfgex::SchemaCollection>();
   cache->Add(L"", Parse(Schema(kIds)).get());
   std::vector<std::thread> threads;
   threads.reserve(4);

@@ -4,10 +4,10 @@
 #include <sstream>
 
 #include "platform/dom/node_tree.h"
+#include "platform/dom/schema_collection.h"
 #include "platform/os/encoding.h"
 #include "platform/os/file.h"
 #include "platform/schema/schema_builtins.h"
-#include "platform/schema/schema_cache.h"
 #include "tests/support/support.h"
 
 namespace {
@@ -25,7 +25,7 @@ cfgex::XmlDocPtr Parse(const std::string& text, const std::string& url = "") {
 const std::string kConstructs = CFGEX_TEST_DATA "/schemas/constructs.xsd";
 
 ComPtr<cfgex::SchemaCache> CacheOf(const std::string& schema, const std::string& url = "") {
-  auto cache = cfgex::MakeCounted<cfgex::SchemaCache>();
+  auto cache = cfgex::MakeCounted<cfgex::SchemaCollection>();
   cache->Add(L"", Parse(schema, url).get());
   return cache;
 }

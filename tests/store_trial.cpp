@@ -4,7 +4,7 @@
 #include <functional>
 #include <tuple>
 
-#include "platform/create_object.h"
+#include "platform/dom/create_object.h"
 #include "platform/dom/dom.h"
 
 namespace test::model {

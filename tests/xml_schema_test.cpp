@@ -1,5 +1,5 @@
 // The generator of default instances: what it makes of each construct of a schema.
-#include "platform/schema/xml_schema.h"
+#include "platform/dom/xml_schema.h"
 
 #include <gtest/gtest.h>
 

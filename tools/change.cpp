@@ -1,6 +1,6 @@
 #include "tools/change.h"
 
-#include "platform/create_object.h"
+#include "platform/dom/create_object.h"
 #include "platform/os/file.h"
 #include "src/config_file_set.h"
 #include "src/instance_document.h"

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/tool/explained_document.h"
+#include "platform/dom/explained_document.h"
 
 namespace cfgexctl {
 

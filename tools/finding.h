@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/tool/fault.h"
+#include "platform/dom/fault.h"
 #include "tools/frame.h"
 
 namespace cfgexctl {

@@ -7,7 +7,7 @@
 
 #include "cfgex/com_error.h"
 #include "platform/os/encoding.h"
-#include "platform/tool/system.h"
+#include "tools/engine/system.h"
 #include "tools/finding.h"
 
 namespace cfgexctl {

@@ -1,7 +1,7 @@
 #include "tools/loaded_file.h"
 
-#include "platform/tool/schema_files.h"
-#include "platform/tool/system.h"
+#include "tools/engine/schema_files.h"
+#include "tools/engine/system.h"
 
 namespace cfgexctl {
 

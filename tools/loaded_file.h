@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "cfgex/cfgex.h"
+#include "platform/dom/explained_document.h"
 #include "platform/os/file.h"
-#include "platform/tool/explained_document.h"
 #include "src/reference_walk.h"
 #include "tools/finding.h"
 #include "tools/frame.h"

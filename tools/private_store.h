@@ -5,7 +5,7 @@
 // interface, compared with what was there before, and put in place as one whole, or not at all.
 #pragma once
 
-#include "platform/tool/system.h"
+#include "tools/engine/system.h"
 #include "tools/loaded_file.h"
 
 namespace cfgexctl {

@@ -3,9 +3,9 @@
 #include <optional>
 
 #include "platform/os/file.h"
-#include "platform/tool/system.h"
 #include "tools/commands.h"
 #include "tools/copies.h"
+#include "tools/engine/system.h"
 
 namespace cfgexctl {
 namespace {

@@ -1,7 +1,7 @@
 // What the library asks of a schema beyond being one: docs/schema-guide.md, as findings.
 #pragma once
 
-#include "platform/tool/schema_files.h"
+#include "tools/engine/schema_files.h"
 #include "tools/finding.h"
 
 namespace cfgexctl {

@@ -18,8 +18,9 @@
 #include <string>
 #include <string_view>
 
-#include "platform/com_ptr.h"
+#include "platform/os/com_ptr.h"
 #include "platform/os/file.h"
+#include "platform/tree/limits.h"
 
 namespace cfgex {
 
@@ -162,13 +163,5 @@ class IXMLDOMDocument2 : public IXMLDOMDocument {
   // no schemas are bound or the document is empty.
   virtual ComPtr<IXMLDOMParseError> validate() = 0;
 };
-
-// How deep elements may nest in a text that is loaded, the root counting 1.
-inline constexpr int kMaxDepth = 1000;
-// How long one text may be that is put into a document, in UTF-8: what every release of the engine
-// reads.
-inline constexpr std::size_t kMaxTextBytes = 1'000'000'000;
-// How many attributes an element may have there; the engine's time goes with their square.
-inline constexpr int kMaxElementAttributes = 1000;
 
 }  // namespace cfgex

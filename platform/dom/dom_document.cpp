@@ -7,14 +7,14 @@
 #include <vector>
 
 #include "cfgex/com_error.h"
-#include "platform/dom/engine.h"
-#include "platform/dom/namespaces.h"
 #include "platform/dom/qualified_name.h"
-#include "platform/dom/serializer.h"
-#include "platform/fault_point.h"
 #include "platform/os/encoding.h"
+#include "platform/os/fault_point.h"
 #include "platform/os/file.h"
 #include "platform/schema/schema_cache.h"
+#include "platform/tree/engine.h"
+#include "platform/tree/namespaces.h"
+#include "platform/tree/serializer.h"
 
 namespace cfgex {
 namespace {

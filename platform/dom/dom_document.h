@@ -9,7 +9,7 @@
 #include "platform/dom/keyed_index.h"
 #include "platform/dom/live_counts.h"
 #include "platform/dom/member_changes.h"
-#include "platform/dom/parser.h"
+#include "platform/tree/parser.h"
 
 namespace cfgex {
 

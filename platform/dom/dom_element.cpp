@@ -5,11 +5,11 @@
 #include "cfgex/com_error.h"
 #include "platform/dom/dom_document.h"
 #include "platform/dom/dom_node.h"
-#include "platform/dom/engine.h"
-#include "platform/dom/namespaces.h"
 #include "platform/dom/qualified_name.h"
-#include "platform/fault_point.h"
 #include "platform/os/encoding.h"
+#include "platform/os/fault_point.h"
+#include "platform/tree/engine.h"
+#include "platform/tree/namespaces.h"
 
 namespace cfgex {
 namespace {

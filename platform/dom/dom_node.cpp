@@ -4,12 +4,12 @@
 
 #include "cfgex/com_error.h"
 #include "platform/dom/dom_document.h"
-#include "platform/dom/engine.h"
-#include "platform/dom/namespaces.h"
 #include "platform/dom/path.h"
-#include "platform/dom/serializer.h"
-#include "platform/fault_point.h"
 #include "platform/os/encoding.h"
+#include "platform/os/fault_point.h"
+#include "platform/tree/engine.h"
+#include "platform/tree/namespaces.h"
+#include "platform/tree/serializer.h"
 
 namespace cfgex {
 namespace {

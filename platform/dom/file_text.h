@@ -10,7 +10,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "platform/dom/serializer.h"
+#include "platform/tree/serializer.h"
 
 namespace cfgex {
 

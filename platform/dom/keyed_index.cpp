@@ -15,8 +15,8 @@
 #include <algorithm>
 #include <cstring>
 
-#include "platform/dom/namespaces.h"
 #include "platform/dom/node_tree.h"
+#include "platform/tree/namespaces.h"
 
 namespace cfgex {
 namespace {

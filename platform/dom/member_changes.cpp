@@ -18,9 +18,9 @@
 #include <optional>
 #include <vector>
 
-#include "platform/dom/namespaces.h"
 #include "platform/dom/node_tree.h"
 #include "platform/schema/schema_separation.h"
+#include "platform/tree/namespaces.h"
 
 namespace cfgex {
 namespace {

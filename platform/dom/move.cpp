@@ -12,8 +12,8 @@
 
 #include "cfgex/com_error.h"
 #include "platform/dom/dom_document.h"
-#include "platform/dom/namespaces.h"
 #include "platform/dom/node_tree.h"
+#include "platform/tree/namespaces.h"
 
 namespace cfgex {
 namespace {

@@ -4,9 +4,9 @@
 
 #include "cfgex/com_error.h"
 #include "platform/dom/dom_document.h"
-#include "platform/dom/namespaces.h"
-#include "platform/fault_point.h"
 #include "platform/os/encoding.h"
+#include "platform/os/fault_point.h"
+#include "platform/tree/namespaces.h"
 
 namespace cfgex {
 namespace {
@@ -45,13 +45,6 @@ Document& DocumentOf(const xmlNode* c_node) noexcept {
 }
 
 // --- Shape and text
-
-bool IsBlank(const xmlNode* c_text) noexcept {
-  if (c_text->content == nullptr) return true;
-  for (const xmlChar* c = c_text->content; *c != 0; ++c)
-    if (*c != ' ' && *c != '\t' && *c != '\n' && *c != '\r') return false;
-  return true;
-}
 
 void ForgetDeclarationsBelow(xmlNode* c_element) noexcept {
   for (xmlNode* c_node = NextInTree(c_element, c_element); c_node != nullptr;

@@ -12,10 +12,10 @@
 
 #include "cfgex/com_error.h"
 #include "platform/dom/dom_document.h"
-#include "platform/dom/engine.h"
 #include "platform/dom/keyed_index.h"
-#include "platform/dom/namespaces.h"
 #include "platform/os/encoding.h"
+#include "platform/tree/engine.h"
+#include "platform/tree/namespaces.h"
 
 namespace cfgex {
 namespace {

@@ -12,7 +12,7 @@
 #include <new>
 
 #include "cfgex/com_error.h"
-#include "platform/fault_point.h"
+#include "platform/os/fault_point.h"
 
 namespace cfgex::file_calls {
 

@@ -6,7 +6,7 @@
 #include <ctime>
 #include <cwchar>
 
-#include "platform/fault_point.h"
+#include "platform/os/fault_point.h"
 
 namespace OS {
 

@@ -14,8 +14,8 @@
 #include <type_traits>
 
 #include "cfgex/com_error.h"
-#include "platform/fault_point.h"
 #include "platform/os/encoding.h"
+#include "platform/os/fault_point.h"
 
 namespace OS {
 

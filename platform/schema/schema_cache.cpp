@@ -5,16 +5,14 @@
 #include <new>
 #include <vector>
 
-#include "platform/dom/dom_document.h"
-#include "platform/dom/dom_node.h"
-#include "platform/dom/engine.h"
-#include "platform/dom/namespaces.h"
-#include "platform/dom/node_tree.h"
-#include "platform/fault_point.h"
 #include "platform/os/encoding.h"
+#include "platform/os/fault_point.h"
 #include "platform/schema/schema_documents.h"
 #include "platform/schema/schema_reader.h"
 #include "platform/schema/schema_separation.h"
+#include "platform/tree/engine.h"
+#include "platform/tree/namespaces.h"
+#include "platform/tree/tree_walk.h"
 
 namespace cfgex {
 namespace {
@@ -119,11 +117,6 @@ XmlSchemaPtr CompileSchema(xmlDoc* c_document, xmlStructuredErrorFunc report, vo
   return XmlSchemaPtr(xmlSchemaParse(parser.get()));
 }
 
-void SchemaCache::add(std::wstring_view namespaceUri, const ComPtr<IXMLDOMDocument2>& document) {
-  if (!document) throw _com_error(_com_error::kPointer, "add: no schema document");
-  Add(namespaceUri, EngineDocument(document.get()));
-}
-
 void SchemaCache::Add(std::wstring_view namespaceUri, xmlDoc* c_document) {
   RaiseFaultHere("add");
   const EngineScope scope;
@@ -146,15 +139,6 @@ void SchemaCache::Add(std::wstring_view namespaceUri, xmlDoc* c_document) {
 ComPtr<ISchema> SchemaCache::getSchema(std::wstring_view namespaceUri) {
   if (m_Model == nullptr || m_Model->added->uri != ToUtf8(namespaceUri)) return nullptr;
   return ComPtr<ISchema>(m_Model->added);
-}
-
-ComPtr<ISchemaItem> SchemaCache::getDeclaration(const ComPtr<IXMLDOMNode>& node) {
-  RaiseFaultHere("getDeclaration");
-  if (node->get_nodeType() != DomNodeType::kElement) return nullptr;
-  // The tree of a document that is bound elsewhere remembers what is not ours.
-  if (!(node->get_ownerDocument()->get_namespaces() == ComPtr<IXMLDOMSchemaCollection2>(this)))
-    return nullptr;
-  return ComPtr<ISchemaItem>(DeclarationOf(EngineNode(node.get())));
 }
 
 namespace {

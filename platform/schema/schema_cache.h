@@ -1,5 +1,6 @@
 // The schema cache: a schema compiled by the engine, which alone decides on validity, and beside it
-// the model of its components.
+// the model of its components. The two calls of its interface that take nodes are those of
+// SchemaCollection, in the room above.
 //
 // Invariants:
 // 1. A cache is empty, or holds the engine's schema, the document that this was compiled from, and
@@ -16,9 +17,9 @@
 #include <memory>
 #include <string>
 
-#include "platform/dom/parser.h"
 #include "platform/schema/schema_components.h"
 #include "platform/schema/schema_model.h"
+#include "platform/tree/parser.h"
 
 namespace cfgex {
 
@@ -39,11 +40,9 @@ using XmlSchemaPtr = std::unique_ptr<xmlSchema, FreeXmlSchema>;
 // one that ReadSchema took: the engine may not come to an end with others.
 XmlSchemaPtr CompileSchema(xmlDoc* c_document, xmlStructuredErrorFunc report, void* context);
 
-class SchemaCache final : public Counted<IXMLDOMSchemaCollection2> {
+class SchemaCache : public Counted<IXMLDOMSchemaCollection2> {
  public:
-  void add(std::wstring_view namespaceUri, const ComPtr<IXMLDOMDocument2>& document) override;
   ComPtr<ISchema> getSchema(std::wstring_view namespaceUri) override;
-  ComPtr<ISchemaItem> getDeclaration(const ComPtr<IXMLDOMNode>& node) override;
 
   // `add` for a document of the engine. What the cache needs of it is copied.
   void Add(std::wstring_view namespaceUri, xmlDoc* c_document);

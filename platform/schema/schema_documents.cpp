@@ -6,11 +6,11 @@
 #include <new>
 
 #include "cfgex/com_error.h"
-#include "platform/dom/engine.h"
-#include "platform/dom/namespaces.h"
 #include "platform/os/encoding.h"
 #include "platform/os/file.h"
 #include "platform/schema/schema_builtins.h"
+#include "platform/tree/engine.h"
+#include "platform/tree/namespaces.h"
 
 namespace cfgex {
 namespace {

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/dom/parser.h"
+#include "platform/tree/parser.h"
 
 namespace cfgex {
 

@@ -16,12 +16,12 @@
 #include <vector>
 
 #include "cfgex/com_error.h"
-#include "platform/dom/engine.h"
 #include "platform/os/encoding.h"
 #include "platform/os/file.h"
 #include "platform/os/file_calls.h"
 #include "platform/schema/schema_documents.h"
 #include "platform/schema/schema_reader.h"
+#include "platform/tree/engine.h"
 
 namespace cfgex {
 namespace {

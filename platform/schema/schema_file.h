@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "platform/com_ptr.h"
+#include "platform/os/com_ptr.h"
 #include "platform/schema/schema_components.h"
 
 namespace cfgex {

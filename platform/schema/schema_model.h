@@ -10,10 +10,12 @@
 #include <string>
 #include <string_view>
 
-#include "platform/com_ptr.h"
-#include "platform/dom/dom.h"
+#include "platform/os/com_ptr.h"
 
 namespace cfgex {
+
+class IXMLDOMDocument2;
+class IXMLDOMNode;
 
 class ISchema;
 class ISchemaItemCollection;

@@ -2,10 +2,10 @@
 
 #include <map>
 
-#include "platform/dom/namespaces.h"
 #include "platform/os/encoding.h"
 #include "platform/schema/schema_builtins.h"
 #include "platform/schema/schema_reader_parts.h"
+#include "platform/tree/namespaces.h"
 
 namespace cfgex {
 

@@ -1,8 +1,8 @@
 // Types and attributes.
-#include "platform/dom/namespaces.h"
 #include "platform/os/encoding.h"
 #include "platform/schema/schema_builtins.h"
 #include "platform/schema/schema_reader_parts.h"
+#include "platform/tree/namespaces.h"
 
 namespace cfgex {
 namespace {

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <array>
 
-#include "platform/dom/namespaces.h"
-#include "platform/dom/node_tree.h"
+#include "platform/tree/namespaces.h"
+#include "platform/tree/tree_walk.h"
 
 namespace cfgex {
 namespace {

@@ -20,7 +20,7 @@
 #include <new>
 #include <utility>
 
-#include "platform/create_object.h"
+#include "platform/dom/create_object.h"
 #include "platform/dom/dom.h"
 #include "tests/support/mishap.h"
 #include "tests/support/store_case.h"
@@ -173,7 +173,8 @@ int Failures() {
 // come after it, until it says that none was refused. `afterCrash` looks at what a child left in
 // which the engine crashed.
 template <class Attempt, class AfterCrash = void (*)()>
-void SweepInChildren(Attempt&& attempt, AfterCrash&& afterCrash = [] {}) {
+void SweepInChildren(
+    Attempt&& attempt, AfterCrash&& afterCrash = [] {}) {
   int refused = 0;
   int crashes = 0;
   for (const bool onward : {false, true}) {
@@ -410,8 +411,7 @@ TEST(SchemaMemoryTest, ASchemaAndWhatItMakesAreWholeOrRaised) {
   const auto reads = [&](long nth, bool onward) {
     CCfgOption option;
     bool isRead = false;
-    const bool raised =
-        LacksMemory(nth, onward, [&] { isRead = option.Initialize(path.c_str()); });
+    const bool raised = LacksMemory(nth, onward, [&] { isRead = option.Initialize(path.c_str()); });
     const bool happened = Happened();
     EXPECT_NE(raised, isRead) << "want of memory is no answer";
     EXPECT_TRUE(isRead || option.Initialize(path.c_str()));

@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <string_view>
 
-#include "platform/fault_point.h"
+#include "platform/os/fault_point.h"
 #include "tests/support/support.h"
 
 namespace test {

@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "platform/fault_point.h"
+#include "platform/os/fault_point.h"
 
 namespace test {
 namespace {

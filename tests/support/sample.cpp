@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "platform/create_object.h"
+#include "platform/dom/create_object.h"
 #include "platform/dom/dom.h"
 
 namespace test {

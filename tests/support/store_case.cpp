@@ -37,7 +37,8 @@ Ending Caught(Body&& body) {
   } catch (const _com_error&) {
     return Ending::kRaised;
   } catch (const CCfgExException& failure) {
-    return failure.GetErrorCode() == CFGEX_ERROR_OUT_OF_MEMORY ? Ending::kOutOfMemory : Ending::kRaised;
+    return failure.GetErrorCode() == CFGEX_ERROR_OUT_OF_MEMORY ? Ending::kOutOfMemory
+                                                               : Ending::kRaised;
   } catch (const std::bad_alloc&) {
     return Ending::kOutOfMemory;
   }

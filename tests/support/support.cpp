@@ -11,8 +11,8 @@
 #include <ostream>
 #include <stdexcept>
 
-#include "platform/fault_point.h"
 #include "platform/os/encoding.h"
+#include "platform/os/fault_point.h"
 
 namespace test {
 namespace {

@@ -1,11 +1,11 @@
-#include "platform/create_object.h"
+#include "platform/dom/create_object.h"
 
 #include <algorithm>
 #include <array>
 
 #include "platform/dom/dom_document.h"
-#include "platform/fault_point.h"
-#include "platform/schema/schema_cache.h"
+#include "platform/dom/schema_collection.h"
+#include "platform/os/fault_point.h"
 
 namespace cfgex {
 namespace {
@@ -31,7 +31,7 @@ ComPtr<IUnknown> Make() {
 ComPtr<IUnknown> CreateObject(std::wstring_view progId) {
   if (FaultHere("CreateObject")) return nullptr;
   if (Contains(kDocuments, progId)) return Make<Document>();
-  if (Contains(kSchemaCaches, progId)) return Make<SchemaCache>();
+  if (Contains(kSchemaCaches, progId)) return Make<SchemaCollection>();
   return nullptr;
 }
 

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/tool/fault.h"
+#include "platform/dom/fault.h"
 
 namespace cfgex {
 

@@ -1,11 +1,11 @@
-#include "platform/schema/instance_generator.h"
+#include "platform/dom/instance_generator.h"
 
 #include <algorithm>
 #include <unordered_set>
 
 #include "platform/dom/dom_node.h"
-#include "platform/dom/namespaces.h"
 #include "platform/os/encoding.h"
+#include "platform/tree/namespaces.h"
 
 namespace cfgex {
 namespace {

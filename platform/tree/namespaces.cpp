@@ -1,10 +1,10 @@
-#include "platform/dom/namespaces.h"
+#include "platform/tree/namespaces.h"
 
 #include <cstring>
 #include <memory>
 #include <new>
 
-#include "platform/dom/node_tree.h"
+#include "platform/tree/tree_walk.h"
 
 namespace cfgex {
 

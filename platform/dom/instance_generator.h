@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "platform/dom/dom.h"
+#include "platform/dom/xml_schema.h"
 #include "platform/schema/schema_components.h"
-#include "platform/schema/xml_schema.h"
 
 namespace cfgex {
 

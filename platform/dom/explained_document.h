@@ -9,8 +9,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/dom/fault.h"
 #include "platform/schema/schema_model.h"
-#include "platform/tool/fault.h"
 
 namespace cfgex {
 

@@ -1,4 +1,4 @@
-#include "platform/tool/system.h"
+#include "tools/engine/system.h"
 
 #include <fcntl.h>
 #include <signal.h>
@@ -14,9 +14,9 @@
 #include <system_error>
 #include <thread>
 
+#include "platform/dom/fault_rules.h"
 #include "platform/os/encoding.h"
 #include "platform/os/file_calls.h"
-#include "platform/tool/fault_rules.h"
 
 namespace cfgex {
 namespace {

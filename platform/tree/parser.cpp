@@ -1,4 +1,4 @@
-#include "platform/dom/parser.h"
+#include "platform/tree/parser.h"
 
 #include <libxml/SAX2.h>
 #include <libxml/catalog.h>
@@ -9,12 +9,13 @@
 #include <algorithm>
 #include <climits>
 #include <new>
+#include <utility>
 
 #include "cfgex/com_error.h"
-#include "platform/dom/dom.h"
-#include "platform/dom/engine.h"
-#include "platform/dom/node_tree.h"
-#include "platform/fault_point.h"
+#include "platform/os/fault_point.h"
+#include "platform/tree/engine.h"
+#include "platform/tree/limits.h"
+#include "platform/tree/tree_walk.h"
 
 namespace cfgex {
 namespace {

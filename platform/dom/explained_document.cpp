@@ -2,7 +2,7 @@
 //   1. m_Elements holds a record per element that the parser began, in document order, until the
 //      first question for a place sorts it by node.
 //   2. A node in m_Elements lives as long as m_pWhole or m_pPart, one of which is its document.
-#include "platform/tool/explained_document.h"
+#include "platform/dom/explained_document.h"
 
 #include <libxml/parser.h>
 
@@ -11,11 +11,11 @@
 #include <vector>
 
 #include "platform/dom/dom_document.h"
-#include "platform/dom/engine.h"
-#include "platform/dom/parser.h"
+#include "platform/dom/fault_rules.h"
 #include "platform/os/encoding.h"
 #include "platform/schema/schema_cache.h"
-#include "platform/tool/fault_rules.h"
+#include "platform/tree/engine.h"
+#include "platform/tree/parser.h"
 
 namespace cfgex {
 namespace {

@@ -5,8 +5,8 @@
 
 #include <string>
 
-#include "platform/dom/parser.h"
-#include "platform/tool/fault.h"
+#include "platform/dom/fault.h"
+#include "platform/tree/parser.h"
 
 namespace cfgex {
 

@@ -1,4 +1,4 @@
-#include "platform/dom/engine.h"
+#include "platform/tree/engine.h"
 
 #include <libxml/globals.h>
 #include <libxml/parser.h>

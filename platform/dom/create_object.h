@@ -3,7 +3,7 @@
 
 #include <string_view>
 
-#include "platform/com_ptr.h"
+#include "platform/os/com_ptr.h"
 
 namespace cfgex {
 

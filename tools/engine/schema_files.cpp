@@ -1,4 +1,4 @@
-#include "platform/tool/schema_files.h"
+#include "tools/engine/schema_files.h"
 
 #include <libxml/uri.h>
 
@@ -7,8 +7,7 @@
 #include <new>
 #include <unordered_set>
 
-#include "platform/dom/engine.h"
-#include "platform/dom/namespaces.h"
+#include "platform/dom/fault_rules.h"
 #include "platform/dom/node_tree.h"
 #include "platform/os/encoding.h"
 #include "platform/os/file.h"
@@ -16,8 +15,9 @@
 #include "platform/schema/schema_documents.h"
 #include "platform/schema/schema_file.h"
 #include "platform/schema/schema_reader.h"
-#include "platform/tool/fault_rules.h"
-#include "platform/tool/system.h"
+#include "platform/tree/engine.h"
+#include "platform/tree/namespaces.h"
+#include "tools/engine/system.h"
 
 namespace cfgex {
 namespace {

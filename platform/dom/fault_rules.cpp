@@ -1,4 +1,4 @@
-#include "platform/tool/fault_rules.h"
+#include "platform/dom/fault_rules.h"
 
 #include <algorithm>
 #include <string_view>

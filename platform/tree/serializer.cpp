@@ -1,10 +1,10 @@
-#include "platform/dom/serializer.h"
+#include "platform/tree/serializer.h"
 
 #include <utility>
 #include <vector>
 
-#include "platform/dom/namespaces.h"
-#include "platform/dom/node_tree.h"
+#include "platform/tree/namespaces.h"
+#include "platform/tree/tree_walk.h"
 
 namespace cfgex {
 namespace {

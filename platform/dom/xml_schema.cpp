@@ -1,4 +1,4 @@
-#include "platform/schema/xml_schema.h"
+#include "platform/dom/xml_schema.h"
 
 #include <algorithm>
 #include <unordered_map>
@@ -8,8 +8,8 @@
 
 #include "cfgex/com_error.h"
 #include "platform/dom/dom_document.h"
+#include "platform/dom/instance_generator.h"
 #include "platform/os/encoding.h"
-#include "platform/schema/instance_generator.h"
 #include "platform/schema/schema_file.h"
 
 namespace cfgex {

@@ -1,0 +1,23 @@
+#include "platform/dom/schema_collection.h"
+
+#include "platform/dom/dom_document.h"
+#include "platform/os/fault_point.h"
+
+namespace cfgex {
+
+void SchemaCollection::add(std::wstring_view namespaceUri,
+                           const ComPtr<IXMLDOMDocument2>& document) {
+  if (!document) throw _com_error(_com_error::kPointer, "add: no schema document");
+  Add(namespaceUri, EngineDocument(document.get()));
+}
+
+ComPtr<ISchemaItem> SchemaCollection::getDeclaration(const ComPtr<IXMLDOMNode>& node) {
+  RaiseFaultHere("getDeclaration");
+  if (node->get_nodeType() != DomNodeType::kElement) return nullptr;
+  // The tree of a document that is bound elsewhere remembers what is not ours.
+  if (!(node->get_ownerDocument()->get_namespaces() == ComPtr<IXMLDOMSchemaCollection2>(this)))
+    return nullptr;
+  return ComPtr<ISchemaItem>(DeclarationOf(EngineNode(node.get())));
+}
+
+}  // namespace cfgex
