@@ -87,9 +87,7 @@ bool Document::Adopt(XmlDocPtr tree) {
   if (m_Tree != nullptr) m_Earlier = std::move(m_Tree);
   m_Tree = std::move(tree);
   m_IsLoaded = true;
-  m_Index.Clear();
-  m_Members.Clear();
-  CountChange();
+  m_Changes.Restart();
   return true;
 }
 
@@ -113,7 +111,7 @@ bool Document::loadXML(std::wstring_view text) {
 void Document::save(std::wstring_view path) {
   RaiseFaultHere("save");
   if (Root() == nullptr) throw _com_error(_com_error::kFail, "save: the document is empty");
-  const std::vector<std::string_view> text = m_Members.Text().Renew(Tree());
+  const std::vector<std::string_view> text = m_Changes.RenewText(Tree());
   assert(Joined(text) == ToFileText(Tree()));
   // What could not be read back must not take the place of what can.
   std::size_t size = 0;
@@ -173,16 +171,7 @@ ComPtr<IXMLDOMParseError> Document::validate() {
   const auto* cache = dynamic_cast<const SchemaCache*>(m_Schemas.get());
   if (cache == nullptr || Root() == nullptr)
     throw _com_error(_com_error::kFail, "validate: no schemas, or no document");
-  return MakeCounted<ParseError>(m_Members.Validate(Tree(), *cache));
+  return MakeCounted<ParseError>(m_Changes.Validate(Tree(), *cache));
 }
-
-// --- Changes
-
-ContentChange::ContentChange(xmlNode* c_parent) noexcept
-    : m_Index(DocumentOf(c_parent).Index()), m_c_key(m_Index.ForgetKeyAbove(c_parent)) {
-  DocumentOf(c_parent).CountChange();
-}
-
-ContentChange::~ContentChange() { m_Index.LearnKey(m_c_key); }
 
 }  // namespace cfgex

@@ -6,9 +6,8 @@
 
 #include "platform/dom/dom.h"
 #include "platform/dom/dom_node.h"
-#include "platform/dom/keyed_index.h"
 #include "platform/dom/live_counts.h"
-#include "platform/dom/member_changes.h"
+#include "platform/dom/tree_changes.h"
 #include "platform/tree/parser.h"
 
 namespace cfgex {
@@ -47,13 +46,10 @@ class Document final : public NodeObject<IXMLDOMDocument2> {
   // The tree that paths start at; made on first use.
   xmlDoc* Tree();
   xmlNode* Root();
-  KeyedIndexes& Index() noexcept { return m_Index; }
   // Makes the schema remember the declaration that the element has in its place.
   void FixDeclaration(xmlNode* c_element) const;
-  MemberChanges& Members() noexcept { return m_Members; }
-  // Goes up with every change of the children of any node.
-  unsigned long Changes() const noexcept { return m_Changes; }
-  void CountChange() noexcept { ++m_Changes; }
+  // Every change of a node of this document.
+  TreeChanges& Changes() noexcept { return m_Changes; }
 
  protected:
   ~Document() override;
@@ -67,23 +63,8 @@ class Document final : public NodeObject<IXMLDOMDocument2> {
   bool m_IsLoaded = false;
   FileState m_File;
   ComPtr<IXMLDOMSchemaCollection2> m_Schemas;
-  KeyedIndexes m_Index;
-  MemberChanges m_Members;
-  unsigned long m_Changes = 0;
+  TreeChanges m_Changes;
   Counter<&LiveCounts::documents> m_Counter;
-};
-
-// The scope of a change of what stands below `c_parent`.
-class ContentChange {
- public:
-  explicit ContentChange(xmlNode* c_parent) noexcept;
-  ~ContentChange();
-  ContentChange(const ContentChange&) = delete;
-  ContentChange& operator=(const ContentChange&) = delete;
-
- private:
-  KeyedIndexes& m_Index;
-  xmlNode* m_c_key;
 };
 
 }  // namespace cfgex

@@ -43,17 +43,14 @@ void DeclareNamespace(xmlNode* c_element, const std::string& prefix, const std::
   if (Uri(FindNs(c_element, prefix)) != uri && UsesOuterPrefix(c_element, prefix))
     throw _com_error(_com_error::kInvalidArgument,
                      "setAttribute: in use for another namespace: " + prefix);
-  ForgetDeclarationsBelow(c_element);
+  TreeChanges& changes = DocumentOf(c_element).Changes();
   if (c_own == nullptr) {
-    AppendNs(c_element, NewNs(prefix, uri));
-    DocumentOf(c_element).Members().Changed(c_element);
+    changes.Declare(c_element, NewNs(prefix, uri));
     return;
   }
   xmlChar* c_uri = xmlStrdup(XmlChars(uri.c_str()));
   if (c_uri == nullptr) throw std::bad_alloc();
-  xmlFree(const_cast<xmlChar*>(c_own->href));
-  c_own->href = c_uri;
-  DocumentOf(c_element).Members().Changed(c_element);
+  changes.Redeclare(c_element, c_own, c_uri);
 }
 
 xmlNs* AttributeNs(xmlNode* c_element, const PrefixedName& name) {
@@ -105,14 +102,13 @@ void Element::setAttribute(std::wstring_view name, std::wstring_view value) {
   xmlNs* c_ns = AttributeNs(m_c_node, qname);
   xmlAttr* c_attr = FindAttribute(m_c_node, qname.local, Uri(c_ns));
   if (c_attr != nullptr) {
-    dom::PutAttributeValue(c_attr, text);
-  } else {
-    c_attr = NewAttribute(m_c_node->doc, XmlChars(qname.local.c_str()), text);
-    AppendAttribute(m_c_node, c_attr);
-    m_pDocument->Members().Changed(m_c_node);
+    // With the namespace: the document may have had another prefix for it.
+    m_pDocument->Changes().PutValue(c_attr, NewText(m_c_node->doc, text), c_ns);
+    return;
   }
-  c_attr->ns = c_ns;  // also where the document had another prefix for it
-  if (IsTypeAttribute(c_attr)) ForgetDeclarationsBelow(m_c_node);
+  c_attr = NewAttribute(m_c_node->doc, XmlChars(qname.local.c_str()), text);
+  c_attr->ns = c_ns;
+  m_pDocument->Changes().Link(reinterpret_cast<xmlNode*>(c_attr), m_c_node, nullptr);
 }
 
 void Element::setAttributeNode(const ComPtr<IXMLDOMAttribute>& attribute) {
@@ -133,7 +129,6 @@ void Element::setAttributeNode(const ComPtr<IXMLDOMAttribute>& attribute) {
     out.Release();
   }
   in.Link();
-  if (IsTypeAttribute(c_attr)) ForgetDeclarationsBelow(m_c_node);
 }
 
 std::wstring AttributeText(const std::optional<std::wstring>& value) {

@@ -110,10 +110,10 @@ class Children final : public Counted<IXMLDOMNodeList> {
     m_Index += by;
   }
   void Refresh() noexcept {
-    const Document& document = DocumentOf(m_c_parent);
-    if (m_pDocument == &document && m_Changes == document.Changes()) return;
+    Document& document = DocumentOf(m_c_parent);
+    if (m_pDocument == &document && m_Changes == document.Changes().Count()) return;
     m_pDocument = &document;
-    m_Changes = document.Changes();
+    m_Changes = document.Changes().Count();
     m_c_cursor = nullptr;
     m_Length = -1;
   }
@@ -173,12 +173,6 @@ bool IsChild(const xmlNode* c_node, const xmlNode* c_parent) noexcept {
   return c_node != nullptr && c_node->parent == c_parent && c_node->type != XML_ATTRIBUTE_NODE;
 }
 
-void UnlinkIfLinked(xmlNode* c_node, Move& move) noexcept {
-  if (c_node->parent == nullptr) return;
-  const ContentChange change(c_node->parent);
-  move.Unlink();
-}
-
 }  // namespace
 
 // --- The operations
@@ -235,8 +229,7 @@ ComPtr<IXMLDOMNode> AppendChild(xmlNode* c_parent, const ComPtr<IXMLDOMNode>& no
   xmlNode* c_node = EngineNode(node.get());
   CheckInsertion(c_parent, c_node, nullptr);
   Move in = Move::To(c_node, c_parent);
-  UnlinkIfLinked(c_node, in);
-  const ContentChange change(c_parent);
+  in.Unlink();
   in.Link();
   return node;
 }
@@ -253,13 +246,8 @@ ComPtr<IXMLDOMNode> ReplaceChild(xmlNode* c_parent, const ComPtr<IXMLDOMNode>& n
 
   Move in = Move::To(c_node, c_parent);
   Move out = Move::Out(c_old, c_node);
-  UnlinkIfLinked(c_node, in);
-  {
-    const ContentChange change(c_parent);
-    xmlNode* c_before = c_old->next;
-    out.Unlink();
-    in.Link(c_before);
-  }
+  in.Unlink();
+  in.LinkInPlaceOf(c_old);
   out.Release();
   return oldNode;
 }
@@ -270,7 +258,7 @@ ComPtr<IXMLDOMNode> RemoveChild(xmlNode* c_parent, const ComPtr<IXMLDOMNode>& no
   xmlNode* c_node = EngineNode(node.get());
   if (!IsChild(c_node, c_parent)) Refuse("removeChild: not a child");
   Move out = Move::Out(c_node);
-  UnlinkIfLinked(c_node, out);
+  out.Unlink();
   out.Release();
   return node;
 }
@@ -299,7 +287,8 @@ void PutText(xmlNode* c_node, std::wstring_view text) {
   const EngineScope scope;
   const std::string bytes = EngineText(text);
   if (c_node->type == XML_ATTRIBUTE_NODE) {
-    PutAttributeValue(reinterpret_cast<xmlAttr*>(c_node), bytes);
+    auto* c_attr = reinterpret_cast<xmlAttr*>(c_node);
+    DocumentOf(c_node).Changes().PutValue(c_attr, NewText(c_node->doc, bytes), c_attr->ns);
     return;
   }
   if (c_node->type != XML_ELEMENT_NODE) Refuse("put_text: not an element");
@@ -309,28 +298,13 @@ void PutText(xmlNode* c_node, std::wstring_view text) {
     out.push_back(Move::Out(c_child));
   xmlNode* c_text = bytes.empty() ? nullptr : NewText(c_node->doc, bytes);
 
-  const ContentChange change(c_node);
-  for (Move& move : out) {
-    move.Unlink();
-    move.Release();
-  }
-  c_node->children = c_node->last = c_text;
-  if (c_text != nullptr) c_text->parent = c_node;
-  DocumentOf(c_node).Members().Changed(c_node);
+  DocumentOf(c_node).Changes().PutText(c_node, c_text);
+  for (Move& move : out) move.Release();
 }
 
 std::wstring Xml(xmlNode* c_node) {
   RaiseFaultHere("get_xml");
   return FromUtf8(ToXml(c_node));
-}
-
-void PutAttributeValue(xmlAttr* c_attr, const std::string& value) {
-  xmlNode* c_text = NewText(c_attr->doc, value);
-  xmlFreeNodeList(c_attr->children);
-  c_text->parent = reinterpret_cast<xmlNode*>(c_attr);
-  c_attr->children = c_attr->last = c_text;
-  if (c_attr->parent != nullptr) DocumentOf(c_attr->parent).Members().Changed(c_attr->parent);
-  if (c_attr->parent != nullptr && IsTypeAttribute(c_attr)) ForgetDeclarationsBelow(c_attr->parent);
 }
 
 }  // namespace dom

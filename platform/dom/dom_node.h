@@ -28,7 +28,6 @@ ComPtr<IXMLDOMNode> CloneNode(xmlNode* c_node, bool deep);
 std::wstring Text(xmlNode* c_node);
 void PutText(xmlNode* c_node, std::wstring_view text);
 std::wstring Xml(xmlNode* c_node);
-void PutAttributeValue(xmlAttr* c_attr, const std::string& value);
 
 }  // namespace dom
 

@@ -36,6 +36,9 @@ class FileText final : private FileTextObserver {
   // Of every other change outside of the items of the third level.
   void Clear() noexcept;
 
+  bool HasItem(const xmlNode* c_item) const { return m_Items.contains(c_item); }
+  std::size_t ItemCount() const noexcept { return m_Items.size(); }
+
   // The whole text in pieces, good until the next change.
   std::vector<std::string_view> Renew(const xmlDoc* c_document);
 

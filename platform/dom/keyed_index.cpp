@@ -88,6 +88,8 @@ bool MemberIsBefore(const xmlNode* c_a, const xmlNode* c_b) noexcept {
 bool IsElement(const xmlNode* c_node) noexcept { return c_node->type == XML_ELEMENT_NODE; }
 
 struct KeyIndex {
+  bool operator==(const KeyIndex&) const = default;
+
   std::string key;
   std::unordered_map<Hash, xmlNode*> single;
   std::unordered_map<Hash, std::unordered_set<xmlNode*>> several;
@@ -163,9 +165,12 @@ class GroupIndex {
   // `c_key` stands on level 4. Whether it is a key here.
   bool ForgetKey(xmlNode* c_key);
   void LearnKey(xmlNode* c_key);
+  bool IsRight() const;
 
  private:
   struct Name {
+    bool operator==(const Name&) const = default;
+
     xmlNode* c_first;
     std::size_t count;
   };
@@ -334,6 +339,14 @@ void GroupIndex::LearnKey(xmlNode* c_key) {
     if (IsNamed(c_key, index->key)) index->Insert(c_key);
 }
 
+bool GroupIndex::IsRight() const {
+  GroupIndex plain(m_c_document, m_Root, m_Group);
+  plain.First({});
+  bool isRight = m_Names == nullptr || *m_Names == *plain.m_Names;
+  for (const auto& index : m_Keys) isRight = isRight && *index == *plain.GetKeyIndex(index->key);
+  return isRight;
+}
+
 // --- All indexes of a document
 
 KeyedIndexes::KeyedIndexes() noexcept = default;
@@ -407,6 +420,11 @@ void KeyedIndexes::LearnKey(xmlNode* c_key) noexcept {
   } catch (...) {
     Clear();
   }
+}
+
+bool KeyedIndexes::IsRight() const {
+  return std::all_of(m_Groups.begin(), m_Groups.end(),
+                     [](const auto& index) { return index->IsRight(); });
 }
 
 }  // namespace cfgex

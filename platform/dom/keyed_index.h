@@ -46,6 +46,9 @@ class KeyedIndexes {
   // Everything changed.
   void Clear() noexcept;
 
+  // Whether the indexes are those that would be made anew.
+  bool IsRight() const;
+
  private:
   GroupIndex* Get(xmlDoc* c_document, const std::string& root, const std::string& group);
 

@@ -179,6 +179,26 @@ void MemberChanges::MarkPending(xmlNode* c_element) noexcept {
   }
 }
 
+bool MemberChanges::IsRight(const xmlDoc* c_document) const {
+  std::size_t pending = 0;
+  std::size_t items = 0;
+  const auto count = [&](const xmlNode* c_node) {
+    pending += m_Pending.count(const_cast<xmlNode*>(c_node));
+    items += m_Text.HasItem(c_node) ? 1 : 0;
+  };
+  const xmlNode* c_root = xmlDocGetRootElement(c_document);
+  if (c_root != nullptr) {
+    count(c_root);
+    for (const xmlNode* c_group = c_root->children; c_group != nullptr; c_group = c_group->next) {
+      count(c_group);
+      if (!IsElement(c_group)) continue;
+      for (const xmlNode* c_node = c_group->children; c_node != nullptr; c_node = c_node->next)
+        count(c_node);
+    }
+  }
+  return pending == m_Pending.size() && items == m_Text.ItemCount();
+}
+
 // --- Validating
 
 ValidationOutcome MemberChanges::Validate(xmlDoc* c_document, const SchemaCache& schemas) {

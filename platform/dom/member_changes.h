@@ -25,6 +25,9 @@ class MemberChanges {
   // schema allows that.
   ValidationOutcome Validate(xmlDoc* c_document, const SchemaCache& schemas);
 
+  // Whether all that is noted stands in the tree.
+  bool IsRight(const xmlDoc* c_document) const;
+
   // The text of the document's file; groups and members are its items.
   FileText& Text() noexcept { return m_Text; }
 

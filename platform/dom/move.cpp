@@ -198,11 +198,7 @@ bool Move::IsPrefixInside(const xmlNode* c_element, std::string_view prefix) con
 
 // --- The change itself
 
-void Move::Unlink() noexcept {
-  m_pOldDocument->Index().Removing(m_c_root);
-  m_pOldDocument->Members().Removing(m_c_root);
-  xmlUnlinkNode(m_c_root);
-}
+void Move::Unlink() noexcept { m_pOldDocument->Changes().Unlink(m_c_root); }
 
 void Move::Release() noexcept {
   if (m_Wrappers == 0) {
@@ -213,20 +209,14 @@ void Move::Release() noexcept {
   Settle();
 }
 
-void Move::Link(xmlNode* c_before) noexcept {
+void Move::Link() noexcept {
   Settle();
-  if (m_c_root->type == XML_ATTRIBUTE_NODE) {
-    AppendAttribute(m_c_parent, reinterpret_cast<xmlAttr*>(m_c_root));
-    m_pNewDocument->Members().Changed(m_c_parent);
-    return;
-  }
-  m_c_root->parent = m_c_parent;
-  m_c_root->next = c_before;
-  m_c_root->prev = c_before != nullptr ? c_before->prev : m_c_parent->last;
-  (m_c_root->prev != nullptr ? m_c_root->prev->next : m_c_parent->children) = m_c_root;
-  (c_before != nullptr ? c_before->prev : m_c_parent->last) = m_c_root;
-  m_pNewDocument->Index().Added(m_c_root);
-  m_pNewDocument->Members().Added(m_c_root);
+  m_pNewDocument->Changes().Link(m_c_root, m_c_parent, nullptr);
+}
+
+void Move::LinkInPlaceOf(xmlNode* c_old) noexcept {
+  Settle();
+  m_pNewDocument->Changes().Replace(c_old, m_c_root);
 }
 
 void Move::SettleWrapper(Wrapper& wrapper) const noexcept {
@@ -236,10 +226,11 @@ void Move::SettleWrapper(Wrapper& wrapper) const noexcept {
 
 void Move::Settle() noexcept {
   for (xmlNs* c_ns : m_Pruned) RemoveNs(m_c_root, c_ns);
-  xmlNode* c_declarer = m_c_root->type == XML_ELEMENT_NODE ? m_c_root : m_c_parent;
   for (xmlNs* c_ns : m_Declarations) {
-    if (c_declarer != nullptr)
-      AppendNs(c_declarer, c_ns);
+    if (m_c_root->type == XML_ELEMENT_NODE)
+      AppendNs(m_c_root, c_ns);
+    else if (m_c_parent != nullptr)
+      m_pNewDocument->Changes().Declare(m_c_parent, c_ns);
     else
       m_pNewFragment->c_ownNs = c_ns;  // an attribute that leaves its element needs no other
   }

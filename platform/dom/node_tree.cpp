@@ -46,12 +46,6 @@ Document& DocumentOf(const xmlNode* c_node) noexcept {
 
 // --- Shape and text
 
-void ForgetDeclarationsBelow(xmlNode* c_element) noexcept {
-  for (xmlNode* c_node = NextInTree(c_element, c_element); c_node != nullptr;
-       c_node = NextInTree(c_node, c_element))
-    if (c_node->type == XML_ELEMENT_NODE) c_node->psvi = nullptr;
-}
-
 std::string TextOf(const xmlNode* c_node) {
   std::string text;
   ForEachText(c_node, [&text](const char* piece) { text += piece; });

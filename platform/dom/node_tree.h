@@ -67,9 +67,6 @@ inline Fragment* FragmentOf(const xmlNode* c_node) noexcept {
 // Takes over a node in no tree and makes its object. The node is freed if that fails.
 ComPtr<IXMLDOMNode> WrapNew(xmlNode* c_node, xmlNs* c_ownNs = nullptr);
 
-// Forgets the declarations found for the elements below `c_element`; its own stays.
-void ForgetDeclarationsBelow(xmlNode* c_element) noexcept;
-
 // --- Text. XPath's string value and the interface's text are the same: text and CDATA in order.
 
 template <class F>
@@ -114,8 +111,7 @@ void RemoveNs(xmlNode* c_element, xmlNs* c_ns) noexcept;  // unlinks it
 // --- Moving
 
 // A tree (or an attribute) on its way from its place to another, or out of all trees. Making one
-// does everything that can fail and changes nothing; the rest raises nothing. The caller tells the
-// index of what changes (ContentChange).
+// does everything that can fail and changes nothing; the rest raises nothing.
 class Move {
  public:
   // Out: what nobody holds is freed, the rest becomes a fragment and its root keeps its
@@ -129,12 +125,13 @@ class Move {
   Move& operator=(Move&&) = delete;
   ~Move();
 
-  // Takes the tree from its place.
+  // Takes the tree from its place, if it has one.
   void Unlink() noexcept;
   // Ends a move out.
   void Release() noexcept;
-  // Ends the other kind: links the tree before the child `c_before`, or at the end.
-  void Link(xmlNode* c_before = nullptr) noexcept;
+  // Ends the other kind: links the tree at the end, or in the place of a child, which leaves it.
+  void Link() noexcept;
+  void LinkInPlaceOf(xmlNode* c_old) noexcept;
 
  private:
   struct NewString {

@@ -133,7 +133,7 @@ bool MatchesTail(const xmlNode* c_node, const xmlNode* c_top, const IndexedPath&
 
 // Nothing where the index does not serve.
 std::optional<Nodes> AskIndex(Document& document, const IndexedPath& path, Wanted wanted) {
-  KeyedIndexes& index = document.Index();
+  KeyedIndexes& index = document.Changes().Index();
   xmlDoc* c_document = document.Tree();
   if (!path.predicate) {
     if (wanted == Wanted::kAll) return std::nullopt;

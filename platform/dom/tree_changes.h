@@ -1,0 +1,78 @@
+// The one way in which the tree of a document changes.
+//
+// Every link and unlink, text, attribute and namespace declaration of a node that has its place
+// goes through here. Nobody else tells those who keep something about the tree. What a tree goes
+// through between two places (Move) is no change in this sense.
+//
+// Invariants, between two changes:
+//   1. The index answers as a walk over the tree would (keyed_index.h).
+//   2. What has changed since the document was found valid is noted as to be validated, or all of
+//      it is (member_changes.h).
+//   3. A part of the kept text that is not stale is what the serializer would write (file_text.h).
+//   4. `psvi` of an element is null, or tells of its declaration in the place where it is
+//      (schema_cache.h).
+//   5. Count() differs from what it was before the last change of any node's children.
+//
+// A change is told in this order: the index forgets, validity and text hear of what goes, while it
+// is in its place; the nodes are linked; validity and text hear of what came, and the index learns.
+// Changes raise nothing: all that can fail is done before, by whoever makes one. Nodes in no
+// document are changed in the same way, and passed over by those who are told.
+//
+// A debug build holds 1, and what of 2 and 3 a walk shows, against small documents after each
+// change, and 2 and 3 against the plain way at each commit.
+#pragma once
+
+#include <libxml/tree.h>
+
+#include <string_view>
+#include <vector>
+
+#include "platform/dom/keyed_index.h"
+#include "platform/dom/member_changes.h"
+
+namespace cfgex {
+
+class TreeChanges {
+ public:
+  // Links a node that is in no tree as a child of `c_parent`, before its child `c_before`, or at
+  // the end; an attribute at the end of those of the element.
+  void Link(xmlNode* c_node, xmlNode* c_parent, xmlNode* c_before) noexcept;
+  // Takes a node, or an attribute, from its parent, if it has one.
+  void Unlink(xmlNode* c_node) noexcept;
+  // Links the child `c_new`, which is in no tree, in the place of `c_old`.
+  void Replace(xmlNode* c_old, xmlNode* c_new) noexcept;
+  // Unlinks the children of the element, whoever owns them then, and links `c_text`, if not null.
+  void PutText(xmlNode* c_element, xmlNode* c_text) noexcept;
+  // Gives an attribute the text, in the place of what it has, and the namespace.
+  void PutValue(xmlAttr* c_attr, xmlNode* c_text, xmlNs* c_ns) noexcept;
+  // Adds a declaration to the element, or gives one that it has another URI, which it takes over.
+  void Declare(xmlNode* c_element, xmlNs* c_ns) noexcept;
+  void Redeclare(xmlNode* c_element, xmlNs* c_ns, xmlChar* c_uri) noexcept;
+  // There is another tree.
+  void Restart() noexcept;
+
+  unsigned long Count() const noexcept { return m_Count; }
+  KeyedIndexes& Index() noexcept { return m_Index; }
+
+  // The outcome that validating the whole document has (MemberChanges).
+  ValidationOutcome Validate(xmlDoc* c_document, const SchemaCache& schemas) {
+    return m_Members.Validate(c_document, schemas);
+  }
+  // The text of the document's file, in pieces that are good until the next change.
+  std::vector<std::string_view> RenewText(const xmlDoc* c_document) {
+    return m_Members.Text().Renew(c_document);
+  }
+
+ private:
+  class ContentChange;
+
+  bool IsRight(const xmlNode* c_changed) const noexcept;
+  void TakeOut(xmlNode* c_node) noexcept;
+  void PutIn(xmlNode* c_node, xmlNode* c_parent, xmlNode* c_before) noexcept;
+
+  KeyedIndexes m_Index;
+  MemberChanges m_Members;
+  unsigned long m_Count = 0;
+};
+
+}  // namespace cfgex
