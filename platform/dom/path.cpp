@@ -4,6 +4,7 @@
 #include <libxml/xpath.h>
 #include <libxml/xpathInternals.h>
 
+#include <algorithm>
 #include <cassert>
 #include <memory>
 #include <new>
@@ -54,6 +55,10 @@ class Scanner {
   bool TakeName(std::string& name) {
     const std::size_t size = std::min(m_Rest.find_first_of("/[="), m_Rest.size());
     const std::string candidate(m_Rest.substr(0, size));
+    // The engine has something to report of other characters alone, and a scope costs more than it.
+    const auto isAscii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
+    std::optional<EngineScope> scope;
+    if (!std::all_of(candidate.begin(), candidate.end(), isAscii)) scope.emplace();
     if (xmlValidateNCName(XmlChars(candidate.c_str()), 0) != 0) return false;
     m_Rest.remove_prefix(size);
     name = candidate;
@@ -217,7 +222,6 @@ Nodes EvaluateXPath(xmlDoc* c_document, xmlNode* c_context, const std::string& p
 }
 
 Nodes Find(xmlNode* c_context, std::wstring_view widePath, Wanted wanted) {
-  const EngineScope scope;
   const std::string path = ToUtf8(widePath);
   if (path.find('\0') != path.npos) throw _com_error(_com_error::kFail, "bad path: null character");
 
