@@ -61,8 +61,8 @@ class CFGEX_API CCfgConfigurationEx {
   /// The stand-alone document of the instance with the id `instanceId`, in any category or in
   /// `category`; the first in document order if several have it. False when an argument is null,
   /// nothing is loaded, there is no such instance, the id holds a character that a header cannot
-  /// carry (', ", & or <), or the finished document does not validate. `xml` is left alone, except
-  /// in the last case: then it is emptied.
+  /// carry (', ", & or <), or the finished document does not validate. `xml` is left alone, also
+  /// when std::bad_alloc is raised, except in the last case: then it is emptied.
   bool GetConfiguration(const wchar_t* instanceId, OS::x_wstring& xml);
   bool GetConfiguration(const wchar_t* instanceId, const wchar_t* category, OS::x_wstring& xml);
   /// @}

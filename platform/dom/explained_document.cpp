@@ -115,8 +115,9 @@ void ExplainedDocument::CImpl::BlameNullCharacter(std::string_view bytes) {
   const std::string_view before = bytes.substr(0, place);
   const long line = 1 + std::count(before.begin(), before.end(), '\n');
   if (line > m_Refusal->place.line) return;
-  m_Refusal->rule = RuleOf(ParseRefusal::kNullCharacter);
-  m_Refusal->message = MessageOf(ParseRefusal::kNullCharacter);
+  const Fault blamed = FaultOf(ParseRefusal::kNullCharacter);
+  m_Refusal->rule = blamed.rule;
+  m_Refusal->message = blamed.message;
   m_Refusal->place = {line, static_cast<long>(place - (before.rfind('\n') + 1)) + 1};
 }
 
@@ -146,7 +147,7 @@ void ExplainedDocument::CImpl::OnError(xmlParserCtxt* c_parser, const xmlError& 
 void ExplainedDocument::CImpl::OnRefused(xmlParserCtxt* c_parser, ParseRefusal refusal) noexcept {
   if (m_Refusal) return;
   try {
-    Fault fault{.rule = RuleOf(refusal), .message = MessageOf(refusal)};
+    Fault fault = FaultOf(refusal);
     if (c_parser != nullptr && c_parser->input != nullptr)
       fault.place = {c_parser->input->line, c_parser->input->col};
     Remember(c_parser, std::move(fault));

@@ -137,43 +137,26 @@ std::wstring MessageOf(const xmlError& error) {
   return message;
 }
 
-const char* RuleOf(ParseRefusal refusal) noexcept {
+Fault FaultOf(ParseRefusal refusal) {
   switch (refusal) {
     case ParseRefusal::kEmpty:
-      return "empty";
+      return {.rule = "empty", .message = L"The file is empty."};
     case ParseRefusal::kTooLong:
-      return "size";
+      return {.rule = "size", .message = L"The file has 2 GiB or more."};
     case ParseRefusal::kNullCharacter:
+      return {.rule = "character", .message = L"A null character is no character of XML."};
     case ParseRefusal::kPartOfCharacter:
-      return "character";
+      return {.rule = "character", .message = L"The file ends in the midst of a character."};
     case ParseRefusal::kDocumentType:
-      return "document type";
+      return {.rule = "document type",
+              .message = L"A document type declaration (<!DOCTYPE) is refused."};
     case ParseRefusal::kTooDeep:
-      return "nesting";
+      return {.rule = "nesting", .message = L"Elements nest deeper than 1000."};
     case ParseRefusal::kTooManyAttributes:
-      return "attributes";
+      return {.rule = "attributes",
+              .message = L"An element has more than 1000 attributes or namespaces."};
   }
-  return "";
-}
-
-const wchar_t* MessageOf(ParseRefusal refusal) noexcept {
-  switch (refusal) {
-    case ParseRefusal::kEmpty:
-      return L"The file is empty.";
-    case ParseRefusal::kTooLong:
-      return L"The file has 2 GiB or more.";
-    case ParseRefusal::kNullCharacter:
-      return L"A null character is no character of XML.";
-    case ParseRefusal::kPartOfCharacter:
-      return L"The file ends in the midst of a character.";
-    case ParseRefusal::kDocumentType:
-      return L"A document type declaration (<!DOCTYPE) is refused.";
-    case ParseRefusal::kTooDeep:
-      return L"Elements nest deeper than 1000.";
-    case ParseRefusal::kTooManyAttributes:
-      return L"An element has more than 1000 attributes or namespaces.";
-  }
-  return L"";
+  return {};
 }
 
 bool RepeatsFacet(int code, int previousCode) noexcept {

@@ -14,9 +14,8 @@ namespace cfgex {
 std::string RuleOf(const xmlError& error);
 // The error's text as one line: without what names the element, which a Fault has beside it.
 std::wstring MessageOf(const xmlError& error);
-// The same for what the library refuses by a rule of its own.
-const char* RuleOf(ParseRefusal refusal) noexcept;
-const wchar_t* MessageOf(ParseRefusal refusal) noexcept;
+// Rule and message of what the library refuses by a rule of its own.
+Fault FaultOf(ParseRefusal refusal);
 // Whether the error only repeats, for the type, what the one before it said of a facet.
 bool RepeatsFacet(int code, int previousCode) noexcept;
 // Whatever bytes there are, as text; what is not UTF-8 becomes "?".

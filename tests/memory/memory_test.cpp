@@ -307,7 +307,7 @@ void Sweep::CheckNewStore() {
 
 bool Sweep::Try(long nth, bool onward) {
   m_Stage.Reset();
-  Ending ending = Ending::kOutOfMemory;
+  Ending ending = Ending::kOutOfMemory;  // also where the case itself lacks memory, not the store
   LacksMemory(nth, onward, [&] { ending = m_Stage.Run(); });
   if (!Happened()) return false;
   const bool raised = ending == Ending::kOutOfMemory;

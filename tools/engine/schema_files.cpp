@@ -40,8 +40,7 @@ class FirstComplaint final : public ParseObserver {
   void OnRefused(xmlParserCtxt* c_parser, ParseRefusal refusal) noexcept override {
     if (m_Has) return;
     Take([&] {
-      fault.rule = RuleOf(refusal);
-      fault.message = MessageOf(refusal);
+      fault = FaultOf(refusal);
       if (c_parser != nullptr && c_parser->input != nullptr)
         fault.place = {c_parser->input->line, c_parser->input->col};
     });
