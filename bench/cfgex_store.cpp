@@ -21,7 +21,7 @@ template struct Opened<&CCfgConfigurationEx::m_pImpl>;
 
 }  // namespace
 
-std::wstring Wide(std::string_view text) { return cfgex::FromUtf8(text); }
+std::wstring Wide(std::string_view text) { return FromUtf8(text); }
 
 void UseLibrary() {
   static const bool used = CCfgEx_Initialization(Schema().wstring().c_str());

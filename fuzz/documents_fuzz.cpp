@@ -25,7 +25,7 @@ namespace {
 constexpr std::size_t kNames = 12;  // of instances that are asked for
 
 std::wstring ElementXml(const CCfgInstance& instance) {
-  const auto element = cfgex::As<cfgex::IXMLDOMElement>(instance.GetRawInterface());
+  const auto element = As<IXMLDOMElement>(instance.GetRawInterface());
   return element ? element->get_xml() : L"";
 }
 

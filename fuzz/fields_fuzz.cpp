@@ -102,7 +102,7 @@ class Trial {
     if (!done) CHECK(xml == m_Xml, Report());
     if (xml == m_Xml) return;
     m_Xml = xml;
-    const auto document = cfgex::CreateObject<cfgex::IXMLDOMDocument2>(L"MSXML2.DOMDocument.6.0");
+    const auto document = CreateObject<IXMLDOMDocument2>(L"MSXML2.DOMDocument.6.0");
     CHECK(document->loadXML(xml), Report());
     CHECK(document->get_documentElement()->get_xml() == xml,
           Report() + "\n" + Show(document->get_documentElement()->get_xml()));

@@ -27,12 +27,12 @@ constexpr int kOperations = 24;
 constexpr std::size_t kLargest = 100'000;  // of a document's text; what embeds itself doubles
 
 std::wstring XmlOf(const CCfgObject& object) {
-  const auto element = cfgex::As<cfgex::IXMLDOMElement>(object.GetRawInterface());
+  const auto element = As<IXMLDOMElement>(object.GetRawInterface());
   return element ? element->get_xml() : L"";
 }
 
 std::wstring DocumentOf(const CCfgObject& object) {
-  const auto element = cfgex::As<cfgex::IXMLDOMElement>(object.GetRawInterface());
+  const auto element = As<IXMLDOMElement>(object.GetRawInterface());
   if (!element) return L"";
   const auto root = element->get_ownerDocument()->get_documentElement();
   return root ? root->get_xml() : L"";
@@ -212,7 +212,7 @@ class Trial {
   bool Save(const CCfgInstance& instance) {
     const std::wstring path = m_Kit.Path(L"saved.xml");
     if (!instance.SaveToFile(path.c_str())) return false;
-    const auto document = cfgex::CreateObject<cfgex::IXMLDOMDocument2>(L"MSXML2.DOMDocument.6.0");
+    const auto document = CreateObject<IXMLDOMDocument2>(L"MSXML2.DOMDocument.6.0");
     CHECK(document->load(path), ReadBytes(path));
     const std::wstring text = document->get_documentElement()->get_xml();
     CHECK(text == DocumentOf(instance), Show(text) + "\n" + Show(DocumentOf(instance)));
@@ -230,7 +230,7 @@ class Trial {
 
   static void CheckLoads(const std::wstring& text) {
     if (text.empty()) return;
-    const auto document = cfgex::CreateObject<cfgex::IXMLDOMDocument2>(L"MSXML2.DOMDocument.6.0");
+    const auto document = CreateObject<IXMLDOMDocument2>(L"MSXML2.DOMDocument.6.0");
     CHECK(document->loadXML(text), Show(text));
     const std::wstring again = document->get_documentElement()->get_xml();
     CHECK(again == text, Show(text) + "\n" + Show(again));

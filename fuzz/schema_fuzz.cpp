@@ -17,7 +17,6 @@
 
 using namespace fuzz;
 using namespace test;
-using namespace cfgex;
 
 namespace {
 

@@ -140,7 +140,7 @@ Owned<xmlDoc> Parse(const std::string& bytes, bool isUtf8) {
   const xmlParserInput& input = *parser->input;
   if (input.cur != input.end || (input.buf->raw != nullptr && xmlBufUse(input.buf->raw) != 0))
     return nullptr;
-  if (Depth(xmlDocGetRootElement(document.get())) > cfgex::kMaxDepth) return nullptr;
+  if (Depth(xmlDocGetRootElement(document.get())) > kMaxDepth) return nullptr;
   return document;
 }
 
@@ -304,7 +304,7 @@ bool Kit::IsValidFile(const std::wstring& path) const {
 bool Kit::IsValidText(const std::wstring& text) const {
   const std::optional<std::string> bytes = [&]() -> std::optional<std::string> {
     try {
-      return cfgex::ToUtf8(text);
+      return ToUtf8(text);
     } catch (const _com_error&) {
       return std::nullopt;
     }

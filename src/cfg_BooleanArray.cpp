@@ -4,12 +4,11 @@
 
 #include "src/value_array.h"
 
-class CCfgBooleanArray::CImpl : public cfgex::ValueArray<std::int32_t> {};
+class CCfgBooleanArray::CImpl : public ValueArray<std::int32_t> {};
 
 CFGEX_DEFINE_HANDLE(CCfgBooleanArray)
 
-CCfgBooleanArray::CCfgBooleanArray()
-    : m_pImpl(cfgex::MakeImpl<CImpl>(L"cfg_BooleanArray", __LINE__)) {}
+CCfgBooleanArray::CCfgBooleanArray() : m_pImpl(MakeImpl<CImpl>(L"cfg_BooleanArray", __LINE__)) {}
 
 std::size_t CCfgBooleanArray::GetItemCount() const { return m_pImpl->GetItemCount(); }
 

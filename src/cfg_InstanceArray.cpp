@@ -2,12 +2,11 @@
 
 #include "src/value_array.h"
 
-class CCfgInstanceArray::CImpl : public cfgex::ValueArray<CCfgInstance> {};
+class CCfgInstanceArray::CImpl : public ValueArray<CCfgInstance> {};
 
 CFGEX_DEFINE_HANDLE(CCfgInstanceArray)
 
-CCfgInstanceArray::CCfgInstanceArray()
-    : m_pImpl(cfgex::MakeImpl<CImpl>(L"cfg_InstanceArray", __LINE__)) {}
+CCfgInstanceArray::CCfgInstanceArray() : m_pImpl(MakeImpl<CImpl>(L"cfg_InstanceArray", __LINE__)) {}
 
 std::size_t CCfgInstanceArray::GetItemCount() const { return m_pImpl->GetItemCount(); }
 

@@ -2,12 +2,11 @@
 
 #include "src/value_array.h"
 
-class CCfgObjectArray::CImpl : public cfgex::ValueArray<CCfgObject> {};
+class CCfgObjectArray::CImpl : public ValueArray<CCfgObject> {};
 
 CFGEX_DEFINE_HANDLE(CCfgObjectArray)
 
-CCfgObjectArray::CCfgObjectArray()
-    : m_pImpl(cfgex::MakeImpl<CImpl>(L"cfg_ObjectArray", __LINE__)) {}
+CCfgObjectArray::CCfgObjectArray() : m_pImpl(MakeImpl<CImpl>(L"cfg_ObjectArray", __LINE__)) {}
 
 std::size_t CCfgObjectArray::GetItemCount() const { return m_pImpl->GetItemCount(); }
 

@@ -12,8 +12,6 @@
 #include "src/frame.h"
 #include "src/prog_id.h"
 
-using namespace cfgex;
-
 namespace {
 
 // Held by the library's start and its end, so that neither sees the holder of the other go. It has

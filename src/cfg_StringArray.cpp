@@ -2,12 +2,11 @@
 
 #include "src/value_array.h"
 
-class CCfgStringArray::CImpl : public cfgex::ValueArray<OS::x_wstring> {};
+class CCfgStringArray::CImpl : public ValueArray<OS::x_wstring> {};
 
 CFGEX_DEFINE_HANDLE(CCfgStringArray)
 
-CCfgStringArray::CCfgStringArray()
-    : m_pImpl(cfgex::MakeImpl<CImpl>(L"cfg_StringArray", __LINE__)) {}
+CCfgStringArray::CCfgStringArray() : m_pImpl(MakeImpl<CImpl>(L"cfg_StringArray", __LINE__)) {}
 
 std::size_t CCfgStringArray::GetItemCount() const { return m_pImpl->GetItemCount(); }
 

@@ -4,12 +4,12 @@
 
 #include "src/value_array.h"
 
-class CCfgUnsignedIntegerArray::CImpl : public cfgex::ValueArray<std::uint32_t> {};
+class CCfgUnsignedIntegerArray::CImpl : public ValueArray<std::uint32_t> {};
 
 CFGEX_DEFINE_HANDLE(CCfgUnsignedIntegerArray)
 
 CCfgUnsignedIntegerArray::CCfgUnsignedIntegerArray()
-    : m_pImpl(cfgex::MakeImpl<CImpl>(L"cfg_UnsignedIntegerArray", __LINE__)) {}
+    : m_pImpl(MakeImpl<CImpl>(L"cfg_UnsignedIntegerArray", __LINE__)) {}
 
 std::size_t CCfgUnsignedIntegerArray::GetItemCount() const { return m_pImpl->GetItemCount(); }
 
@@ -18,7 +18,7 @@ unsigned long CCfgUnsignedIntegerArray::GetItem(std::size_t index) const {
 }
 
 void CCfgUnsignedIntegerArray::AddItem(unsigned long value) {
-  m_pImpl->AddItem(cfgex::In32Bits<std::uint32_t>(value));
+  m_pImpl->AddItem(In32Bits<std::uint32_t>(value));
 }
 
 void CCfgUnsignedIntegerArray::Empty() { m_pImpl->Empty(); }

@@ -9,8 +9,6 @@
 #include "src/instance_id.h"
 #include "src/prog_id.h"
 
-using namespace cfgex;
-
 class CCfgCategory::CImpl : public CountedImpl {
  public:
   CImpl(const wchar_t* category, const CCfgOption& option) : m_Option(option) {
@@ -99,7 +97,7 @@ bool CCfgCategory::CImpl::CreateObject(const wchar_t* objectName, CCfgObject& ob
   bool result = false;
   Guarded([&] {
     const std::wstring text = Generate(objectName, m_Category->c_str());
-    const auto document = cfgex::CreateObject<IXMLDOMDocument2>(SelectDomProgId());
+    const auto document = cfgex::internal::CreateObject<IXMLDOMDocument2>(SelectDomProgId());
     if (!document) return;
     document->put_resolveExternals(true);
     document->put_async(false);

@@ -3,8 +3,6 @@
 #include "platform/os/file.h"
 #include "src/cfg_configurationex_impl.h"
 
-using namespace cfgex;
-
 namespace {
 
 // A write and a removal may each leave an empty `Category` behind: without this a file that lives

@@ -6,8 +6,6 @@
 #include "src/reference_walk.h"
 #include "src/regenerate_ids.h"
 
-using namespace cfgex;
-
 namespace {
 
 // A source that reaches the target brings the target's old form along. The copy takes its place:

@@ -20,7 +20,7 @@
 #include "src/frame.h"
 #include "src/instance_document.h"
 
-class CCfgConfigurationEx::CImpl : public cfgex::CountedImpl {
+class CCfgConfigurationEx::CImpl : public CountedImpl {
  public:
   using IdList = std::vector<OS::x_wstring>;
 
@@ -39,7 +39,7 @@ class CCfgConfigurationEx::CImpl : public cfgex::CountedImpl {
  private:
   // The document of one file, if that holds a configuration; none if it does not, or is missing.
   // Raises FileNotRead and _com_error.
-  cfgex::ComPtr<cfgex::IXMLDOMDocument2> ReadConfiguration(const wchar_t* path);
+  ComPtr<IXMLDOMDocument2> ReadConfiguration(const wchar_t* path);
   // Loads one file and makes it current; if it is no configuration, copies it to a bad file. Raises
   // FileNotRead, with all files as they were.
   bool LoadConfigurationFile(const wchar_t* path);
@@ -51,13 +51,13 @@ class CCfgConfigurationEx::CImpl : public cfgex::CountedImpl {
 
   // The instance `source` of the store, and all it reaches, as a stand-alone document about
   // `instanceId`.
-  bool ExportInstance(const cfgex::ComPtr<cfgex::IXMLDOMElement>& source, const wchar_t* instanceId,
+  bool ExportInstance(const ComPtr<IXMLDOMElement>& source, const wchar_t* instanceId,
                       OS::x_wstring& xml);
 
   // The two ways of a write. Both may raise _com_error, with the change done as far as it came.
-  void ReplaceInstance(const cfgex::ComPtr<cfgex::IXMLDOMElement>& storedElement,
-                       const cfgex::IncomingInstance& incoming, IdList* changedIds);
-  void InsertInstance(const cfgex::IncomingInstance& incoming, IdList* changedIds);
+  void ReplaceInstance(const ComPtr<IXMLDOMElement>& storedElement,
+                       const IncomingInstance& incoming, IdList* changedIds);
+  void InsertInstance(const IncomingInstance& incoming, IdList* changedIds);
 
   // An instance of the removed one's category that stays, with all that it reaches: always, or only
   // if the removed instance reaches it. A null id is none.
@@ -91,10 +91,10 @@ class CCfgConfigurationEx::CImpl : public cfgex::CountedImpl {
 
   CSLock m_ConfigLock;
   std::wstring m_ConfigFile;  // where the document came from, and where it is saved
-  cfgex::ComPtr<cfgex::IXMLDOMDocument2> m_pDocument;
+  ComPtr<IXMLDOMDocument2> m_pDocument;
   std::atomic<bool> m_bLoaded{false};
   CCfgOption m_Option;
-  cfgex::CConfigFileSet m_FileSet;
+  CConfigFileSet m_FileSet;
   std::uint32_t m_SaveCount = 0;            // commits of this store, saved or not
   const std::uint32_t m_TempInterval = 10;  // commits
 };

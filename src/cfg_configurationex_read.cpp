@@ -5,8 +5,6 @@
 #include "src/cfg_configurationex_impl.h"
 #include "src/reference_walk.h"
 
-using namespace cfgex;
-
 namespace {
 
 // Appends a `Category` element per category of the closure, with copies of the instances that the

@@ -3,8 +3,6 @@
 #include "src/cfg_configurationex_impl.h"
 #include "src/reference_walk.h"
 
-using namespace cfgex;
-
 bool CCfgConfigurationEx::CImpl::RemoveConfiguration(const wchar_t* xml, IdList* changedIds,
                                                      bool save) {
   return RemoveInstance(xml, {}, changedIds, save);

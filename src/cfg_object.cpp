@@ -4,8 +4,6 @@
 
 #include "src/cfg_object_impl.h"
 
-using namespace cfgex;
-
 CFGEX_DEFINE_HANDLE(CCfgObject)
 
 CCfgObject::CCfgObject(CCfgOption option)

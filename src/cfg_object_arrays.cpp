@@ -2,8 +2,6 @@
 
 #include "src/cfg_object_impl.h"
 
-using namespace cfgex;
-
 namespace {
 
 // How each array is written and read: its field type, the text of a value, the value of a text.

@@ -4,8 +4,6 @@
 #include "src/cfg_object_impl.h"
 #include "src/instance_document.h"
 
-using namespace cfgex;
-
 bool CCfgObject::CImpl::Initialize(const wchar_t* xml) {
   if (xml == nullptr) return false;
   if (m_bLoaded) {

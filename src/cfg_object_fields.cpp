@@ -4,8 +4,6 @@
 #include "src/cfg_object_impl.h"
 #include "src/element_declaration.h"
 
-using namespace cfgex;
-
 ComPtr<IXMLDOMElement> CCfgObject::CImpl::SelectField(const wchar_t* name) const {
   if (!m_pRoot) return nullptr;
   return As<IXMLDOMElement>(m_pRoot->selectSingleNode(name));

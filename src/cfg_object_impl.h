@@ -19,11 +19,11 @@
 #include "src/field_type.h"
 #include "src/frame.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 using TextList = std::vector<std::wstring>;
 }
 
-class CCfgObject::CImpl : public cfgex::CountedImpl {
+class CCfgObject::CImpl : public CountedImpl {
  public:
   explicit CImpl(const CCfgOption& option) : m_Option(option) {}
 
@@ -39,21 +39,17 @@ class CCfgObject::CImpl : public cfgex::CountedImpl {
   // The four paths to a field. Each gives false, with nothing changed, when the object is empty,
   // the name selects no element, or, with `check`, the field's declared type does not fit
   // `expected`.
-  bool GetFieldText(const wchar_t* name, std::wstring& value, cfgex::FieldType expected,
-                    bool check) const;
-  bool SetFieldText(const wchar_t* name, const std::wstring& value, cfgex::FieldType expected,
-                    bool check);
+  bool GetFieldText(const wchar_t* name, std::wstring& value, FieldType expected, bool check) const;
+  bool SetFieldText(const wchar_t* name, const std::wstring& value, FieldType expected, bool check);
   // Appends the texts of the field's child elements to `items`.
-  bool GetFieldItems(const wchar_t* name, cfgex::TextList& items, cfgex::FieldType expected,
-                     bool check) const;
+  bool GetFieldItems(const wchar_t* name, TextList& items, FieldType expected, bool check) const;
   // Replaces the field's element by a new one with an `Item` per text.
-  bool SetFieldItems(const wchar_t* name, const cfgex::TextList& items, cfgex::FieldType expected,
-                     bool check);
+  bool SetFieldItems(const wchar_t* name, const TextList& items, FieldType expected, bool check);
   // What the field's declared type is called, as far as the library knows it.
-  cfgex::FieldType GetFieldType(const wchar_t* name) const;
+  FieldType GetFieldType(const wchar_t* name) const;
 
   // The first element that the name selects, or none. Raises _com_error for a malformed name.
-  cfgex::ComPtr<cfgex::IXMLDOMElement> SelectField(const wchar_t* name) const;
+  ComPtr<IXMLDOMElement> SelectField(const wchar_t* name) const;
 
   // The scalar overloads; the null name is theirs to refuse.
   bool SetValue(const wchar_t* name, const CVar& value);
@@ -94,8 +90,8 @@ class CCfgObject::CImpl : public cfgex::CountedImpl {
   bool GetValue(const wchar_t* name, CCfgInstanceArray& value) const;
 
   CCfgOption m_Option;
-  cfgex::ComPtr<cfgex::IXMLDOMDocument2> m_pDocument;
+  ComPtr<IXMLDOMDocument2> m_pDocument;
   bool m_bLoaded = false;
   bool m_bCheckTypes = true;
-  cfgex::ComPtr<cfgex::IXMLDOMElement> m_pRoot;
+  ComPtr<IXMLDOMElement> m_pRoot;
 };

@@ -4,8 +4,6 @@
 #include "src/cfg_object_impl.h"
 #include "src/reference_walk.h"
 
-using namespace cfgex;
-
 namespace {
 
 using Element = ComPtr<IXMLDOMElement>;

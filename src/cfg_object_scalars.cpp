@@ -4,8 +4,6 @@
 
 #include "src/cfg_object_impl.h"
 
-using namespace cfgex;
-
 namespace {
 
 constexpr const wchar_t* kDateTimeFormat = L"%Y-%m-%dT%H:%M:%SZ";

@@ -10,7 +10,7 @@
 #include "platform/os/system.h"
 #include "src/frame.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 namespace {
 
 constexpr std::size_t kNameBuffer = 260;  // characters, the end of the text included
@@ -167,4 +167,4 @@ bool CConfigFileSet::WriteBadFile(const wchar_t* text) {
   });
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

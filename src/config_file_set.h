@@ -17,7 +17,7 @@
 
 #include "platform/os/file.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 class CConfigFileSet {
  public:
@@ -68,4 +68,4 @@ class CConfigFileSet {
   bool m_bAside = false;                      // whether the last attempt to do so has worked
 };
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

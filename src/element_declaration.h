@@ -3,7 +3,7 @@
 
 #include "platform/schema/schema_model.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 // The declaration of an element of a document that is bound to a schema; none when the element is
 // absent, its document is bound to none, or the schema does not declare it. Raises _com_error
@@ -17,4 +17,4 @@ inline ComPtr<ISchemaElement> DeclarationOf(const ComPtr<IXMLDOMElement>& elemen
   return As<ISchemaElement>(schemas->getDeclaration(element));
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

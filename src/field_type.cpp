@@ -6,7 +6,7 @@
 #include "src/element_declaration.h"
 #include "src/frame.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 namespace {
 
 constexpr std::array<const wchar_t*, 16> kTypeNames = {
@@ -70,4 +70,4 @@ bool CheckFieldType(const ComPtr<IXMLDOMElement>& element, FieldType expected) {
   return result;
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

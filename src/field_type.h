@@ -5,7 +5,7 @@
 
 #include "platform/dom/dom.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 // The numbers are fixed by the interface.
 enum class FieldType {
@@ -38,4 +38,4 @@ FieldType FieldTypeFromName(std::wstring_view name);
 // without declaration, and where the platform fails.
 bool CheckFieldType(const ComPtr<IXMLDOMElement>& element, FieldType expected);
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -14,7 +14,7 @@
 #include "cfgex/com_error.h"
 #include "platform/os/fault_point.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 // The base of every CImpl.
 class CountedImpl {
@@ -52,7 +52,10 @@ void Guarded(Body&& body) {
   }
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal
+
+// The public classes are outside of all namespaces, and so are the CImpl behind them.
+using namespace cfgex::internal;
 
 // The members that every handle class has in the same form. To stand in the class's source, once
 // CImpl is complete. (A class's name cannot stand in parentheses.)

@@ -8,7 +8,7 @@
 #include "src/prog_id.h"
 #include "src/reference_walk.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 namespace {
 
 constexpr const wchar_t* kXsiNamespace = L"http://www.w3.org/2001/XMLSchema-instance";
@@ -144,4 +144,4 @@ IncomingInstance ReadIncomingInstance(const wchar_t* xml, CCfgOption& option) {
   return incoming;
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -17,7 +17,7 @@
 #include "cfgex/cfg_Option.h"
 #include "platform/dom/dom.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 // A new empty document that is bound to the schema of `option` and made ready to load; none when
 // the option is not initialised or no document can be made.
@@ -59,4 +59,4 @@ struct IncomingInstance {
 // header names. Raises _com_error where the platform fails outside the steps above.
 IncomingInstance ReadIncomingInstance(const wchar_t* xml, CCfgOption& option);
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -6,7 +6,7 @@
 #include "cfgex/os_string.h"
 #include "platform/os/system.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 std::wstring MakeInstanceId(const std::function<bool(const std::wstring&)>& isTaken) {
   OS::GUID guid;
@@ -27,4 +27,4 @@ std::wstring MakeInstanceId() {
   return MakeInstanceId([](const std::wstring&) { return false; });
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -4,7 +4,7 @@
 #include <functional>
 #include <string>
 
-namespace cfgex {
+namespace cfgex::internal {
 
 // A GUID as text in braces, or, if the system gives none, the tick count with "%8d". Such a number
 // goes up until `isTaken` says that it is free; a GUID is never taken.
@@ -13,4 +13,4 @@ std::wstring MakeInstanceId(const std::function<bool(const std::wstring&)>& isTa
 // The same where no other id is known.
 std::wstring MakeInstanceId();
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

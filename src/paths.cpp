@@ -3,7 +3,7 @@
 #include "cfgex/com_error.h"
 #include "platform/os/encoding.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 namespace {
 
 void RequireFitting(bool fits) {
@@ -26,4 +26,4 @@ std::wstring InstanceIdsPath(std::wstring_view category, std::wstring_view id) {
   return InstancePath(category, id) + L"//InstanceId";
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-namespace cfgex {
+namespace cfgex::internal {
 
 // "/Configuration/Category/CATEGORY": the first instance of a category.
 std::wstring CategoryPath(std::wstring_view category);
@@ -19,4 +19,4 @@ std::wstring InstancePath(std::wstring_view category, std::wstring_view id);
 // The instance's path and "//InstanceId": all ids at any depth of it, its own included.
 std::wstring InstanceIdsPath(std::wstring_view category, std::wstring_view id);
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -5,7 +5,7 @@
 #include "platform/dom/create_object.h"
 #include "platform/schema/schema_model.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 namespace {
 
 // Two first calls at once may both probe; they find the same.
@@ -40,4 +40,4 @@ const wchar_t* SelectSchemaCacheProgId() {
   return g_SchemaCacheProgId;
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

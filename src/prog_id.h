@@ -1,7 +1,7 @@
 // The platform classes that documents and schema caches are made from.
 #pragma once
 
-namespace cfgex {
+namespace cfgex::internal {
 
 // The name of the document class: the newest one that can be made, found out at the first call and
 // kept for the life of the process. Never null. Any thread may call.
@@ -10,4 +10,4 @@ const wchar_t* SelectDomProgId();
 // The same for the schema cache; null if none can be made, and then the next call tries anew.
 const wchar_t* SelectSchemaCacheProgId();
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -7,7 +7,7 @@
 #include "src/frame.h"
 #include "src/paths.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 void ReferenceClosure::Enter(const std::wstring& category, const std::wstring& id) {
   const auto group = m_Categories.try_emplace(category).first;
@@ -211,4 +211,4 @@ void MergeClosureIds(const ReferenceClosure& closure, std::vector<OS::x_wstring>
   }
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -23,7 +23,7 @@
 #include "cfgex/os_string.h"
 #include "platform/dom/dom.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 // The instances that a walk has found, by category in ascending order and, within one, in the order
 // of discovery. It holds what references say: a dangling one stands in it too.
@@ -122,4 +122,4 @@ ComPtr<IXMLDOMNode> ReceivingElement(const ComPtr<IXMLDOMElement>& root,
 // Appends the ids of the closure that are not in `ids` yet.
 void MergeClosureIds(const ReferenceClosure& closure, std::vector<OS::x_wstring>& ids);
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -11,7 +11,7 @@
 #include "src/paths.h"
 #include "src/reference_walk.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 namespace {
 
 using Element = ComPtr<IXMLDOMElement>;
@@ -107,4 +107,4 @@ void RegenerateReferenceIds(const ComPtr<IXMLDOMElement>& root, const wchar_t* i
   Guarded([&] { Regeneration(root, isTaken, option).Run({category, instanceId}, copyId); });
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

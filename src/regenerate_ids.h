@@ -7,7 +7,7 @@
 #include "cfgex/cfg_Option.h"
 #include "platform/dom/dom.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 // Gives every instance that the instance (`category`, `instanceId`) reaches in the document with
 // the root `root` a new id, and makes every reference among them follow. The instance at the start
@@ -23,4 +23,4 @@ void RegenerateReferenceIds(const ComPtr<IXMLDOMElement>& root, const wchar_t* i
                             const std::function<bool(const std::wstring&)>& isTaken,
                             CCfgOption& option);
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -8,7 +8,7 @@
 
 #include "src/frame.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 template <class Element>
 class ValueArray : public CountedImpl {
@@ -37,4 +37,4 @@ To In32Bits(From value) {
   return static_cast<To>(value);
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -12,7 +12,7 @@
 #include "platform/dom/live_counts.h"
 #include "tests/support/support.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 namespace {
 
 using Node = ComPtr<IXMLDOMNode>;
@@ -197,4 +197,4 @@ TEST_F(DomLifetime, AListFollowsTheChildrenAndHoldsTheirParent) {
 }
 
 }  // namespace
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -8,7 +8,7 @@
 #include "platform/dom/create_object.h"
 #include "tests/support/support.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 namespace {
 
 using Node = ComPtr<IXMLDOMNode>;
@@ -265,4 +265,4 @@ TEST(Dom, NamespacesTravelWithWhatUsesThem) {
 }
 
 }  // namespace
-}  // namespace cfgex
+}  // namespace cfgex::internal

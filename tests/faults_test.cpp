@@ -17,9 +17,9 @@ using namespace test;
 namespace fs = std::filesystem;
 
 struct Held {
-  long documents = cfgex::g_LiveCounts.documents;
-  long nodes = cfgex::g_LiveCounts.nodes;
-  long fragments = cfgex::g_LiveCounts.fragments;
+  long documents = g_LiveCounts.documents;
+  long nodes = g_LiveCounts.nodes;
+  long fragments = g_LiveCounts.fragments;
   std::ptrdiff_t descriptors =
       std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
   bool operator==(const Held&) const = default;

@@ -21,7 +21,6 @@
 namespace {
 
 namespace fs = std::filesystem;
-using cfgex::Reading;
 using test::Folder;
 using test::Narrow;
 using test::ReadBytes;
@@ -44,7 +43,7 @@ std::ptrdiff_t OpenDescriptors() {
 
 bool Replaced(const std::wstring& path, std::string_view content) {
   try {
-    cfgex::ReplaceFile(path, content);
+    ReplaceFile(path, content);
     return true;
   } catch (const _com_error&) {
     return false;
@@ -69,19 +68,19 @@ TEST(FileTest, ContentIsReplacedAndReadBackWhole) {
   const Folder folder;
   const std::wstring path = folder.Path(L"größe \u4E2D.xml");
   std::string read = "unchanged";
-  EXPECT_EQ(cfgex::ReadWholeFile(path, read), Reading::kMissing);
+  EXPECT_EQ(ReadWholeFile(path, read), Reading::kMissing);
   EXPECT_EQ(read, "unchanged");
   for (const std::size_t size : {3u, 300000u, 0u, 4096u}) {
     const std::string content(size, static_cast<char>('a' + size % 7));
-    cfgex::ReplaceFile(path, content);
-    ASSERT_EQ(cfgex::ReadWholeFile(path, read), Reading::kDone);
+    ReplaceFile(path, content);
+    ASSERT_EQ(ReadWholeFile(path, read), Reading::kDone);
     EXPECT_EQ(read, content);
     ASSERT_TRUE(OS::CopyFileW(path, folder.Path(L"copy"), false));
     EXPECT_EQ(ReadBytes(folder.Path(L"copy")), content);
   }
   EXPECT_EQ(folder.Names(), (Names{"copy", "größe \u4E2D.xml"}));
   // A file that tells no size.
-  EXPECT_EQ(cfgex::ReadWholeFile(L"/proc/self/status", read), Reading::kDone);
+  EXPECT_EQ(ReadWholeFile(L"/proc/self/status", read), Reading::kDone);
   EXPECT_GT(read.size(), 100U);
 }
 
@@ -89,12 +88,12 @@ TEST(FileTest, PermissionsAndOwnerStayAndNewFilesFollowTheUmask) {
   const Folder folder;
   const std::wstring path = folder.Path(L"a"), copy = folder.Path(L"b");
   const mode_t umask = ::umask(027);
-  cfgex::ReplaceFile(path, "1");
+  ReplaceFile(path, "1");
   EXPECT_EQ(ModeOf(path), 0640u);
   SetMode(path, 04606);
   const bool owned = ::chown(Narrow(path).c_str(), 1234, 4321) == 0;  // takes root
   SetMode(path, 04606);
-  cfgex::ReplaceFile(path, "2");
+  ReplaceFile(path, "2");
   EXPECT_EQ(ModeOf(path), 04606u);
   EXPECT_EQ(StatusOf(path).st_uid, owned ? 1234u : ::geteuid());
   EXPECT_EQ(StatusOf(path).st_gid, owned ? 4321u : ::getegid());
@@ -115,7 +114,7 @@ TEST(FileTest, LinksKeepPointingAtTheFileThatIsReplaced) {
   fs::create_symlink(folder.Root() / "relative", folder.Root() / "absolute");
   fs::create_symlink("loop", folder.Root() / "loop");
   for (const wchar_t* link : {L"absolute", L"relative"}) {  // dangling at first
-    cfgex::ReplaceFile(folder.Path(link), Narrow(link));
+    ReplaceFile(folder.Path(link), Narrow(link));
     EXPECT_EQ(ReadBytes(folder.Path(L"real/file")), Narrow(link));
     EXPECT_TRUE(fs::is_symlink(fs::symlink_status(Narrow(folder.Path(link)))));
   }
@@ -140,7 +139,7 @@ TEST(FileTest, WhatIsNoRegularFileIsRefusedWithoutWaiting) {
         std::wstring(), folder.Path(std::wstring(256, L'x')),
         folder.Path(std::wstring_view(L"a\0b", 3)), folder.Path(L"\xD800")}) {
     SCOPED_TRACE(testing::PrintToString(path));
-    EXPECT_NE(cfgex::ReadWholeFile(path, content), Reading::kDone);
+    EXPECT_NE(ReadWholeFile(path, content), Reading::kDone);
     EXPECT_FALSE(Replaced(path, "new"));
     EXPECT_FALSE(OS::CopyFileW(path, folder.Path(L"file"), false));
     EXPECT_FALSE(OS::CopyFileW(folder.Path(L"file"), path, false));
@@ -198,7 +197,7 @@ TEST(FileTest, ContentIsOnTheDiskBeforeItTakesTheTargetsName) {
   WriteBytes(folder.Path(L"file"), "old");
   for (const bool copying : {false, true}) {
     calls.clear();
-    cfgex::g_FaultHook = [](cfgex::FaultPoint& point) noexcept {
+    g_FaultHook = [](FaultPoint& point) noexcept {
       for (const char* kept : {"write", "fchmod", "fsync", "close", "rename", "unlink"}) {
         if (std::strcmp(point.operation, kept) == 0) calls.append(kept).append(" ");
       }
@@ -206,7 +205,7 @@ TEST(FileTest, ContentIsOnTheDiskBeforeItTakesTheTargetsName) {
     };
     const bool done = copying ? OS::CopyFileW(folder.Path(L"file"), folder.Path(L"copy"), false)
                               : Replaced(folder.Path(L"file"), "new");
-    cfgex::g_FaultHook = nullptr;
+    g_FaultHook = nullptr;
     EXPECT_TRUE(done);
     // In the end the directory and the lock are closed, and the source of a copy.
     // Before, the old file is looked at, or for the first copy the umask.
@@ -229,7 +228,7 @@ TEST(FileTest, FailuresNameCallPathAndReasonAndLeakNoDescriptor) {
   EXPECT_EQ(OpenDescriptors(), descriptors);
   const test::FailCall fail("write", 1);
   try {
-    cfgex::ReplaceFile(folder.Path(L"file"), "new");
+    ReplaceFile(folder.Path(L"file"), "new");
     ADD_FAILURE();
   } catch (const _com_error& error) {
     EXPECT_EQ(error.Error(), _com_error::kWriteFault);
@@ -279,22 +278,22 @@ TEST(FileTest, RemainsOfACrashAreRemovedAndLiveWritersAreNot) {
   const Folder folder;
   WriteBytes(folder.Path(L"file"), "old");
   WriteBytes(folder.Path(L".file.cfgex-new"), "remains");
-  cfgex::ReplaceFile(folder.Path(L"file"), "1");
+  ReplaceFile(folder.Path(L"file"), "1");
   EXPECT_EQ(folder.Names(), Names{"file"});
 
   WriteBytes(folder.Path(L".file.cfgex-new"), "in work");
   const int writer = ::open(Narrow(folder.Path(L".file.cfgex-new")).c_str(), O_RDWR | O_CLOEXEC);
   ASSERT_EQ(::flock(writer, LOCK_EX | LOCK_NB), 0);
-  cfgex::ReplaceFile(folder.Path(L"file"), "2");
+  ReplaceFile(folder.Path(L"file"), "2");
   EXPECT_EQ(ReadBytes(folder.Path(L"file")), "2");
   EXPECT_EQ(ReadBytes(folder.Path(L".file.cfgex-new")), "in work");
   ::close(writer);
-  cfgex::ReplaceFile(folder.Path(L"file"), "3");
+  ReplaceFile(folder.Path(L"file"), "3");
   EXPECT_EQ(folder.Names(), Names{"file"});
 
   const std::wstring longest(127, L'ü');  // 254 bytes
-  cfgex::ReplaceFile(folder.Path(longest), "new");
-  cfgex::ReplaceFile(folder.Path(longest), "newer");
+  ReplaceFile(folder.Path(longest), "new");
+  ReplaceFile(folder.Path(longest), "newer");
   EXPECT_EQ(ReadBytes(folder.Path(longest)), "newer");
   EXPECT_EQ(folder.Names().size(), 2u);
 }
@@ -307,7 +306,7 @@ TEST(FileTest, WritersOfOneTargetEachLeaveAWholeFile) {
     for (std::size_t i = 0; i < 60; ++i) {
       good = Replaced(path, std::string(20000 + i, letter)) && good;
       std::string seen;
-      good = cfgex::ReadWholeFile(path, seen) == Reading::kDone && seen.size() >= 20000 &&
+      good = ReadWholeFile(path, seen) == Reading::kDone && seen.size() >= 20000 &&
              seen.find_first_not_of(seen.front()) == std::string::npos && good;
     }
     return good;

@@ -22,10 +22,10 @@
 namespace {
 
 // Treats elements as a category does for its default objects.
-struct Defaults : cfgex::CXMLSchema::CSchemaElementCallback {
+struct Defaults : CXMLSchema::CSchemaElementCallback {
   void OnStart() override {}
   void OnEnd() override {}
-  void OnElement(cfgex::CSchemaElementInfo& info) override {
+  void OnElement(CSchemaElementInfo& info) override {
     const auto declaration = info.GetDeclaration();
     if (declaration->get_minOccurs() == L"0")
       info.SetOmitted(true);
@@ -37,11 +37,10 @@ struct Defaults : cfgex::CXMLSchema::CSchemaElementCallback {
 // What is declared with a value wherever it is declared, and so is never left empty.
 std::set<std::string> NamesWithValues(const xmlNode* c_root) {
   std::set<std::string> with, without;
-  for (const xmlNode* c_at = c_root; c_at != nullptr; c_at = cfgex::NextInTree(c_at, c_root)) {
-    if (!cfgex::IsXsdElement(c_at)) continue;
-    const bool has_value =
-        !(cfgex::RawAttribute(c_at, "default") + cfgex::RawAttribute(c_at, "fixed")).empty();
-    (has_value ? with : without).insert(cfgex::RawAttribute(c_at, "name"));
+  for (const xmlNode* c_at = c_root; c_at != nullptr; c_at = NextInTree(c_at, c_root)) {
+    if (!IsXsdElement(c_at)) continue;
+    const bool has_value = !(RawAttribute(c_at, "default") + RawAttribute(c_at, "fixed")).empty();
+    (has_value ? with : without).insert(RawAttribute(c_at, "name"));
   }
   std::erase_if(with, [&](const std::string& name) { return without.contains(name); });
   return with;
@@ -54,7 +53,7 @@ struct Judgement {
   Verdict verdict = Verdict::kValid;
   std::string messages{};
 
-  static void Take(void* self, cfgex::EngineError* error) {
+  static void Take(void* self, EngineError* error) {
     auto& judgement = *static_cast<Judgement*>(self);
     judgement.messages += error->message;
     judgement.verdict = std::max(judgement.verdict, judgement.Of(*error));
@@ -91,21 +90,21 @@ class ForeignSchemas : public testing::Test {
  protected:
   // False for a schema that is not usable, as one that wants documents of the network.
   bool GenerateAll(const std::string& path) {
-    const cfgex::EngineScope scope;
+    const EngineScope scope;
     const auto document =
-        cfgex::ParseXml(test::ReadBytes(test::Wide(path)), cfgex::TextEncoding::kDeclared, path);
+        ParseXml(test::ReadBytes(test::Wide(path)), TextEncoding::kDeclared, path);
     xmlSchemaParserCtxt* c_parser = xmlSchemaNewDocParserCtxt(document.get());
-    const cfgex::XmlSchemaPtr schema(xmlSchemaParse(c_parser));
+    const XmlSchemaPtr schema(xmlSchemaParse(c_parser));
     xmlSchemaFreeParserCtxt(c_parser);
-    cfgex::CXMLSchema generator;
+    CXMLSchema generator;
     if (schema == nullptr || !generator.LoadSchema(test::Wide(path).c_str())) return false;
 
     const xmlNode* c_root = xmlDocGetRootElement(document.get());
     const std::set<std::string> with_values = NamesWithValues(c_root);
     for (const xmlNode* c_each = c_root->children; c_each != nullptr; c_each = c_each->next) {
-      if (!cfgex::IsXsdElement(c_each, "element")) continue;
-      if (cfgex::RawAttribute(c_each, "abstract") == "true") continue;
-      const std::wstring name = test::Wide(cfgex::RawAttribute(c_each, "name"));
+      if (!IsXsdElement(c_each, "element")) continue;
+      if (RawAttribute(c_each, "abstract") == "true") continue;
+      const std::wstring name = test::Wide(RawAttribute(c_each, "name"));
       Defaults defaults;
       const auto text = test::Narrow(generator.CreateXmlInstance(name.c_str(), defaults, nullptr));
       ++counts[Judge(*schema, text, with_values)];
@@ -115,7 +114,7 @@ class ForeignSchemas : public testing::Test {
 
   static Verdict Judge(xmlSchema& schema, const std::string& text,
                        const std::set<std::string>& with_values) {
-    const auto instance = cfgex::ParseXml(text, cfgex::TextEncoding::kUtf8, "");
+    const auto instance = ParseXml(text, TextEncoding::kUtf8, "");
     EXPECT_NE(instance, nullptr) << text;
     if (instance == nullptr) return Verdict::kBroken;
     Judgement judgement{with_values};

@@ -47,14 +47,14 @@ TEST(LastingTest, ReplacingAnInstanceLeavesMemoryWhereItWas) {
     }
   };
   replace(kReplacements / 10);
-  const long nodes = cfgex::g_LiveCounts.nodes;
-  const long documents = cfgex::g_LiveCounts.documents;
-  const long fragments = cfgex::g_LiveCounts.fragments;
+  const long nodes = g_LiveCounts.nodes;
+  const long documents = g_LiveCounts.documents;
+  const long fragments = g_LiveCounts.fragments;
   const auto used = static_cast<long>(mallinfo2().uordblks);
   replace(kReplacements);
-  EXPECT_EQ(cfgex::g_LiveCounts.nodes, nodes);
-  EXPECT_EQ(cfgex::g_LiveCounts.documents, documents);
-  EXPECT_EQ(cfgex::g_LiveCounts.fragments, fragments);
+  EXPECT_EQ(g_LiveCounts.nodes, nodes);
+  EXPECT_EQ(g_LiveCounts.documents, documents);
+  EXPECT_EQ(g_LiveCounts.fragments, fragments);
   EXPECT_LT(static_cast<long>(mallinfo2().uordblks), used + 20000);
 }
 

@@ -145,7 +145,7 @@ TEST(LimitsTest, AFileTooLargeToBeReadIsRefused) {
   constexpr std::uintmax_t kThreeGigabytes = 3'000'000'000;
   std::filesystem::resize_file(Narrow(path), kThreeGigabytes);
   std::string content = "before";
-  EXPECT_EQ(cfgex::ReadWholeFile(path, content), cfgex::Reading::kTooLarge);
+  EXPECT_EQ(ReadWholeFile(path, content), Reading::kTooLarge);
   EXPECT_EQ(content, "before");
 }
 

@@ -15,7 +15,6 @@
 namespace {
 
 using namespace test;
-using namespace cfgex;
 
 using Document2 = ComPtr<IXMLDOMDocument2>;
 using Element = ComPtr<IXMLDOMElement>;

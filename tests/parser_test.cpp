@@ -9,7 +9,7 @@
 #include "platform/dom/dom.h"
 #include "tests/support/support.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 namespace {
 
 ComPtr<IXMLDOMDocument2> NewDocument() {
@@ -209,4 +209,4 @@ TEST(Serializer, SavedTextIsIndentedAndReadsBackTheSame) {
 }
 
 }  // namespace
-}  // namespace cfgex
+}  // namespace cfgex::internal

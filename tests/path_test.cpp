@@ -9,7 +9,7 @@
 #include "platform/dom/dom.h"
 #include "tests/support/support.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 namespace {
 
 using Node = ComPtr<IXMLDOMNode>;
@@ -224,4 +224,4 @@ TEST(Path, AHundredThousandElementsAreFoundMovedAndRemoved) {
 }
 
 }  // namespace
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -99,7 +99,7 @@ TEST_F(RecoveryTest, WhatACrashLeftOfABadFileIsRemovedByTheNextWhateverItsNumber
   WriteBytes(folder.Path(L".main.bad.cfgex-new"), "remains");
   ASSERT_TRUE(Open(L"main.xml"));
   EXPECT_EQ(BadFiles().size(), 1U);
-  EXPECT_FALSE(FileExists(folder.Path(L".main.bad.cfgex-new")));
+  EXPECT_FALSE(test::FileExists(folder.Path(L".main.bad.cfgex-new")));
 }
 
 TEST_F(RecoveryTest, WithoutAGoodBackupNothingIsLoaded) {
@@ -153,14 +153,14 @@ TEST_F(RecoveryTest, ADamagedFileIsNotReplacedBeforeItIsSafe) {
       WriteBytes(place.Path(L"main.xml"), kInvalid);
       if (row.hasBackup) WriteBytes(place.Path(L"main.backup.xml"), kGood);
       failing = row.failing;
-      cfgex::g_FaultHook = [](cfgex::FaultPoint& point) noexcept {
+      g_FaultHook = [](FaultPoint& point) noexcept {
         point.error = ENOSPC;
         return std::any_of(failing.begin(), failing.end(), [&](const auto& call) {
           return point.operation == call.first && std::string(point.path).ends_with(call.second);
         });
       };
       EXPECT_EQ(store.Initialize(place.Path(L"main.xml").c_str()), row.opens);
-      cfgex::g_FaultHook = nullptr;
+      g_FaultHook = nullptr;
       EXPECT_EQ(ReadBytes(place.Path(L"main.xml")), row.opens ? kGood : kInvalid);
       EXPECT_EQ(std::filesystem::is_symlink(place.Root() / "main.xml"), isLink);
       const std::vector<std::string> names = place.Names();
@@ -209,7 +209,7 @@ TEST_F(RecoveryTest, WhatComesAfterTheReadingIsNotBackedUp) {
     WriteBytes(Wide(main), kGood);
     ASSERT_TRUE(!isClosing || Open(L"main.xml"));
     opened = 0;
-    cfgex::g_FaultHook = [](cfgex::FaultPoint& point) noexcept {
+    g_FaultHook = [](FaultPoint& point) noexcept {
       if (point.operation == std::string("open") && main == point.path && ++opened == 2)
         WriteBytes(Wide(main), kInvalid);
       return false;
@@ -220,7 +220,7 @@ TEST_F(RecoveryTest, WhatComesAfterTheReadingIsNotBackedUp) {
     } else {
       EXPECT_TRUE(Open(L"main.xml"));
     }
-    cfgex::g_FaultHook = nullptr;
+    g_FaultHook = nullptr;
     EXPECT_GE(opened, 2);
     EXPECT_NE(ReadBytes(folder.Path(L"main.backup.xml")), kInvalid);
   }
@@ -324,7 +324,7 @@ TEST_F(RecoveryTest, AnEarlierBackupIsNotRefreshed) {
         store.SetConfiguration(Document(L"b", {Item(L"P", L"b")}).c_str(), nullptr, nullptr));
   store = CCfgConfigurationEx(option);
   EXPECT_EQ(ReadBytes(folder.Path(L"main.backup.xml")), kGood);
-  EXPECT_FALSE(FileExists(folder.Path(L"main.tmp.xml")));
+  EXPECT_FALSE(test::FileExists(folder.Path(L"main.tmp.xml")));
 }
 
 TEST_F(RecoveryTest, AnInvalidDocumentInMemoryIsQuarantinedAtTheEnd) {
@@ -368,7 +368,7 @@ TEST_F(RecoveryTest, EveryTenthCommitKeepsTheFileOfTheOneBefore) {
     ASSERT_TRUE(
         store.SetConfiguration(Document(L"a", {Item(L"P", L"a", name)}).c_str(), nullptr, nullptr));
     if (commit < 10) {
-      EXPECT_FALSE(FileExists(temp)) << commit;
+      EXPECT_FALSE(test::FileExists(temp)) << commit;
     } else if (commit % 10 == 0) {
       EXPECT_EQ(ReadBytes(temp), before) << commit;
     }
@@ -381,11 +381,11 @@ TEST_F(RecoveryTest, CopiesOfAHandleAreOneStore) {
   ASSERT_TRUE(Open(L"main.xml"));
   std::filesystem::remove(Narrow(folder.Path(L"main.backup.xml")));
   store = CCfgConfigurationEx(option);
-  EXPECT_FALSE(FileExists(folder.Path(L"main.backup.xml"))) << "not the last handle";
+  EXPECT_FALSE(test::FileExists(folder.Path(L"main.backup.xml"))) << "not the last handle";
   OS::x_wstring xml;
   EXPECT_TRUE(copy.GetConfiguration(L"a", xml));
   copy = CCfgConfigurationEx(option);
-  EXPECT_TRUE(FileExists(folder.Path(L"main.backup.xml")));
+  EXPECT_TRUE(test::FileExists(folder.Path(L"main.backup.xml")));
 }
 
 // On a fast disk many are made in a millisecond: main and backup of one store, and those of others
@@ -395,7 +395,7 @@ TEST(ConfigFileSetTest, BadFilesOfOneMillisecondAreAllKept) {
   static int unknown;
   for (unknown = 0; unknown <= 2; ++unknown) {
     const Folder folder(Folder::Place::kMemory);
-    cfgex::g_FaultHook = [](cfgex::FaultPoint& point) noexcept {
+    g_FaultHook = [](FaultPoint& point) noexcept {
       const std::string_view operation = point.operation;
       return (unknown >= 1 && operation == "renameat2") || (unknown >= 2 && operation == "link");
     };
@@ -405,7 +405,7 @@ TEST(ConfigFileSetTest, BadFilesOfOneMillisecondAreAllKept) {
       std::vector<std::jthread> threads;
       for (int i = 0; i < kStores; ++i) {
         threads.emplace_back([&folder, i] {
-          cfgex::CConfigFileSet set;
+          CConfigFileSet set;
           set.DeriveFileNames(folder.Path(L"main.xml").c_str());
           const std::wstring source = folder.Path(std::to_wstring(i));
           for (int k = 0; k < kFiles; ++k) {
@@ -415,7 +415,7 @@ TEST(ConfigFileSetTest, BadFilesOfOneMillisecondAreAllKept) {
         });
       }
     }
-    cfgex::g_FaultHook = nullptr;
+    g_FaultHook = nullptr;
     std::map<std::string, int> found;
     for (const std::string& name : folder.Names()) {
       EXPECT_FALSE(name.starts_with(".")) << name;
@@ -448,11 +448,11 @@ TEST(ConfigFileSetTest, DerivesNamesFromThePathUpToItsLastDot) {
       {std::wstring(300, L'x') + L".xml", L""},
   };
   for (const Derivation& c : cases) {
-    cfgex::CConfigFileSet set;
+    CConfigFileSet set;
     EXPECT_EQ(set.DeriveFileNames(c.path.c_str()), !c.backup.empty()) << Narrow(c.path);
     EXPECT_EQ(set.GetBackupFile(), c.backup) << Narrow(c.path);
   }
-  cfgex::CConfigFileSet set;
+  CConfigFileSet set;
   EXPECT_FALSE(set.DeriveFileNames(nullptr));
   ASSERT_TRUE(set.DeriveFileNames(L"a.xml"));
   EXPECT_TRUE(set.DeriveFileNames(L"plain")) << "an earlier path's names stay";
@@ -467,7 +467,7 @@ TEST(ConfigFileSetTest, ABadFileIsNoMoreOpenThanTheFileOfThePathGivenLast) {
   WriteBytes(folder.Path(L"main.xml"), kGood);
   WriteBytes(folder.Path(L"plain/main"), kGood);
   std::filesystem::permissions(folder.Root() / "plain/main", std::filesystem::perms::owner_read);
-  cfgex::CConfigFileSet set;
+  CConfigFileSet set;
   ASSERT_TRUE(set.DeriveFileNames(folder.Path(L"main.xml").c_str()));
   set.DeriveFileNames(folder.Path(L"plain/main").c_str());
   ASSERT_TRUE(set.WriteBadFile(L"text"));

@@ -151,7 +151,7 @@ TEST(CopyTest, CountsAsTwoCommits) {
   const std::wstring temp = sample.folder.Path(L"main.tmp.xml");
   std::string before;
   for (int copy = 1; copy <= 5; ++copy) {
-    EXPECT_FALSE(FileExists(temp)) << copy;
+    EXPECT_FALSE(test::FileExists(temp)) << copy;
     before = ReadBytes(sample.configFile);
     ASSERT_TRUE(sample.store->CopyConfiguration(L"s", L"t", true, nullptr, nullptr));
   }
@@ -193,7 +193,7 @@ TEST(CopyTest, ADeepCopyOfTenThousandInstancesEnds) {
     ASSERT_TRUE(sample.store->CopyConfiguration(L"s", L"t", true, &changed, nullptr));
     EXPECT_EQ(changed.size(), kCount + 1U);
 
-    const auto copy = cfgex::CreateObject<cfgex::IXMLDOMDocument2>(L"MSXML2.DOMDocument.6.0");
+    const auto copy = CreateObject<IXMLDOMDocument2>(L"MSXML2.DOMDocument.6.0");
     ASSERT_TRUE(copy->loadXML(sample.Get(L"t")));
     const auto found = copy->selectNodes(L"/Configuration/Category/Q");
     ASSERT_EQ(found->get_length(), kCount);

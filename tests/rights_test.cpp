@@ -204,7 +204,7 @@ TEST_P(RightsTest, NorWhereACallFails) {
       DoneAs(GetParam().writer, [&] {
         const FailCall fail(call, nth, true);
         try {
-          cfgex::ReplaceFile(main, content);
+          ReplaceFile(main, content);
         } catch (const _com_error&) {
           return false;
         }

@@ -12,12 +12,8 @@
 
 namespace {
 
-using cfgex::As;
-using cfgex::ComPtr;
-using cfgex::SchemaCache;
-
-cfgex::XmlDocPtr Parse(const std::string& text, const std::string& url = "") {
-  cfgex::XmlDocPtr doc = cfgex::ParseXml(text, cfgex::TextEncoding::kDeclared, url);
+XmlDocPtr Parse(const std::string& text, const std::string& url = "") {
+  XmlDocPtr doc = ParseXml(text, TextEncoding::kDeclared, url);
   EXPECT_NE(doc, nullptr) << text;
   return doc;
 }
@@ -31,7 +27,7 @@ std::string Schema(const std::string& body, const std::string& attributes = "") 
 std::string Add(const std::string& schema, const std::wstring& path = L"",
                 const std::wstring& ns = L"") {
   const auto doc = Parse(schema, path.empty() ? "" : test::Narrow(path));
-  const auto cache = cfgex::MakeCounted<cfgex::SchemaCollection>();
+  const auto cache = MakeCounted<SchemaCollection>();
   try {
     cache->Add(ns, doc.get());
   } catch (const _com_error& error) {
@@ -239,7 +235,7 @@ TEST(SchemaCache, IncludesOnlyHarmlessLocalFiles) {
 }
 
 TEST(SchemaCache, TakesOneSchemaAndStaysAsItWas) {
-  const auto cache = cfgex::MakeCounted<cfgex::SchemaCollection>();
+  const auto cache = MakeCounted<SchemaCollection>();
   const auto good = Parse(Schema("<xs:element name='a'/>"));
   const auto doc = Parse("<a/>");
   EXPECT_THROW(cache->Validate(doc.get()), _com_error);
@@ -256,13 +252,13 @@ constexpr const char* kIds =
     "default='x'/></xs:complexType></xs:element>";
 
 TEST(SchemaCache, ValidatingLeavesTheDocumentAndItsVerdictAsTheyWere) {
-  const auto cache = cfgex::MakeCounted<cfgex::SchemaCollection>();
+  const auto cache = MakeCounted<SchemaCollection>();
   cache->Add(L"", Parse(Schema(kIds)).get());
   const auto valid = Parse("<r><e id='a'/><e id='b' ref='a'/></r>");
   const auto twice = Parse("<r>\n<e id='a'/>\n<e id='a'/></r>");
   for (int i = 0; i < 3; ++i) {
     EXPECT_EQ(cache->Validate(valid.get()).code, 0);
-    const cfgex::ValidationOutcome outcome = cache->Validate(twice.get());
+    const ValidationOutcome outcome = cache->Validate(twice.get());
     EXPECT_NE(outcome.code, 0);
     EXPECT_EQ(outcome.line, 3);
     EXPECT_NE(outcome.reason.find(L"id"), std::wstring::npos);
@@ -276,7 +272,7 @@ TEST(SchemaCache, ValidatingLeavesTheDocumentAndItsVerdictAsTheyWere) {
 }
 
 TEST(SchemaCache, ThreadsShareOneCache) {
-  const auto cache = cfgex::MakeCounted<cfgex::SchemaCollection>();
+  const auto cache = MakeCounted<SchemaCollection>();
   cache->Add(L"", Parse(Schema(kIds)).get());
   std::vector<std::thread> threads;
   threads.reserve(4);
@@ -294,9 +290,8 @@ TEST(SchemaCache, ThreadsShareOneCache) {
 }
 
 TEST(SchemaCache, ServesDocumentsOfTheInterface) {
-  const auto schema = cfgex::CreateObject<cfgex::IXMLDOMDocument2>(L"MSXML2.DOMDocument.6.0");
-  const auto cache =
-      cfgex::CreateObject<cfgex::IXMLDOMSchemaCollection2>(L"MSXML2.XMLSchemaCache.6.0");
+  const auto schema = CreateObject<IXMLDOMDocument2>(L"MSXML2.DOMDocument.6.0");
+  const auto cache = CreateObject<IXMLDOMSchemaCollection2>(L"MSXML2.XMLSchemaCache.6.0");
   ASSERT_TRUE(schema->loadXML(test::Wide(Schema(kIds))));
   {
     const test::FailCall fail("add", 1);
@@ -305,13 +300,13 @@ TEST(SchemaCache, ServesDocumentsOfTheInterface) {
   EXPECT_THROW(cache->add(L"", nullptr), _com_error);
   cache->add(L"", schema);
 
-  const auto doc = cfgex::CreateObject<cfgex::IXMLDOMDocument2>(L"MSXML2.DOMDocument.6.0");
+  const auto doc = CreateObject<IXMLDOMDocument2>(L"MSXML2.DOMDocument.6.0");
   ASSERT_TRUE(doc->loadXML(L"<r>t<e id='a'/></r>"));
-  const ComPtr<cfgex::IXMLDOMNode> element = doc->selectSingleNode(L"/r/e");
+  const ComPtr<IXMLDOMNode> element = doc->selectSingleNode(L"/r/e");
   EXPECT_FALSE(cache->getDeclaration(element));  // not bound to this cache
   doc->putref_schemas(cache);
   EXPECT_EQ(cache->getDeclaration(element)->get_name(), L"e");
-  EXPECT_TRUE(As<cfgex::ISchemaElement>(cache->getDeclaration(element)));
+  EXPECT_TRUE(As<ISchemaElement>(cache->getDeclaration(element)));
   EXPECT_FALSE(cache->getDeclaration(doc->selectSingleNode(L"/r/text()")));
   EXPECT_FALSE(cache->getDeclaration(doc));
   EXPECT_THROW(cache->getDeclaration(nullptr), _com_error);

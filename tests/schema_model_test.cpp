@@ -12,25 +12,21 @@
 
 namespace {
 
-using cfgex::As;
-using cfgex::ComPtr;
-using cfgex::ISchemaType;
-
-cfgex::XmlDocPtr Parse(const std::string& text, const std::string& url = "") {
-  cfgex::XmlDocPtr doc = cfgex::ParseXml(text, cfgex::TextEncoding::kDeclared, url);
+XmlDocPtr Parse(const std::string& text, const std::string& url = "") {
+  XmlDocPtr doc = ParseXml(text, TextEncoding::kDeclared, url);
   EXPECT_NE(doc, nullptr) << text;
   return doc;
 }
 
 const std::string kConstructs = CFGEX_TEST_DATA "/schemas/constructs.xsd";
 
-ComPtr<cfgex::SchemaCache> CacheOf(const std::string& schema, const std::string& url = "") {
-  auto cache = cfgex::MakeCounted<cfgex::SchemaCollection>();
+ComPtr<SchemaCache> CacheOf(const std::string& schema, const std::string& url = "") {
+  auto cache = MakeCounted<SchemaCollection>();
   cache->Add(L"", Parse(schema, url).get());
   return cache;
 }
 
-ComPtr<cfgex::SchemaCache> Constructs() {
+ComPtr<SchemaCache> Constructs() {
   return CacheOf(test::ReadBytes(test::Wide(kConstructs)), kConstructs);
 }
 
@@ -39,7 +35,7 @@ std::string Schema(const std::string& body) {
   return "<xs:schema xmlns:xs='http://www.w3.org/2001/XMLSchema'>" + body + "</xs:schema>";
 }
 
-ComPtr<ISchemaType> Type(cfgex::SchemaCache& cache, const wchar_t* name) {
+ComPtr<ISchemaType> Type(SchemaCache& cache, const wchar_t* name) {
   return As<ISchemaType>(cache.getSchema(L"")->get_types()->itemByName(name));
 }
 
@@ -54,13 +50,13 @@ std::string Bases(ISchemaType& type) {
 
 // One line per element: its name, and the type (before it "complex" if it is) and minOccurs of its
 // declaration, or "-".
-std::string Declarations(const cfgex::SchemaCache& cache, xmlDoc* c_doc) {
+std::string Declarations(const SchemaCache& cache, xmlDoc* c_doc) {
   std::string result;
   const auto* c_root = reinterpret_cast<xmlNode*>(c_doc);
-  for (xmlNode* c_node = c_doc->children; c_node; c_node = cfgex::NextInTree(c_node, c_root)) {
+  for (xmlNode* c_node = c_doc->children; c_node; c_node = NextInTree(c_node, c_root)) {
     if (c_node->type != XML_ELEMENT_NODE) continue;
     result += reinterpret_cast<const char*>(c_node->name);
-    auto* element = dynamic_cast<cfgex::ISchemaElement*>(cache.DeclarationOf(c_node));
+    auto* element = dynamic_cast<ISchemaElement*>(cache.DeclarationOf(c_node));
     if (element == nullptr) {
       result += " -\n";
       continue;
@@ -68,7 +64,7 @@ std::string Declarations(const cfgex::SchemaCache& cache, xmlDoc* c_doc) {
     EXPECT_STREQ(test::Narrow(element->get_name()).c_str(),
                  reinterpret_cast<const char*>(c_node->name));
     const auto type = element->get_type();
-    result += As<cfgex::ISchemaComplexType>(type) ? " complex " : " ";
+    result += As<ISchemaComplexType>(type) ? " complex " : " ";
     result += test::Narrow(type->get_name()) + " " + test::Narrow(element->get_minOccurs()) + "\n";
   }
   return result;
@@ -133,12 +129,12 @@ TEST(SchemaModel, BuiltInTypesHaveTheirDirectBaseAlone) {
   const auto doc = Parse(text + "</r>");
   xmlNode* c_node = xmlDocGetRootElement(doc.get())->children;
   for (const auto& [name, base] : cases) {
-    auto* element = dynamic_cast<cfgex::ISchemaElement*>(cache->DeclarationOf(c_node));
+    auto* element = dynamic_cast<ISchemaElement*>(cache->DeclarationOf(c_node));
     ASSERT_NE(element, nullptr) << name;
     EXPECT_EQ(test::Narrow(element->get_type()->get_name()), name);
     EXPECT_EQ(Bases(*element->get_type().get()), base) << name;
     EXPECT_FALSE(element->get_type()->get_schema()) << name;
-    EXPECT_FALSE(As<cfgex::ISchemaComplexType>(element->get_type())) << name;
+    EXPECT_FALSE(As<ISchemaComplexType>(element->get_type())) << name;
     c_node = c_node->next;
   }
 }
@@ -243,7 +239,7 @@ TEST(SchemaModel, ValuesOfDeclarations) {
   EXPECT_FALSE(cache->getSchema(L"urn:other"));
   const auto doc = Parse("<root xmlns:o='urn:other'><plain/><pick><left/></pick><o:thing/></root>");
   const auto element = [&](xmlNode* c_node) {
-    return As<cfgex::ISchemaElement>(cache->DeclarationOf(c_node));
+    return As<ISchemaElement>(cache->DeclarationOf(c_node));
   };
   xmlNode* c_plain = xmlDocGetRootElement(doc.get())->children;
   EXPECT_EQ(element(c_plain)->get_defaultValue(), L"7");
@@ -271,8 +267,8 @@ TEST(SchemaModel, AppendedContentFollowsTheBases) {
   const auto content = [&](const wchar_t* name) {
     std::string result;
     const auto* type = cache->Model()->FindType({"", test::Narrow(name)})->complex;
-    for (const cfgex::Particle* particle : cfgex::EffectiveContent(*type))
-      for (const cfgex::Particle& inner : particle->group->particles)
+    for (const Particle* particle : EffectiveContent(*type))
+      for (const Particle& inner : particle->group->particles)
         result += inner.element->local_name + " ";
     return result;
   };
@@ -284,17 +280,17 @@ TEST(SchemaModel, AppendedContentFollowsTheBases) {
 
 TEST(SchemaModel, AttributesAndTextOfComplexTypes) {
   const auto cache = Constructs();
-  const cfgex::SchemaModel& model = *cache->Model();
-  const auto attributes = [&](const cfgex::ComplexType& type) {
+  const SchemaModel& model = *cache->Model();
+  const auto attributes = [&](const ComplexType& type) {
     std::string result;
-    for (const cfgex::AttributeUse* use : cfgex::EffectiveAttributes(type)) {
+    for (const AttributeUse* use : EffectiveAttributes(type)) {
       result += "{" + use->ns + "}" + use->local_name + ":" + use->type->local_name;
-      if (use->use == cfgex::AttributeUseKind::kRequired) result += "!";
+      if (use->use == AttributeUseKind::kRequired) result += "!";
       result += test::Narrow(use->default_value + use->fixed_value) + " ";
     }
     return result;
   };
-  const auto type = [&](const char* ns, const char* name) -> const cfgex::ComplexType& {
+  const auto type = [&](const char* ns, const char* name) -> const ComplexType& {
     return *model.FindType({ns, name})->complex;
   };
   EXPECT_EQ(attributes(type("", "Derived")), "{}kept:int! {}gone:int ");
@@ -303,15 +299,15 @@ TEST(SchemaModel, AttributesAndTextOfComplexTypes) {
   EXPECT_EQ(attributes(type("urn:other", "Thing")), "{urn:other}q:InnerType! ");
   EXPECT_EQ(attributes(type("urn:other", "Included")), "{}a:InnerType ");
   const auto* root = model.FindElement({"", "root"});
-  const cfgex::Particle& pick = root->type->complex->particle->group->particles[2];
+  const Particle& pick = root->type->complex->particle->group->particles[2];
   EXPECT_EQ(attributes(*pick.element->type->complex), "{}extra:stringe {}mark:anySimpleType! ");
 
-  using Kind = cfgex::ContentKind;
+  using Kind = ContentKind;
   EXPECT_EQ(type("", "Derived").content, Kind::kElementOnly);
   EXPECT_EQ(type("", "Node").content, Kind::kMixed);
   EXPECT_EQ(type("", "NarrowMeasure").content, Kind::kSimple);
   EXPECT_TRUE(type("", "Base").is_abstract);
-  const cfgex::SimpleType* text = type("", "NarrowMeasure").simple_content;
+  const SimpleType* text = type("", "NarrowMeasure").simple_content;
   EXPECT_EQ(text->enumeration, std::vector<std::wstring>{L"red"});
   EXPECT_TRUE(text->has_pattern);
   EXPECT_EQ(text->base->local_name, "Colour");
@@ -329,23 +325,23 @@ TEST(SchemaModel, LongListsAreHeldOnce) {
              "<xs:element name='h' type='E'/><xs:element name='m' substitutionGroup='h'/>"
              "<xs:element name='r'><xs:complexType><xs:sequence><xs:element ref='h'/></xs:sequence>"
              "</xs:complexType></xs:element>"));
-  const cfgex::SchemaModel& model = *cache->Model();
+  const SchemaModel& model = *cache->Model();
   EXPECT_EQ(model.FindType({"", "E"})->simple->enumeration.size(), 1u);
   EXPECT_EQ(model.FindType({"", "U"})->simple->members.size(), 2u);
   EXPECT_TRUE(model.FindType({"", "E1"})->simple->enumeration.empty());
   EXPECT_TRUE(model.FindType({"", "U1"})->simple->members.empty());
-  EXPECT_EQ(model.FindType({"", "U1"})->simple->variety, cfgex::Variety::kUnion);
+  EXPECT_EQ(model.FindType({"", "U1"})->simple->variety, Variety::kUnion);
   const auto& content = *model.FindElement({"", "r"})->type->complex->particle->group;
-  const cfgex::SchemaElement* use = content.particles.front().element;
+  const SchemaElement* use = content.particles.front().element;
   EXPECT_TRUE(use->substitutes.empty());
-  EXPECT_EQ(cfgex::AllSubstitutes(*use).size(), 1u);
+  EXPECT_EQ(AllSubstitutes(*use).size(), 1u);
 }
 
 TEST(SchemaModel, SubstitutesThroughSeveralSteps) {
   const auto cache = Constructs();
   const auto* head = cache->Model()->FindElement({"", "shape"});
   std::string names;
-  for (const auto* element : cfgex::AllSubstitutes(*head)) names += element->local_name + " ";
+  for (const auto* element : AllSubstitutes(*head)) names += element->local_name + " ";
   EXPECT_EQ(names, "round circle ");
   EXPECT_TRUE(head->is_abstract);
 }

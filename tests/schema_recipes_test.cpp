@@ -8,8 +8,6 @@
 #include "tests/support/sample.h"
 
 namespace {
-
-using namespace cfgex;
 using namespace test;
 
 std::string SchemaWith(const std::string& fields, const std::string& types = "") {

@@ -18,11 +18,11 @@ namespace {
 using test::Narrow;
 
 // Records the course of a generation and leaves optional elements out, but those named in `keep`.
-struct Recorder : cfgex::CXMLSchema::CSchemaElementCallback {
+struct Recorder : CXMLSchema::CSchemaElementCallback {
   void OnStart() override { log += "<"; }
   void OnEnd() override { log += ">"; }
-  void OnElement(cfgex::CSchemaElementInfo& info) override {
-    const auto node = cfgex::As<cfgex::IXMLDOMElement>(info.GetNode());
+  void OnElement(CSchemaElementInfo& info) override {
+    const auto node = As<IXMLDOMElement>(info.GetNode());
     const auto declaration = info.GetDeclaration();
     const std::string name = Narrow(node->get_tagName());
     const std::string min = declaration ? Narrow(declaration->get_minOccurs()) : "-";
@@ -34,7 +34,7 @@ struct Recorder : cfgex::CXMLSchema::CSchemaElementCallback {
   }
   std::string log;
   std::string keep;
-  std::function<void(cfgex::CSchemaElementInfo&)> act;
+  std::function<void(CSchemaElementInfo&)> act;
 };
 
 std::string Schema(const std::string& body, const std::string& attributes = "") {
@@ -55,7 +55,7 @@ class XmlSchema : public testing::Test {
   std::string Generate(const std::string& schema, const wchar_t* name = L"r",
                        const wchar_t* scope = nullptr) {
     test::WriteBytes(path, schema);
-    cfgex::CXMLSchema generator;
+    CXMLSchema generator;
     EXPECT_TRUE(generator.LoadSchema(path.c_str())) << schema;
     return Narrow(generator.CreateXmlInstance(name, recorder, scope));
   }
@@ -136,7 +136,7 @@ TEST_F(XmlSchema, TheCallbackSeesEachElementBeforeItsChildrenAndDecides) {
 TEST_F(XmlSchema, FailuresPassThroughAndLeaveNothingBehind) {
   const std::string schema = Row("<xs:element name='a' minOccurs='3' maxOccurs='3'/>");
   const auto nothing_lives = [] {
-    const cfgex::LiveCounts& now = cfgex::g_LiveCounts;
+    const LiveCounts& now = g_LiveCounts;
     return now.documents == 0 && now.nodes == 0 && now.fragments == 0;
   };
   for (const char* operation : {"createElement", "appendChild", "get_xml"}) {
@@ -153,7 +153,7 @@ TEST_F(XmlSchema, FailuresPassThroughAndLeaveNothingBehind) {
 }
 
 TEST_F(XmlSchema, WhatCannotBeLoadedGeneratesNothing) {
-  cfgex::CXMLSchema generator;
+  CXMLSchema generator;
   EXPECT_TRUE(generator.CreateXmlInstance(L"r", recorder, nullptr).empty());
   test::WriteBytes(path, Row(""));
   ASSERT_TRUE(generator.LoadSchema(path.c_str()));
@@ -170,7 +170,7 @@ TEST_F(XmlSchema, WhatCannotBeLoadedGeneratesNothing) {
 
 TEST_F(XmlSchema, AFewSchemasAreKeptUntilOneOfTheirFilesChanges) {
   const auto text_of = [](const std::wstring& file) {
-    cfgex::CXMLSchema generator;
+    CXMLSchema generator;
     Recorder own;
     EXPECT_TRUE(generator.LoadSchema(file.c_str()));
     return Narrow(generator.CreateXmlInstance(L"r", own, nullptr));
@@ -198,12 +198,12 @@ TEST_F(XmlSchema, AFewSchemasAreKeptUntilOneOfTheirFilesChanges) {
     for (std::thread& thread : threads) thread.join();
     open_until_kept(path);
   }
-  for (std::size_t i = 0; i < cfgex::kKeptSchemaFiles; ++i) {
+  for (std::size_t i = 0; i < kKeptSchemaFiles; ++i) {
     EXPECT_EQ(opened(path), 0);
     test::WriteBytes(folder.Path(std::to_wstring(i)), Row(""));
     open_until_kept(folder.Path(std::to_wstring(i)));
   }
-  for (std::size_t i = 0; i < cfgex::kKeptSchemaFiles; ++i) opened(folder.Path(std::to_wstring(i)));
+  for (std::size_t i = 0; i < kKeptSchemaFiles; ++i) opened(folder.Path(std::to_wstring(i)));
   EXPECT_EQ(opened(path), 2);
 }
 

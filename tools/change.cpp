@@ -7,11 +7,6 @@
 
 namespace cfgexctl {
 
-using cfgex::As;
-using cfgex::ExplainedDocument;
-using cfgex::IXMLDOMElement;
-using cfgex::IXMLDOMSchemaCollection2;
-
 Change::Change(const Arguments& arguments)
     : m_Arguments(arguments),
       m_File(arguments.OpenValid()),
@@ -82,7 +77,7 @@ void Change::PutBack(const std::vector<InstanceName>& lost) {
     if (old) group->appendChild(old->cloneNode(true));
   }
   merged.Root()->appendChild(group);
-  const cfgex::PrivateFolder folder;
+  const PrivateFolder folder;
   const std::wstring path = folder.Path(L"merged.xml");
   document->save(path);
   PrivateStore source(m_File.Option(), ReadFileBytes(path));
@@ -122,11 +117,11 @@ void Change::Finish(const std::set<InstanceName>& leaving, Report& report) {
 }
 
 void PutInPlace(const LoadedFile& file, std::string_view content, Report& report) {
-  cfgex::FileState now;
+  FileState now;
   if (ReadFileBytes(file.Path(), &now) != file.Bytes())
     throw Stop(kFailed, OnOneLine(file.Path()) +
                             L" was changed by somebody else meanwhile; nothing was written");
-  cfgex::CConfigFileSet names;
+  CConfigFileSet names;
   if (names.DeriveFileNames(file.Path().c_str())) {
     if (!names.CopyToBackup(now.identity))
       throw Stop(kFailed,
@@ -135,7 +130,7 @@ void PutInPlace(const LoadedFile& file, std::string_view content, Report& report
   } else {
     report.Note(L"no backup was made: the path has no dot, or is too long");
   }
-  cfgex::ReplaceFile(file.Path(), content);
+  ReplaceFile(file.Path(), content);
 }
 
 }  // namespace cfgexctl

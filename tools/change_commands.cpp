@@ -5,11 +5,6 @@
 
 namespace cfgexctl {
 
-using cfgex::As;
-using cfgex::ExplainedDocument;
-using cfgex::IXMLDOMElement;
-using cfgex::IXMLDOMSchemaCollection2;
-
 namespace {
 
 void Assign(Change& change, CCfgInstance& instance, const std::wstring& path,
@@ -67,7 +62,7 @@ CCfgInstance MakeInstance(const std::wstring& category, const std::wstring& id,
                WhyNoInstance(category, file.Option()));
   }
   if (id.empty()) return instance;
-  if (cfgex::FindInstanceElement(file.Root(), id.c_str(), L"*"))
+  if (FindInstanceElement(file.Root(), id.c_str(), L"*"))
     throw Stop(kFailed, L"there is an instance " + Quoted(id) + L" already");
   if (!instance.SetInstanceId(id.c_str())) throw Stop(kInvalid, Quoted(id) + L" can be no id");
   return instance;
@@ -96,7 +91,7 @@ void Import(const Arguments& arguments, Report& report) {
   const bool fromInput = arguments.document == "-";
   const std::wstring path = fromInput ? L"standard input" : Wide(arguments.document);
   const LoadedFile incoming = [&] {
-    std::string bytes = fromInput ? cfgex::ReadStandardInput() : ReadFileBytes(path);
+    std::string bytes = fromInput ? ReadStandardInput() : ReadFileBytes(path);
     ExplainedDocument document = ExplainedDocument::FromBytes(bytes, path);
     if (!document.Document())
       throw Stop(kInvalid, OnOneLine(path) + L": this is no document of an instance",
@@ -109,11 +104,11 @@ void Import(const Arguments& arguments, Report& report) {
     throw Stop(kInvalid, OnOneLine(path) +
                              L": its root has no instance_id: \"export\" makes what "
                              L"can be imported");
-  const Element instance = cfgex::FindInstanceElement(incoming.Root(), id->c_str(), L"*");
+  const Element instance = FindInstanceElement(incoming.Root(), id->c_str(), L"*");
   if (!instance)
     throw Stop(kInvalid, OnOneLine(path) + L": its instance_id is " + Quoted(*id) +
                              L", and there is no such instance in it");
-  const Element stored = cfgex::FindInstanceElement(change.File().Root(), id->c_str(), L"*");
+  const Element stored = FindInstanceElement(change.File().Root(), id->c_str(), L"*");
   if (stored && stored->get_tagName() != instance->get_tagName())
     throw Stop(kInvalid, L"the id belongs to " + NameOf(stored) + L", not to a " +
                              OnOneLine(instance->get_tagName()));

@@ -35,7 +35,7 @@ void Check::Add(const Element& element, bool isWarning, const char* rule, std::w
                 std::wstring advice) {
   std::size_t& count = isWarning ? warnings : errors;
   if (++count > kMostFindings) return;
-  cfgex::Fault fault{.rule = rule, .message = std::move(message)};
+  Fault fault{.rule = rule, .message = std::move(message)};
   fault.element = element;
   fault.place = m_File.PlaceOf(element);
   fault.is_warning = isWarning;
@@ -44,7 +44,7 @@ void Check::Add(const Element& element, bool isWarning, const char* rule, std::w
 }
 
 void Check::Faults() {
-  const cfgex::FaultList list = m_File.Validate(kMostFindings);
+  const FaultList list = m_File.Validate(kMostFindings);
   findings = Explain(list, m_File.Path());
   errors = list.total;
 }
@@ -60,7 +60,7 @@ void Check::Frame() {
 void Check::Header() {
   const auto id = m_File.Root()->getAttribute(L"instance_id");
   if (!id) return;
-  if (!cfgex::FindInstanceElement(m_File.Root(), id->c_str(), L"*"))
+  if (!FindInstanceElement(m_File.Root(), id->c_str(), L"*"))
     Add(m_File.Root(), false, "instance_id",
         L"This is the document of the instance " + Quoted(*id) + L", which is not in it.");
   unsigned long version[3] = {};

@@ -11,9 +11,9 @@ void CheckSchema(const Arguments& arguments, Report& report) {
   const std::wstring path = Wide(arguments.schema);
   ReadFileBytes(path);  // missing is not invalid
   const Progress progress("checking " + arguments.schema);
-  const cfgex::SchemaFiles files(path);
+  const SchemaFiles files(path);
   std::vector<Finding> findings;
-  for (const cfgex::Fault& fault : files.Faults()) findings.push_back(Explain(fault, path));
+  for (const Fault& fault : files.Faults()) findings.push_back(Explain(fault, path));
   if (files.IsUsable()) {
     for (Finding& finding : HoldAgainstLibrary(path, files)) findings.push_back(std::move(finding));
   }

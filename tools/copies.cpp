@@ -15,7 +15,7 @@ namespace {
 constexpr std::wstring_view kBackupEnding = L".backup.xml";
 
 // The path up to its last dot, where the library derives names from it.
-std::wstring StemOf(const cfgex::CConfigFileSet& names) {
+std::wstring StemOf(const CConfigFileSet& names) {
   const std::wstring backup = names.GetBackupFile();
   return backup.substr(0, backup.size() - kBackupEnding.size());
 }
@@ -38,7 +38,7 @@ void AddIfThere(std::wstring kind, const std::filesystem::path& path, std::vecto
 
 std::vector<Copy> FindCopies(const std::wstring& path) {
   std::vector<Copy> copies;
-  cfgex::CConfigFileSet names;
+  CConfigFileSet names;
   if (!names.DeriveFileNames(path.c_str())) return copies;
   const std::string base = Narrow(StemOf(names));
   AddIfThere(L"backup", base + ".backup.xml", copies);
@@ -55,7 +55,7 @@ std::vector<Copy> FindCopies(const std::wstring& path) {
 }
 
 std::wstring Quarantine(const std::wstring& path) {
-  cfgex::CConfigFileSet names;
+  CConfigFileSet names;
   const std::wstring stem = names.DeriveFileNames(path.c_str()) ? StemOf(names) : path;
   auto number = static_cast<std::int32_t>(OS::GetTickCount());
   constexpr int kTries = 1000;
@@ -71,7 +71,7 @@ std::wstring Quarantine(const std::wstring& path) {
 LoadedFile ReadCopy(CCfgOption option, const std::wstring& path) {
   std::string bytes = ReadFileBytes(path);
   if (const auto text = DecodeUtf16(bytes)) {
-    auto document = cfgex::ExplainedDocument::FromText(*text);
+    auto document = ExplainedDocument::FromText(*text);
     if (document.Document()) return {option, path, std::move(bytes), std::move(document)};
   }
   return {option, path};

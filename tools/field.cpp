@@ -10,8 +10,6 @@
 
 namespace cfgexctl {
 
-using cfgex::FieldType;
-
 // --- Paths
 
 namespace {
@@ -29,7 +27,7 @@ Step ParseStep(const std::wstring& text, const std::wstring& path) {
   Step step;
   std::size_t at = std::min(text.find(L'['), text.size());
   step.name = text.substr(0, at);
-  if (!cfgex::IsNCName(step.name)) StopNoPath(path);
+  if (!IsNCName(step.name)) StopNoPath(path);
   while (at < text.size()) {
     const std::size_t end = text.find(L']', at);
     if (text[at] != L'[' || end == std::wstring::npos) StopNoPath(path);
@@ -126,11 +124,11 @@ Field FindField(const Element& instance, const std::wstring& path) {
 
 // "nonNegativeInteger" is one step from "integer", and a type of its own all the same.
 FieldType TypeOf(const Element& element) {
-  if (cfgex::CheckFieldType(element, FieldType::kNonNegativeInteger))
+  if (CheckFieldType(element, FieldType::kNonNegativeInteger))
     return FieldType::kNonNegativeInteger;
   for (int number = 0; number < static_cast<int>(FieldType::kUnknown); ++number) {
     const auto type = static_cast<FieldType>(number);
-    if (cfgex::CheckFieldType(element, type)) return type;
+    if (CheckFieldType(element, type)) return type;
   }
   return FieldType::kUnknown;
 }
@@ -172,17 +170,17 @@ std::optional<bool> TruthValue(const std::wstring& text) {
 }
 
 // A reference's two parts; nothing for what has not both.
-std::optional<cfgex::Reference> PartsOf(const Element& reference) {
+std::optional<Reference> PartsOf(const Element& reference) {
   const Element category = ChildElement(reference, L"Category");
   const Element id = ChildElement(reference, L"InstanceId");
   if (!category || !id) return std::nullopt;
-  return cfgex::Reference{category->get_text(), id->get_text(), false};
+  return Reference{category->get_text(), id->get_text(), false};
 }
 
 bool IsReferenceItem(const Element& element) {
-  const auto list = cfgex::As<cfgex::IXMLDOMElement>(element->get_parentNode());
+  const auto list = As<IXMLDOMElement>(element->get_parentNode());
   return list && element->get_tagName() == L"Item" &&
-         cfgex::CheckFieldType(list, FieldType::kReferenceArray);
+         CheckFieldType(list, FieldType::kReferenceArray);
 }
 
 Json ReferenceValue(const Element& element) {
@@ -233,13 +231,13 @@ Json ValueOf(const Element& element) {
 }
 
 std::wstring TextOf(const Element& element) {
-  if (cfgex::CheckFieldType(element, FieldType::kReference) || IsReferenceItem(element)) {
+  if (CheckFieldType(element, FieldType::kReference) || IsReferenceItem(element)) {
     const auto parts = PartsOf(element);
     return !parts || parts->id.empty() ? std::wstring() : parts->category + L":" + parts->id;
   }
   const Json value = ValueOf(element);
   if (!value.is_structured()) return element->get_text();
-  return cfgex::FromUtf8(value.dump(-1, ' ', false, Json::error_handler_t::replace));
+  return FromUtf8(value.dump(-1, ' ', false, Json::error_handler_t::replace));
 }
 
 void PrintFields(const Element& element, std::size_t indent, Report& report) {
@@ -291,7 +289,7 @@ bool SetList(CCfgInstance& instance, const Field& field, const std::wstring& val
 }
 
 // The target's name, complete: a name without a category is looked up.
-cfgex::Reference TargetNamed(const Field& field, const std::wstring& name, const LoadedFile& file) {
+Reference TargetNamed(const Field& field, const std::wstring& name, const LoadedFile& file) {
   const Element target = file.TryFind(name);
   if (!target)
     throw Stop(kMissing,
@@ -303,7 +301,7 @@ bool SetText(CCfgInstance& instance, const std::wstring& xpath, const std::wstri
   if (instance.SetFieldValue(xpath.c_str(), text.c_str())) return true;
   // A type that the interface has no overload for: the text as it is given.
   try {
-    const auto root = cfgex::As<cfgex::IXMLDOMElement>(instance.GetRawInterface());
+    const auto root = As<IXMLDOMElement>(instance.GetRawInterface());
     root->selectSingleNode(xpath)->put_text(text);
     return true;
   } catch (const _com_error&) {
@@ -317,7 +315,7 @@ bool SetReference(CCfgInstance& instance, const Field& field, const std::wstring
                   const LoadedFile& file) {
   const std::wstring idPath = field.xpath + L"/InstanceId";
   if (value.empty()) return SetText(instance, idPath, L"");
-  const cfgex::Reference target = TargetNamed(field, value, file);
+  const Reference target = TargetNamed(field, value, file);
   return SetText(instance, field.xpath + L"/Category", target.category) &&
          SetText(instance, idPath, target.id);
 }
@@ -328,7 +326,7 @@ bool SetReferences(CCfgInstance& instance, const Field& field, const std::wstrin
   std::vector<std::wstring> wanted;
   for (const Json& item : ParseList(field, value)) {
     if (!item.is_string()) StopNoValue(field, item, L"text");
-    const cfgex::Reference target = TargetNamed(field, Wide(item.get<std::string>()), file);
+    const Reference target = TargetNamed(field, Wide(item.get<std::string>()), file);
     OS::x_wstring xml;
     if (!store.GetConfiguration(target.id.c_str(), target.category.c_str(), xml))
       throw Stop(kInvalid, Quoted(target.id) + L" cannot be read from the store");

@@ -23,8 +23,8 @@ struct Field {
 Field FindField(const Element& instance, const std::wstring& path);
 
 // The type that decides how the library reads and writes the field; kUnknown for any other.
-cfgex::FieldType TypeOf(const Element& element);
-bool IsListType(cfgex::FieldType type);
+FieldType TypeOf(const Element& element);
+bool IsListType(FieldType type);
 
 // The value: numbers and truth values as such, a reference as {"category", "id"} or null, lists as
 // arrays, all else as objects and texts.

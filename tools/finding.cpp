@@ -6,12 +6,6 @@
 
 namespace cfgexctl {
 
-using cfgex::As;
-using cfgex::ComPtr;
-using cfgex::IXMLDOMElement;
-using cfgex::IXMLDOMNode;
-using cfgex::IXMLDOMNodeList;
-
 std::vector<ComPtr<IXMLDOMElement>> ChildElements(const ComPtr<IXMLDOMElement>& element) {
   std::vector<ComPtr<IXMLDOMElement>> children;
   const ComPtr<IXMLDOMNodeList> nodes = element->get_childNodes();
@@ -42,7 +36,7 @@ namespace {
 // The element's part of a field path: its name, and its number where it has brothers.
 std::wstring Step(const ComPtr<IXMLDOMElement>& element) {
   const std::wstring name = element->get_tagName();
-  const auto [number, count] = cfgex::CountBrothers(element);
+  const auto [number, count] = CountBrothers(element);
   std::wstring index = L"[" + std::to_wstring(number) + L"]";
   if (name == L"Item") return index;
   return count > 1 ? name + index : name;
@@ -86,7 +80,7 @@ const wchar_t* AdviceFor(const std::string& rule) {
 
 }  // namespace
 
-Finding Explain(const cfgex::Fault& fault, const std::wstring& file) {
+Finding Explain(const Fault& fault, const std::wstring& file) {
   Finding finding;
   finding.file = fault.file.empty() ? file : fault.file;
   finding.place = fault.place;
@@ -112,9 +106,9 @@ Finding Explain(const cfgex::Fault& fault, const std::wstring& file) {
   return finding;
 }
 
-std::vector<Finding> Explain(const cfgex::FaultList& list, const std::wstring& file) {
+std::vector<Finding> Explain(const FaultList& list, const std::wstring& file) {
   std::vector<Finding> findings;
-  for (const cfgex::Fault& fault : list.faults) findings.push_back(Explain(fault, file));
+  for (const Fault& fault : list.faults) findings.push_back(Explain(fault, file));
   return findings;
 }
 

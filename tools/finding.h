@@ -12,7 +12,7 @@ namespace cfgexctl {
 
 struct Finding {
   std::wstring file;
-  cfgex::Place place;
+  Place place;
   std::wstring category;  // of the instance, with its id; empty outside of instances
   std::wstring id;
   std::wstring field;  // as the commands take it; empty if the instance itself is at fault
@@ -26,16 +26,16 @@ struct Finding {
 
 // Where an element stands: its instance, and the path of its field.
 struct Location {
-  cfgex::ComPtr<cfgex::IXMLDOMElement> instance;  // none outside of instances
+  ComPtr<IXMLDOMElement> instance;  // none outside of instances
   std::wstring category;
   std::wstring id;
   std::wstring field;
 };
-Location Locate(const cfgex::ComPtr<cfgex::IXMLDOMElement>& element);
+Location Locate(const ComPtr<IXMLDOMElement>& element);
 
 // The engine's fault in a file, with what the element tells.
-Finding Explain(const cfgex::Fault& fault, const std::wstring& file);
-std::vector<Finding> Explain(const cfgex::FaultList& list, const std::wstring& file);
+Finding Explain(const Fault& fault, const std::wstring& file);
+std::vector<Finding> Explain(const FaultList& list, const std::wstring& file);
 
 std::wstring AsText(const Finding& finding);  // one line
 Json AsJson(const Finding& finding);
@@ -43,12 +43,10 @@ Json AsJson(const std::vector<Finding>& findings);
 
 // --- Elements, as every source needs them
 
-std::vector<cfgex::ComPtr<cfgex::IXMLDOMElement>> ChildElements(
-    const cfgex::ComPtr<cfgex::IXMLDOMElement>& element);
+std::vector<ComPtr<IXMLDOMElement>> ChildElements(const ComPtr<IXMLDOMElement>& element);
 // The first child of that name; none if there is none.
-cfgex::ComPtr<cfgex::IXMLDOMElement> ChildElement(
-    const cfgex::ComPtr<cfgex::IXMLDOMElement>& element, std::wstring_view name);
+ComPtr<IXMLDOMElement> ChildElement(const ComPtr<IXMLDOMElement>& element, std::wstring_view name);
 // The text of the child InstanceId; empty if there is none.
-std::wstring IdOf(const cfgex::ComPtr<cfgex::IXMLDOMElement>& instance);
+std::wstring IdOf(const ComPtr<IXMLDOMElement>& instance);
 
 }  // namespace cfgexctl

@@ -94,7 +94,7 @@ int Print(const Stop& stop, bool asJson) {
 
 std::string Narrow(std::wstring_view text) {
   try {
-    return cfgex::ToUtf8(text);
+    return ToUtf8(text);
   } catch (const _com_error&) {
     return "?";
   }
@@ -102,7 +102,7 @@ std::string Narrow(std::wstring_view text) {
 
 std::wstring Wide(const std::string& argument) {
   try {
-    return cfgex::FromUtf8(argument);
+    return FromUtf8(argument);
   } catch (const _com_error&) {
     throw Stop(kUsage, L"an argument is not UTF-8");
   }
@@ -154,7 +154,7 @@ std::atomic<bool> g_ProgressIsShown{false};
 }  // namespace
 
 Progress::Progress(std::string what) : m_What(std::move(what)) {
-  if (cfgex::IsTerminal(cfgex::StandardStream::kError) && !g_ProgressIsShown.exchange(true))
+  if (IsTerminal(StandardStream::kError) && !g_ProgressIsShown.exchange(true))
     m_Thread = std::thread(&Progress::Run, this);
 }
 

@@ -14,7 +14,11 @@
 #include <thread>
 #include <vector>
 
+namespace cfgex::internal {}
+
 namespace cfgexctl {
+
+using namespace cfgex::internal;
 
 using Json = nlohmann::ordered_json;
 

@@ -63,7 +63,7 @@ void Referrers(const Arguments& arguments, Report& report) {
   // What is not there any more may still be referred to.
   const std::wstring name = Wide(arguments.instance);
   const Element instance = file.TryFind(name);
-  const cfgex::Reference parts = ParseName(name);
+  const Reference parts = ParseName(name);
   const Name wanted = instance ? KeyOf(instance) : Name{parts.category, parts.id};
   std::size_t count = 0;
   report.data.update(JsonName(wanted.first, wanted.second));

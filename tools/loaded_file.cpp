@@ -5,15 +5,10 @@
 
 namespace cfgexctl {
 
-using cfgex::As;
-using cfgex::ExplainedDocument;
-using cfgex::IXMLDOMElement;
-using cfgex::IXMLDOMSchemaCollection2;
-
 namespace {
 
 [[noreturn]] void StopUnreadable(const std::wstring& path) {
-  const cfgex::ReadFailure why = cfgex::WhyUnreadable(path);
+  const ReadFailure why = WhyUnreadable(path);
   throw Stop(why.is_missing ? kMissing : kFailed, OnOneLine(path) + L": " + why.reason);
 }
 
@@ -24,9 +19,9 @@ ExplainedDocument ReadDocument(const std::string& bytes, const std::wstring& pat
 
 }  // namespace
 
-std::string ReadFileBytes(const std::wstring& path, cfgex::FileState* state) {
+std::string ReadFileBytes(const std::wstring& path, FileState* state) {
   std::string bytes;
-  if (cfgex::ReadWholeFile(path, bytes, state) != cfgex::Reading::kDone) StopUnreadable(path);
+  if (ReadWholeFile(path, bytes, state) != Reading::kDone) StopUnreadable(path);
   return bytes;
 }
 
@@ -35,9 +30,9 @@ CCfgOption OpenSchema(const std::wstring& path) {
   CCfgOption option;
   if (option.Initialize(path.c_str())) return option;
   ReadFileBytes(path);
-  const cfgex::SchemaFiles files(path);
+  const SchemaFiles files(path);
   std::vector<Finding> findings;
-  for (const cfgex::Fault& fault : files.Faults()) findings.push_back(Explain(fault, path));
+  for (const Fault& fault : files.Faults()) findings.push_back(Explain(fault, path));
   throw Stop(kInvalid, OnOneLine(path) + L": this schema is not accepted", std::move(findings));
 }
 
@@ -58,9 +53,9 @@ LoadedFile::LoadedFile(CCfgOption option, const std::wstring& path, std::string 
   m_Root = m_Document.Document()->get_documentElement();
 }
 
-cfgex::FaultList LoadedFile::Validate(std::size_t limit) const {
+FaultList LoadedFile::Validate(std::size_t limit) const {
   const Progress progress("checking " + Narrow(m_Path));
-  cfgex::FaultList list =
+  FaultList list =
       m_Document.Validate(As<IXMLDOMSchemaCollection2>(m_Option.GetSchemaCache()), limit);
   // The schema may accept other roots; the library does not.
   if (list.total == 0 && !m_Root->selectSingleNode(L"/Configuration")) {
@@ -76,7 +71,7 @@ cfgex::FaultList LoadedFile::Validate(std::size_t limit) const {
 
 void LoadedFile::RequireValid(std::wstring_view hint) const {
   constexpr std::size_t kFew = 3;
-  const cfgex::FaultList list = Validate(kFew);
+  const FaultList list = Validate(kFew);
   if (list.total == 0) return;
   throw Stop(kInvalid,
              OnOneLine(m_Path) + L": not valid, " + Counted(list.total, L"fault", L"faults") +
@@ -95,7 +90,7 @@ void LoadedFile::ForEachInstance(const std::function<void(const Element&)>& visi
   }
 }
 
-cfgex::Reference ParseName(const std::wstring& name) {
+Reference ParseName(const std::wstring& name) {
   const std::size_t colon = name.find(L':');
   if (colon == std::wstring::npos) return {L"", name, false};
   return {name.substr(0, colon), name.substr(colon + 1), false};
@@ -103,8 +98,8 @@ cfgex::Reference ParseName(const std::wstring& name) {
 
 // An id may hold a colon: it is tried whole first.
 Element LoadedFile::TryFind(const std::wstring& name) const {
-  if (Element whole = cfgex::FindInstanceElement(m_Root, name.c_str(), L"*")) return whole;
-  const cfgex::Reference parts = ParseName(name);
+  if (Element whole = FindInstanceElement(m_Root, name.c_str(), L"*")) return whole;
+  const Reference parts = ParseName(name);
   return parts.category.empty() ? nullptr : Target(parts);
 }
 
@@ -113,8 +108,8 @@ Element LoadedFile::Find(const std::wstring& name) const {
   throw Stop(kMissing, L"there is no instance " + Quoted(name) + L" in " + OnOneLine(m_Path));
 }
 
-Element LoadedFile::Target(const cfgex::Reference& reference) const {
-  return cfgex::FindReferencedInstance(m_Root, reference.id, reference.category);
+Element LoadedFile::Target(const Reference& reference) const {
+  return FindReferencedInstance(m_Root, reference.id, reference.category);
 }
 
 std::vector<Edge> ReferencesOf(const Element& instance) {
@@ -123,7 +118,7 @@ std::vector<Edge> ReferencesOf(const Element& instance) {
   const long length = ids->get_length();
   for (long index = 0; index < length; ++index) {
     const auto id = ids->get_item(index);
-    auto reference = cfgex::ReadReference(id);
+    auto reference = ReadReference(id);
     if (!reference) continue;
     const auto element = As<IXMLDOMElement>(id->get_parentNode());
     edges.push_back({instance, Locate(element).field, element, std::move(*reference)});

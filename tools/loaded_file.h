@@ -19,7 +19,7 @@
 
 namespace cfgexctl {
 
-using Element = cfgex::ComPtr<cfgex::IXMLDOMElement>;
+using Element = ComPtr<IXMLDOMElement>;
 
 // How many faults are told at most; the others are counted.
 inline constexpr std::size_t kMostFindings = 1000;
@@ -28,13 +28,13 @@ inline constexpr std::size_t kMostFindings = 1000;
 // and what is wrong with it when it is none.
 CCfgOption OpenSchema(const std::wstring& path);
 // The file's content, and its state at that time. Stops with kMissing or kFailed.
-std::string ReadFileBytes(const std::wstring& path, cfgex::FileState* state = nullptr);
+std::string ReadFileBytes(const std::wstring& path, FileState* state = nullptr);
 
 struct Edge {
   Element from;        // the instance
   std::wstring field;  // the path of the reference in it
   Element element;     // the reference itself
-  cfgex::Reference target;
+  Reference target;
 };
 
 class LoadedFile {
@@ -43,10 +43,10 @@ class LoadedFile {
   LoadedFile(CCfgOption option, const std::wstring& path);
   // The same for a content that was read, by whatever way, from `path`.
   LoadedFile(CCfgOption option, const std::wstring& path, std::string bytes,
-             cfgex::ExplainedDocument document);
+             ExplainedDocument document);
 
   // Holds the document against the schema.
-  cfgex::FaultList Validate(std::size_t limit) const;
+  FaultList Validate(std::size_t limit) const;
   // Stops with kInvalid and the faults unless it is valid; `hint` says what to do instead.
   void RequireValid(std::wstring_view hint) const;
 
@@ -54,7 +54,7 @@ class LoadedFile {
   const std::wstring& Path() const { return m_Path; }
   const std::string& Bytes() const { return m_Bytes; }
   Element Root() const { return m_Root; }
-  cfgex::Place PlaceOf(const Element& element) const { return m_Document.PlaceOf(element); }
+  Place PlaceOf(const Element& element) const { return m_Document.PlaceOf(element); }
 
   // Calls for every instance, in document order.
   void ForEachInstance(const std::function<void(const Element&)>& visit) const;
@@ -62,13 +62,13 @@ class LoadedFile {
   Element TryFind(const std::wstring& name) const;
   Element Find(const std::wstring& name) const;
   // The instance that a reference names; none if it leads nowhere.
-  Element Target(const cfgex::Reference& reference) const;
+  Element Target(const Reference& reference) const;
 
  private:
   CCfgOption m_Option;
   std::wstring m_Path;
   std::string m_Bytes;
-  cfgex::ExplainedDocument m_Document;
+  ExplainedDocument m_Document;
   Element m_Root;
 };
 
@@ -76,7 +76,7 @@ class LoadedFile {
 std::vector<Edge> ReferencesOf(const Element& instance);
 
 // "CATEGORY:ID" in two parts; the category is empty where there is no colon.
-cfgex::Reference ParseName(const std::wstring& name);
+Reference ParseName(const std::wstring& name);
 // An instance as one word, and as the beginning of a JSON object.
 std::wstring NameOf(const Element& instance);
 Json JsonName(const std::wstring& category, const std::wstring& id);

@@ -20,7 +20,7 @@ PrivateStore::PrivateStore(CCfgOption option, std::string_view bytes)
 
 void PrivateStore::Open(std::string_view bytes) {
   const std::wstring path = m_Folder.Path(kFileName);
-  cfgex::ReplaceFile(path, bytes);
+  ReplaceFile(path, bytes);
   if (!m_Store.Initialize(path.c_str())) throw Stop(kInvalid, L"the library refuses the file");
 }
 

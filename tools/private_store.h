@@ -27,7 +27,7 @@ class PrivateStore {
  private:
   void Open(std::string_view bytes);
 
-  cfgex::PrivateFolder m_Folder;
+  PrivateFolder m_Folder;
   CCfgOption m_Option;
   CCfgConfigurationEx m_Store;
 };

@@ -27,7 +27,7 @@ void Deliver(const std::string& path, const std::string& content, Report& report
     report.Raw(content);
     return;
   }
-  cfgex::ReplaceFile(Wide(path), content);
+  ReplaceFile(Wide(path), content);
   report.data["output"] = path;
 }
 
@@ -37,7 +37,7 @@ namespace {
 std::wstring LabelOf(const Element& instance) {
   for (const Element& child : ChildElements(instance)) {
     if (child->get_tagName() == L"InstanceId") continue;
-    if (cfgex::CheckFieldType(child, cfgex::FieldType::kString)) return child->get_text();
+    if (CheckFieldType(child, FieldType::kString)) return child->get_text();
   }
   return {};
 }

@@ -23,7 +23,7 @@ State StateOf(const CCfgOption& option, const std::wstring& path) {
   try {
     state.file.emplace(ReadCopy(option, path));
     state.content = ContentOf(*state.file);
-    const cfgex::FaultList list = state.file->Validate(1);
+    const FaultList list = state.file->Validate(1);
     state.valid = list.total == 0;
     state.condition =
         state.valid ? L"valid" : L"not valid, " + Counted(list.total, L"fault", L"faults");
@@ -49,11 +49,11 @@ void ListCopies(const Arguments& arguments, const CCfgOption& option, Report& re
     const State state = StateOf(option, copy.path);
     report.Line(L"");
     report.Line(copy.kind + L" " + OnOneLine(copy.path));
-    report.Line(L"  written " + Wide(cfgex::LocalTimeText(copy.written)) + L", " +
+    report.Line(L"  written " + Wide(LocalTimeText(copy.written)) + L", " +
                 Counted(copy.size, L"byte", L"bytes") + L", " + state.condition);
     Json json = {{"kind", Narrow(copy.kind)},
                  {"path", Narrow(copy.path)},
-                 {"written", cfgex::UniversalTimeText(copy.written)},
+                 {"written", UniversalTimeText(copy.written)},
                  {"size", copy.size},
                  {"valid", state.valid},
                  {"state", Narrow(state.condition)}};
@@ -112,7 +112,7 @@ void PutCopyInPlace(const Arguments& arguments, const CCfgOption& option, Report
   if (state.file && state.file->Bytes().find('\0') != std::string::npos) {
     state.file->Root()->get_ownerDocument()->save(path);
   } else {
-    cfgex::ReplaceFile(path, bytes);
+    ReplaceFile(path, bytes);
   }
   report.Line(OnOneLine(path) + L" holds the content of " + OnOneLine(from) + L" now");
 }

@@ -9,25 +9,12 @@
 
 namespace cfgexctl {
 
-using cfgex::As;
-using cfgex::ComplexType;
-using cfgex::EffectiveContent;
-using cfgex::ExplainedDocument;
-using cfgex::IXMLDOMElement;
-using cfgex::IXMLDOMSchemaCollection2;
-using cfgex::Origin;
-using cfgex::Particle;
-using cfgex::ParticleKind;
-using cfgex::SchemaElement;
-using cfgex::SchemaModel;
-using cfgex::SchemaType;
-
 namespace {
 
 class Rules {
  public:
-  Rules(const std::wstring& path, const cfgex::SchemaFiles& files)
-      : m_Path(path), m_Files(files), m_File(cfgex::OpenSchemaFile(path)), m_Model(m_File->model) {
+  Rules(const std::wstring& path, const SchemaFiles& files)
+      : m_Path(path), m_Files(files), m_File(OpenSchemaFile(path)), m_Model(m_File->model) {
     m_Option.Initialize(path.c_str());
   }
 
@@ -47,8 +34,8 @@ class Rules {
   bool Accepts(const std::wstring& text, std::wstring& why) const;
 
   const std::wstring& m_Path;
-  const cfgex::SchemaFiles& m_Files;
-  cfgex::ComPtr<cfgex::SchemaFile> m_File;
+  const SchemaFiles& m_Files;
+  ComPtr<SchemaFile> m_File;
   const SchemaModel& m_Model;
   CCfgOption m_Option;
   std::vector<Finding> m_Findings;
@@ -165,9 +152,9 @@ void Rules::Categories() {
     return;
   }
   const std::vector<const Particle*> content = EffectiveContent(*groupType);
-  const bool free = content.size() == 1 && content[0]->max == cfgex::kUnbounded &&
+  const bool free = content.size() == 1 && content[0]->max == kUnbounded &&
                     content[0]->group != nullptr &&
-                    (content[0]->group->compositor == cfgex::Compositor::kChoice ||
+                    (content[0]->group->compositor == Compositor::kChoice ||
                      content[0]->group->particles.size() == 1);
   if (!free)
     Add(origin, true, "order", L"Category does not hold any number of instances in any order.",
@@ -218,7 +205,6 @@ void Rules::Category(const SchemaElement& category) {
 
 // Whether some overload of the accessors reads a field of the type.
 bool IsRead(const SchemaType& type) {
-  using cfgex::FieldType;
   const auto isObject = [](FieldType one) {
     return one == FieldType::kEmbeddedObject || one == FieldType::kEmbeddedObjectArray;
   };
@@ -227,17 +213,17 @@ bool IsRead(const SchemaType& type) {
   };
   const auto bases = type.item->get_baseTypes();
   const FieldType base = bases->get_length() == 1
-                             ? cfgex::FieldTypeFromName(bases->get_item(0)->get_name())
+                             ? FieldTypeFromName(bases->get_item(0)->get_name())
                              : FieldType::kUnknown;
   if (isObject(base) && !type.name.empty()) return true;
-  return isRead(cfgex::FieldTypeFromName(type.name)) || isRead(base);
+  return isRead(FieldTypeFromName(type.name)) || isRead(base);
 }
 
 // Whether the type has a value, not only fields that paths reach.
 bool HoldsValue(const SchemaType& type) {
   const ComplexType* complex = type.complex;
   return complex == nullptr || complex->has_simple_content || complex->is_mixed ||
-         cfgex::FieldTypeFromName(type.name) != cfgex::FieldType::kUnknown;
+         FieldTypeFromName(type.name) != FieldType::kUnknown;
 }
 
 void Rules::Fields(const SchemaElement& category) {
@@ -257,7 +243,7 @@ void Rules::Fields(const SchemaElement& category) {
       const SchemaType* base = field->type->base;
       const SchemaType* far = base != nullptr ? base->base : nullptr;
       if (field->type->schema != nullptr && far != nullptr && IsRead(*far) &&
-          cfgex::FieldTypeFromName(far->name) != cfgex::FieldType::kUnknown) {
+          FieldTypeFromName(far->name) != FieldType::kUnknown) {
         Add(origin, true, "two steps",
             L"The type " + field->type->name + L" of the field " + field->name +
                 L" is derived from " + far->name + L" in two steps.",
@@ -327,7 +313,7 @@ std::vector<Finding> Rules::Run() {
 
 }  // namespace
 
-std::vector<Finding> HoldAgainstLibrary(const std::wstring& path, const cfgex::SchemaFiles& files) {
+std::vector<Finding> HoldAgainstLibrary(const std::wstring& path, const SchemaFiles& files) {
   return Rules(path, files).Run();
 }
 

@@ -7,6 +7,6 @@
 namespace cfgexctl {
 
 // Holds a schema that compiles against what the library asks for.
-std::vector<Finding> HoldAgainstLibrary(const std::wstring& path, const cfgex::SchemaFiles& files);
+std::vector<Finding> HoldAgainstLibrary(const std::wstring& path, const SchemaFiles& files);
 
 }  // namespace cfgexctl

@@ -7,7 +7,7 @@
 #include "platform/dom/schema_collection.h"
 #include "platform/os/fault_point.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 namespace {
 
 using namespace std::string_view_literals;
@@ -35,4 +35,4 @@ ComPtr<IUnknown> CreateObject(std::wstring_view progId) {
   return nullptr;
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -5,7 +5,7 @@
 
 #include "platform/os/com_ptr.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 // A new object of the class with the name `progId`, or none if there is no such class: a document
 // ("MSXML2.DOMDocument." and "6.0", "4.0" or "3.0") or a schema cache ("MSXML2.XMLSchemaCache."
@@ -18,4 +18,4 @@ ComPtr<I> CreateObject(std::wstring_view progId) {
   return As<I>(CreateObject(progId));
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

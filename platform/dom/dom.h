@@ -22,7 +22,7 @@
 #include "platform/os/file.h"
 #include "platform/tree/limits.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 class IXMLDOMDocument2;
 class IXMLDOMNodeList;
@@ -164,4 +164,4 @@ class IXMLDOMDocument2 : public IXMLDOMDocument {
   virtual ComPtr<IXMLDOMParseError> validate() = 0;
 };
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -16,7 +16,7 @@
 #include "platform/tree/namespaces.h"
 #include "platform/tree/serializer.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 namespace {
 
 class ParseError final : public Counted<IXMLDOMParseError> {
@@ -174,4 +174,4 @@ ComPtr<IXMLDOMParseError> Document::validate() {
   return MakeCounted<ParseError>(m_Changes.Validate(Tree(), *cache));
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

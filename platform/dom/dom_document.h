@@ -10,7 +10,7 @@
 #include "platform/dom/tree_changes.h"
 #include "platform/tree/parser.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 class SchemaCache;
 
@@ -67,4 +67,4 @@ class Document final : public NodeObject<IXMLDOMDocument2> {
   Counter<&LiveCounts::documents> m_Counter;
 };
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -11,7 +11,7 @@
 #include "platform/tree/engine.h"
 #include "platform/tree/namespaces.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 namespace {
 
 // Whether a name in the tree has this prefix by virtue of a declaration outside of it, or by none
@@ -147,4 +147,4 @@ PrefixedName SplitName(std::wstring_view name) {
   return {ToUtf8(prefix), ToUtf8(local)};
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -11,7 +11,7 @@
 #include "platform/tree/namespaces.h"
 #include "platform/tree/serializer.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 namespace {
 
 template <class T>
@@ -308,4 +308,4 @@ std::wstring Xml(xmlNode* c_node) {
 }
 
 }  // namespace dom
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -6,7 +6,7 @@
 #include "platform/dom/dom.h"
 #include "platform/dom/node_tree.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 // The engine's node behind an object, a document included; null for none. It stays the object's.
 xmlNode* EngineNode(IXMLDOMNode* node);
@@ -89,4 +89,4 @@ class Element final : public WrapperObject<IXMLDOMElement> {
   void setAttributeNode(const ComPtr<IXMLDOMAttribute>& attribute) override;
 };
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -17,7 +17,7 @@
 #include "platform/tree/engine.h"
 #include "platform/tree/parser.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 namespace {
 
 struct ElementRecord {
@@ -44,7 +44,7 @@ class ExplainedDocument::CImpl final : public ParseObserver {
   void OnRefused(xmlParserCtxt* c_parser, ParseRefusal refusal) noexcept override;
   void OnPart(XmlDocPtr part) noexcept override { m_PartTree = std::move(part); }
 
-  ComPtr<cfgex::Document> m_pWhole;
+  ComPtr<internal::Document> m_pWhole;
   std::optional<Fault> m_Refusal;
 
  private:
@@ -52,7 +52,7 @@ class ExplainedDocument::CImpl final : public ParseObserver {
   void BlameNullCharacter(std::string_view bytes);
 
   XmlDocPtr m_PartTree;
-  ComPtr<cfgex::Document> m_pPart;
+  ComPtr<internal::Document> m_pPart;
   const xmlNode* m_c_open = nullptr;  // the innermost open element at the refusal
   mutable std::vector<ElementRecord> m_Elements;
   mutable bool m_Sorted = false;
@@ -66,14 +66,14 @@ void ExplainedDocument::CImpl::Read(std::string_view bytes, TextEncoding encodin
   if (m_OutOfMemory) throw std::bad_alloc();
   if (tree != nullptr) {
     m_Refusal.reset();  // a complaint that did not lead to refusal
-    m_pWhole = MakeCounted<cfgex::Document>();
+    m_pWhole = MakeCounted<internal::Document>();
     m_pWhole->Adopt(std::move(tree));
     return;
   }
   if (!m_Refusal) m_Refusal = Fault{.rule = "well-formed", .message = L"This is no XML."};
   BlameNullCharacter(bytes);
   if (m_PartTree == nullptr) return;
-  m_pPart = MakeCounted<cfgex::Document>();
+  m_pPart = MakeCounted<internal::Document>();
   m_pPart->Adopt(std::move(m_PartTree));
   m_Refusal->is_partial = true;
   if (m_c_open != nullptr && m_c_open->type == XML_ELEMENT_NODE)
@@ -285,4 +285,4 @@ Brothers CountBrothers(const ComPtr<IXMLDOMElement>& element) {
   return brothers;
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

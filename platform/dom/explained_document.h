@@ -12,7 +12,7 @@
 #include "platform/dom/fault.h"
 #include "platform/schema/schema_model.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 class ExplainedDocument {
  public:
@@ -51,4 +51,4 @@ struct Brothers {
 };
 Brothers CountBrothers(const ComPtr<IXMLDOMElement>& element);
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

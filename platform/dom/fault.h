@@ -6,7 +6,7 @@
 
 #include "platform/dom/dom.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 // Where something stands in a file: both from 1, 0 where not known. A column counts characters as
 // far as the engine does, bytes otherwise.
@@ -36,4 +36,4 @@ struct FaultList {
   std::size_t total = 0;      // how many there are
 };
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

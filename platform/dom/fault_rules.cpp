@@ -6,7 +6,7 @@
 #include "cfgex/com_error.h"
 #include "platform/os/encoding.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 namespace {
 
 struct NamedRule {
@@ -166,4 +166,4 @@ bool RepeatsFacet(int code, int previousCode) noexcept {
          previousCode <= XML_SCHEMAV_CVC_ENUMERATION_VALID;
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

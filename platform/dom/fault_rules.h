@@ -8,7 +8,7 @@
 #include "platform/dom/fault.h"
 #include "platform/tree/parser.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 // The name of the rule that the error tells to be broken.
 std::string RuleOf(const xmlError& error);
@@ -21,4 +21,4 @@ bool RepeatsFacet(int code, int previousCode) noexcept;
 // Whatever bytes there are, as text; what is not UTF-8 becomes "?".
 std::wstring LenientText(const char* text);
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -4,7 +4,7 @@
 #include <new>
 #include <utility>
 
-namespace cfgex {
+namespace cfgex::internal {
 namespace {
 
 // A changed item costs the serialisation of its part, and each part a place in the list and a piece
@@ -188,4 +188,4 @@ bool FileText::IsKnownToIndent(const xmlNode* c_item) {
 
 void FileText::SeenToIndent(const xmlNode* c_item) { m_Items.at(c_item).indents = true; }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -12,7 +12,7 @@
 
 #include "platform/tree/serializer.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 // Items are the root element, the elements below it, and the elements below those. A part is the
 // text from the start tag of one item up to that of another: the end tags in between, comments and
@@ -69,4 +69,4 @@ class FileText final : private FileTextObserver {
   std::size_t m_FullSize = 0;
 };
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -7,7 +7,7 @@
 #include "platform/os/encoding.h"
 #include "platform/tree/namespaces.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 namespace {
 
 // A member of a substitution group in the place of its head: how often it occurs is the place's.
@@ -354,4 +354,4 @@ bool InstanceGenerator::CanBeMade(const Particle& particle) {
   return result;
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -12,7 +12,7 @@
 #include "platform/dom/xml_schema.h"
 #include "platform/schema/schema_components.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 // What an instance is made of: an element, or a type that has no element.
 struct InstanceRoot {
@@ -106,4 +106,4 @@ class InstanceGenerator {
   std::size_t m_SearchLeft = kMaxGenerated;
 };
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

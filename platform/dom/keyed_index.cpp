@@ -18,7 +18,7 @@
 #include "platform/dom/node_tree.h"
 #include "platform/tree/namespaces.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 namespace {
 
 constexpr std::size_t kMaxGroups = 4;
@@ -427,4 +427,4 @@ bool KeyedIndexes::IsRight() const {
                      [](const auto& index) { return index->IsRight(); });
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

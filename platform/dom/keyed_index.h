@@ -12,7 +12,7 @@
 #include <unordered_set>
 #include <vector>
 
-namespace cfgex {
+namespace cfgex::internal {
 
 class GroupIndex;
 
@@ -62,4 +62,4 @@ bool MatchesStep(const xmlNode* c_node, const std::string& step) noexcept;
 // Whether the element has a child `key` whose text is `value`.
 bool HasKey(const xmlNode* c_element, const std::string& key, const std::string& value);
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

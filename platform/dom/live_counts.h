@@ -4,7 +4,7 @@
 
 #include <atomic>
 
-namespace cfgex {
+namespace cfgex::internal {
 
 struct LiveCounts {
   std::atomic<long> documents{0};
@@ -23,4 +23,4 @@ class Counter {
   Counter& operator=(const Counter&) = delete;
 };
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

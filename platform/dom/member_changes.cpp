@@ -22,7 +22,7 @@
 #include "platform/schema/schema_separation.h"
 #include "platform/tree/namespaces.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 namespace {
 
 // Where in its document a node is.
@@ -236,4 +236,4 @@ bool MemberChanges::AreChangesValid(const xmlDoc* c_document, const SchemaCache&
   return m_Pending.empty();
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

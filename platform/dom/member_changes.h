@@ -9,7 +9,7 @@
 #include "platform/dom/file_text.h"
 #include "platform/schema/schema_cache.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 // Groups are the children of the root, members theirs; the frame is everything but the members.
 class MemberChanges {
@@ -42,4 +42,4 @@ class MemberChanges {
   FileText m_Text;
 };
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

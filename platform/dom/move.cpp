@@ -15,7 +15,7 @@
 #include "platform/dom/node_tree.h"
 #include "platform/tree/namespaces.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 namespace {
 
 // The fragment that the tree leaves. Its root or the root's parent has an object.
@@ -268,4 +268,4 @@ void Move::Settle() noexcept {
   }
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

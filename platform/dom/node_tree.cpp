@@ -8,7 +8,7 @@
 #include "platform/os/fault_point.h"
 #include "platform/tree/namespaces.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 namespace {
 
 template <class T>
@@ -234,4 +234,4 @@ xmlNode* Copier::Copy() {
 
 xmlNode* CopyTree(const xmlNode* c_root) { return Copier(c_root).Copy(); }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

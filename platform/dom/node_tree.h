@@ -14,7 +14,7 @@
 #include "platform/dom/live_counts.h"
 #include "platform/tree/tree_walk.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 class Document;
 
@@ -174,4 +174,4 @@ class Move {
   std::vector<xmlNs*> m_Pruned;                         // to be taken from the root
 };
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

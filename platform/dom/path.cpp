@@ -18,7 +18,7 @@
 #include "platform/tree/engine.h"
 #include "platform/tree/namespaces.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 namespace {
 
 enum class Wanted { kFirst, kAll };
@@ -250,4 +250,4 @@ xmlNode* FindFirst(xmlNode* c_context, std::wstring_view path) {
   return found.empty() ? nullptr : found.front();
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-namespace cfgex {
+namespace cfgex::internal {
 
 // The nodes that the path leads to from `c_context`, in document order; the first of them, or null.
 // A malformed path, and one that does not yield nodes, raise _com_error. Namespace nodes are left
@@ -22,4 +22,4 @@ namespace cfgex {
 std::vector<xmlNode*> FindAll(xmlNode* c_context, std::wstring_view path);
 xmlNode* FindFirst(xmlNode* c_context, std::wstring_view path);
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

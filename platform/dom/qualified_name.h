@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-namespace cfgex {
+namespace cfgex::internal {
 
 struct PrefixedName {
   std::string prefix;  // "" for none
@@ -14,4 +14,4 @@ struct PrefixedName {
 // Splits "prefix:local" or "local" and converts it. Raises for what is no such name.
 PrefixedName SplitName(std::wstring_view name);
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

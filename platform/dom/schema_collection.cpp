@@ -3,7 +3,7 @@
 #include "platform/dom/dom_document.h"
 #include "platform/os/fault_point.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 void SchemaCollection::add(std::wstring_view namespaceUri,
                            const ComPtr<IXMLDOMDocument2>& document) {
@@ -20,4 +20,4 @@ ComPtr<ISchemaItem> SchemaCollection::getDeclaration(const ComPtr<IXMLDOMNode>& 
   return ComPtr<ISchemaItem>(DeclarationOf(EngineNode(node.get())));
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -4,7 +4,7 @@
 #include "platform/dom/dom.h"
 #include "platform/schema/schema_cache.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 class SchemaCollection final : public SchemaCache {
  public:
@@ -12,4 +12,4 @@ class SchemaCollection final : public SchemaCache {
   ComPtr<ISchemaItem> getDeclaration(const ComPtr<IXMLDOMNode>& node) override;
 };
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -7,7 +7,7 @@
 #include "platform/dom/node_tree.h"
 #include "platform/tree/namespaces.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 namespace {
 
 // Forgets the declarations found for the elements below `c_element`; its own stays.
@@ -145,4 +145,4 @@ void TreeChanges::Restart() noexcept {
   ++m_Count;
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -30,7 +30,7 @@
 #include "platform/dom/keyed_index.h"
 #include "platform/dom/member_changes.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 class TreeChanges {
  public:
@@ -75,4 +75,4 @@ class TreeChanges {
   unsigned long m_Count = 0;
 };
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

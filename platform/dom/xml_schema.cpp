@@ -12,7 +12,7 @@
 #include "platform/os/encoding.h"
 #include "platform/schema/schema_file.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 namespace {
 
 // A global component by its name alone: that of the schema's own namespace before all others, which
@@ -139,4 +139,4 @@ std::wstring CXMLSchema::CreateXmlInstance(const wchar_t* name, CSchemaElementCa
   return element ? element->get_xml() : std::wstring();
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -10,7 +10,7 @@
 #include "platform/dom/dom.h"
 #include "platform/schema/schema_model.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 // What the generator tells its callback about one element of the schema.
 class CSchemaElementInfo {
@@ -84,4 +84,4 @@ class CXMLSchema {
   CImpl* m_pImpl;
 };
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -11,7 +11,7 @@
 #include "cfgex/com_error.h"
 #include "cfgex/unknown.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 // A pointer that owns one count, or nothing. Any use of an absent object raises _com_error.
 template <class I>
@@ -94,4 +94,4 @@ ComPtr<T> MakeCounted(Args&&... args) {
   return ComPtr<T>::Adopt(new T(std::forward<Args>(args)...));
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

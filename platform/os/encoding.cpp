@@ -7,7 +7,7 @@
 
 #include "cfgex/com_error.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 namespace {
 
@@ -175,4 +175,4 @@ bool IsNCName(std::wstring_view text) noexcept {
                      [](wchar_t character) { return IsNameCharacter(CodeOf(character)); });
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

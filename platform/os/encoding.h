@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-namespace cfgex {
+namespace cfgex::internal {
 
 // Converts every character; malformed input (a surrogate, a number beyond U+10FFFF, a broken or
 // overlong byte sequence) raises _com_error. A null character is kept.
@@ -18,4 +18,4 @@ bool IsXmlText(std::wstring_view text) noexcept;
 // Whether the text is an XML name without a colon (https://www.w3.org/TR/xml-names/#NT-NCName).
 bool IsNCName(std::wstring_view text) noexcept;
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -8,7 +8,7 @@
 
 #include "cfgex/com_error.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 // What the hook is told. A call on files says what it works on, as far as its kind has that.
 struct FaultPoint {
@@ -39,4 +39,4 @@ inline void RaiseFaultHere(const char* operation) {
   if (FaultHere(operation)) throw _com_error(_com_error::kFail, operation);
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

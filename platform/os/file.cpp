@@ -16,7 +16,7 @@
 #include "platform/os/file_calls.h"
 #include "platform/os/file_replace.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 namespace {
 
@@ -242,15 +242,14 @@ void ReplaceAndKeep(const std::wstring& path, const std::wstring& source,
   }
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal
 
 namespace OS {
 
 bool CopyFileW(const std::wstring& source, const std::wstring& target, bool failIfExists) {
-  using cfgex::Over;
+  using namespace cfgex::internal;
   try {
-    cfgex::Copy(cfgex::PathBytes(source), cfgex::PathBytes(target),
-                failIfExists ? Over::kNothing : Over::kOldCopy);
+    Copy(PathBytes(source), PathBytes(target), failIfExists ? Over::kNothing : Over::kOldCopy);
     return true;
   } catch (const _com_error&) {
     return false;

@@ -49,7 +49,7 @@ bool CopyFileW(const std::wstring& source, const std::wstring& target, bool fail
 
 }  // namespace OS
 
-namespace cfgex {
+namespace cfgex::internal {
 
 // The largest file that is read, in bytes: what the engine takes as one text.
 inline constexpr std::size_t kLargestFile = 0x7fffffff;
@@ -138,4 +138,4 @@ void LinkToNewFile(const std::wstring& source, const std::wstring& path);
 void ReplaceAndKeep(const std::wstring& path, const std::wstring& source,
                     const std::wstring& aside);
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -14,7 +14,7 @@
 #include "cfgex/com_error.h"
 #include "platform/os/fault_point.h"
 
-namespace cfgex::file_calls {
+namespace cfgex::internal::file_calls {
 
 namespace {
 
@@ -226,4 +226,4 @@ void RaiseErrno(const char* operation, const std::string& path, int error) {
   throw _com_error(_com_error::kWriteFault, what);
 }
 
-}  // namespace cfgex::file_calls
+}  // namespace cfgex::internal::file_calls

@@ -20,7 +20,7 @@
 
 #include "platform/os/file.h"
 
-namespace cfgex::file_calls {
+namespace cfgex::internal::file_calls {
 
 int Open(const char* path, int flags, mode_t mode = 0) noexcept;
 int Close(int descriptor) noexcept;
@@ -81,4 +81,4 @@ class Descriptor {
 // `errno`.
 [[noreturn]] void RaiseErrno(const char* operation, const std::string& path, int error);
 
-}  // namespace cfgex::file_calls
+}  // namespace cfgex::internal::file_calls

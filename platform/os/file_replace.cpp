@@ -30,7 +30,7 @@
 
 #include "platform/os/file_calls.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 namespace {
 
@@ -343,4 +343,4 @@ void WriteFully(int descriptor, std::span<const std::string_view> pieces, const 
   }
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

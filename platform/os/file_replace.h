@@ -10,7 +10,7 @@
 #include "platform/os/file.h"
 #include "platform/os/file_rights.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 // Writes the whole content to the descriptor, from its position on. Raises _com_error. May be
 // called a second time, with another descriptor.
@@ -42,4 +42,4 @@ void RenameToNew(const std::string& path, const std::string& name);
 // Writes all of it, however many calls that takes. `path` is for the text of the _com_error.
 void WriteFully(int descriptor, std::span<const std::string_view> pieces, const std::string& path);
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

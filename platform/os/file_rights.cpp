@@ -15,7 +15,7 @@
 #include "platform/os/file.h"
 #include "platform/os/file_calls.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 namespace {
 
@@ -206,4 +206,4 @@ void CutRights(int descriptor, FileRights rights, const std::string& path) {
     RaiseErrno("fchmod", path, errno);
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-namespace cfgex {
+namespace cfgex::internal {
 
 struct FileRights {
   uid_t owner = 0;
@@ -38,4 +38,4 @@ void GiveRights(int descriptor, FileRights rights, const std::string& path);
 // do. Raises _com_error where that cannot be done.
 void CutRights(int descriptor, FileRights rights, const std::string& path);
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -18,7 +18,7 @@ std::uint32_t GetTickCount() noexcept {
 }
 
 bool CoCreateGuid(GUID& guid) noexcept {
-  if (cfgex::FaultHere("getrandom")) return false;
+  if (cfgex::internal::FaultHere("getrandom")) return false;
   GUID result{};
   ssize_t got = 0;
   do {

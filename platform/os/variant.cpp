@@ -192,7 +192,7 @@ HRESULT FromBoolean(VARIANT& result, bool value, VARTYPE kind) noexcept {
 
 HRESULT FromNarrowText(VARIANT& result, const char* text) noexcept {
   try {
-    return ToText(result, cfgex::FromUtf8(text));
+    return ToText(result, cfgex::internal::FromUtf8(text));
   } catch (const _com_error&) {
     return Failure(_com_error::kTypeMismatch);
   } catch (const std::bad_alloc&) {
@@ -254,7 +254,8 @@ BSTR SysAllocStringLen(const wchar_t* text, std::size_t length) noexcept {
   constexpr std::size_t kFrame = sizeof(std::size_t) + sizeof(wchar_t);
   constexpr std::size_t kLongest =
       (std::numeric_limits<std::size_t>::max() - kFrame) / sizeof(wchar_t);
-  if (text == nullptr || length > kLongest || cfgex::FaultHere("SysAllocString")) return nullptr;
+  if (text == nullptr || length > kLongest || cfgex::internal::FaultHere("SysAllocString"))
+    return nullptr;
   auto* block = static_cast<std::byte*>(std::malloc(kFrame + length * sizeof(wchar_t)));
   if (block == nullptr) return nullptr;
   std::memcpy(block, &length, sizeof length);

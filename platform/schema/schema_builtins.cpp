@@ -5,7 +5,7 @@
 #include "platform/os/encoding.h"
 #include "platform/schema/schema_components.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 namespace {
 
 struct Builtin {
@@ -110,4 +110,4 @@ void AddBuiltins(SchemaModel& model) {
   }
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

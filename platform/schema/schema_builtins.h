@@ -3,7 +3,7 @@
 
 #include <string_view>
 
-namespace cfgex {
+namespace cfgex::internal {
 
 class SchemaModel;
 
@@ -14,4 +14,4 @@ inline constexpr std::string_view kXsdNamespace = "http://www.w3.org/2001/XMLSch
 // model.
 void AddBuiltins(SchemaModel& model);
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -14,7 +14,7 @@
 #include "platform/tree/namespaces.h"
 #include "platform/tree/tree_walk.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 namespace {
 
 struct FreeSchemaParser {
@@ -127,7 +127,7 @@ void SchemaCache::Add(std::wstring_view namespaceUri, xmlDoc* c_document) {
     throw _com_error(_com_error::kInvalidArgument, "add: not the schema's target namespace");
   auto model = std::make_unique<SchemaModel>(*this);
   ReadSchema(documents, *model);
-  const bool ties = cfgex::TiesPartsTogether(documents);
+  const bool ties = internal::TiesPartsTogether(documents);
   XmlDocPtr document = documents.TakeMain();
   XmlSchemaPtr schema = Compile(document.get());
   m_Document = std::move(document);
@@ -240,4 +240,4 @@ ISchemaItem* SchemaCache::DeclarationOf(xmlNode* c_element) const {
   return match.declaration;
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -21,7 +21,7 @@
 #include "platform/schema/schema_model.h"
 #include "platform/tree/parser.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 struct ValidationOutcome {
   long code = 0;  // 0 = valid
@@ -78,4 +78,4 @@ class SchemaCache : public Counted<IXMLDOMSchemaCollection2> {
   bool m_TiesPartsTogether = false;
 };
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

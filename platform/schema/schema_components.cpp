@@ -5,7 +5,7 @@
 
 #include "platform/schema/schema_builtins.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 namespace {
 
 template <class V>
@@ -173,4 +173,4 @@ ChildScope SchemaModel::ScopeBelow(const Match& match, const SchemaType* xsi_typ
   return {ChildScope::kType, type->complex};
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -21,7 +21,7 @@
 
 #include "platform/schema/schema_model.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 struct ComplexType;
 struct SchemaElement;
@@ -314,4 +314,4 @@ class SchemaModel {
   NameMap<SchemaType*> global_types;
 };
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

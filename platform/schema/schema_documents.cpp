@@ -12,7 +12,7 @@
 #include "platform/tree/engine.h"
 #include "platform/tree/namespaces.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 namespace {
 
 struct FreeXmlText {
@@ -143,4 +143,4 @@ const SchemaDocument& SchemaDocuments::Load(const std::string& uri) {
   return document;
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -11,7 +11,7 @@
 
 #include "platform/tree/parser.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 // The value of an attribute without namespace, empty where there is none: as it is, and with the
 // blanks around it gone.
@@ -66,4 +66,4 @@ class SchemaDocuments {
   std::vector<std::string> m_LinkedPaths;
 };
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -23,7 +23,7 @@
 #include "platform/schema/schema_reader.h"
 #include "platform/tree/engine.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 namespace {
 
 struct SeenFile {
@@ -126,4 +126,4 @@ ComPtr<SchemaFile> OpenSchemaFile(const std::wstring& path) {
   return entry.schema;
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

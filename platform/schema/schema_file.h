@@ -6,7 +6,7 @@
 #include "platform/os/com_ptr.h"
 #include "platform/schema/schema_components.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 // Owns a model: counts on its items are counts on this.
 class SchemaFile final : public Counted<IUnknown> {
@@ -26,4 +26,4 @@ inline constexpr std::size_t kKeptSchemaFiles = 8;
 // and share what they get.
 ComPtr<SchemaFile> OpenSchemaFile(const std::wstring& path);
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

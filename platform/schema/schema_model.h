@@ -12,7 +12,7 @@
 
 #include "platform/os/com_ptr.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 class IXMLDOMDocument2;
 class IXMLDOMNode;
@@ -81,4 +81,4 @@ class IXMLDOMSchemaCollection2 : public IXMLDOMSchemaCollection {
   virtual ComPtr<ISchemaItem> getDeclaration(const ComPtr<IXMLDOMNode>& node) = 0;
 };
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

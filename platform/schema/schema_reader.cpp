@@ -7,7 +7,7 @@
 #include "platform/schema/schema_reader_parts.h"
 #include "platform/tree/namespaces.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 const xmlNode* XsdChild(const xmlNode* c_parent, std::string_view name) {
   for (const xmlNode* c_child = c_parent->children; c_child != nullptr; c_child = c_child->next)
@@ -175,4 +175,4 @@ void ReadSchema(const SchemaDocuments& documents, SchemaModel& model) {
   SchemaReader(documents, model).Read();
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -3,7 +3,7 @@
 
 #include "platform/schema/schema_documents.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 class SchemaModel;
 
@@ -16,4 +16,4 @@ class SchemaModel;
 // that leads back to itself, and a schema beyond the limits of schema_reader_limits.h.
 void ReadSchema(const SchemaDocuments& documents, SchemaModel& model);
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -5,7 +5,7 @@
 #include "platform/os/encoding.h"
 #include "platform/schema/schema_reader_parts.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 namespace {
 
 // A whole number without a sign and without zeros before it; what is no number counts as `absent`.
@@ -160,4 +160,4 @@ void SchemaReader::FillElement(SchemaElement& element, const xmlNode* c_node,
   }
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -5,7 +5,7 @@
 #include "platform/schema/schema_reader_limits.h"
 #include "platform/schema/schema_reader_parts.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 namespace {
 
 [[noreturn]] void Refuse(const std::string& why) {
@@ -374,4 +374,4 @@ void Finisher::BuildTable(ComplexType& type) {
 
 void FinishModel(SchemaModel& model) { Finisher(model).Run(); }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -11,7 +11,7 @@
 
 #include <cstddef>
 
-namespace cfgex {
+namespace cfgex::internal {
 
 // Steps of derivation below anyType, of a substitution group, of groups in groups.
 inline constexpr std::size_t kMaxSchemaChain = 1000;
@@ -35,4 +35,4 @@ inline constexpr double kMaxGroupVisits = 2e7;
 // The same for the members of unions, which it writes out as well.
 inline constexpr double kMaxUnionVisits = 1e6;
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

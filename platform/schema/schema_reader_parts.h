@@ -16,7 +16,7 @@
 #include "platform/schema/schema_components.h"
 #include "platform/schema/schema_documents.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 struct QualifiedName {
   std::string ns;
@@ -127,4 +127,4 @@ bool BooleanAttribute(const xmlNode* c_node, const char* name);
 // Raises what ReadSchema says.
 void FinishModel(SchemaModel& model);
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

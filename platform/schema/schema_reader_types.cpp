@@ -4,7 +4,7 @@
 #include "platform/schema/schema_reader_parts.h"
 #include "platform/tree/namespaces.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 namespace {
 
 // How many parts of a pattern may be left out; characters that only look like it are counted too.
@@ -198,4 +198,4 @@ void SchemaReader::ReadAttribute(AttributeGroup& group, const xmlNode* c_node,
   group.attributes.push_back(std::move(use));
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

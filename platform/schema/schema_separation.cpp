@@ -6,7 +6,7 @@
 #include "platform/tree/namespaces.h"
 #include "platform/tree/tree_walk.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 namespace {
 
 // Whether one of the names in a list of type names is that of a type whose values mean something
@@ -88,4 +88,4 @@ bool RequiresAttributes(const SchemaType& type) {
   });
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

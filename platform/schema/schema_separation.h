@@ -6,7 +6,7 @@
 #include "platform/schema/schema_components.h"
 #include "platform/schema/schema_documents.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 // Whether the schema says anything that ties parts of a document together wherever they stand:
 // xs:key, xs:keyref, xs:unique, or a type made from ID, IDREF and their like.
@@ -21,4 +21,4 @@ std::optional<NameMap<const SchemaElement*>> FreeChildren(const SchemaType& type
 // Whether elements of the type must carry an attribute.
 bool RequiresAttributes(const SchemaType& type);
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -7,7 +7,7 @@
 #include <mutex>
 #include <utility>
 
-namespace cfgex {
+namespace cfgex::internal {
 namespace {
 
 void IgnoreGeneric(void* /*context*/, const char* /*format*/, ...) {}
@@ -54,4 +54,4 @@ void EngineScope::Note(EngineError* error) noexcept {
   if (xmlStructuredError == Take) Take(xmlStructuredErrorContext, error);
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

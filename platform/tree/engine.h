@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <new>
 
-namespace cfgex {
+namespace cfgex::internal {
 
 // What a handler of the engine's errors gets.
 #if LIBXML_VERSION >= 21200
@@ -64,4 +64,4 @@ auto AskEngine(Ask&& ask) {
   }
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

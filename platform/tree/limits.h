@@ -3,7 +3,7 @@
 
 #include <cstddef>
 
-namespace cfgex {
+namespace cfgex::internal {
 
 // How deep elements may nest in a text that is loaded, the root counting 1.
 inline constexpr int kMaxDepth = 1000;
@@ -13,4 +13,4 @@ inline constexpr std::size_t kMaxTextBytes = 1'000'000'000;
 // How many attributes an element may have there; the engine's time goes with their square.
 inline constexpr int kMaxElementAttributes = 1000;
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -6,7 +6,7 @@
 
 #include "platform/tree/tree_walk.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 std::string_view Uri(const xmlNs* c_ns) noexcept {
   return c_ns != nullptr && c_ns->href != nullptr ? Chars(c_ns->href) : std::string_view();
@@ -122,4 +122,4 @@ std::set<std::string> PrefixesInValues(const xmlNode* c_element) {
   return prefixes;
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -11,7 +11,7 @@
 #include <string>
 #include <string_view>
 
-namespace cfgex {
+namespace cfgex::internal {
 
 inline constexpr const char* kSchemaInstanceNamespace = "http://www.w3.org/2001/XMLSchema-instance";
 
@@ -55,4 +55,4 @@ bool IsTypeAttribute(const xmlAttr* c_attr) noexcept;
 // values are names, only a schema tells.
 std::set<std::string> PrefixesInValues(const xmlNode* c_element);
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -17,7 +17,7 @@
 #include "platform/tree/limits.h"
 #include "platform/tree/tree_walk.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 namespace {
 
 // What one run of the parser remembers beside the engine's own state.
@@ -223,4 +223,4 @@ XmlDocPtr ParseXml(std::string_view bytes, TextEncoding encoding, const std::str
   return document;
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-namespace cfgex {
+namespace cfgex::internal {
 
 struct FreeXmlDoc {
   void operator()(xmlDoc* doc) const noexcept { xmlFreeDoc(doc); }
@@ -54,4 +54,4 @@ class ParseObserver {
 XmlDocPtr ParseXml(std::string_view bytes, TextEncoding encoding, const std::string& url,
                    ParseObserver* observer = nullptr);
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -6,7 +6,7 @@
 #include "platform/tree/namespaces.h"
 #include "platform/tree/tree_walk.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 namespace {
 
 enum class Where { kText, kAttribute };
@@ -265,4 +265,4 @@ std::string ToFileTextPart(const xmlDoc* c_document, const xmlNode* c_from, cons
   return writer.Take();
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

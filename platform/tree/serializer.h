@@ -6,7 +6,7 @@
 
 #include <string>
 
-namespace cfgex {
+namespace cfgex::internal {
 
 // The node as XML in UTF-8, nothing added. Of a document: its top-level nodes, without a
 // declaration.
@@ -37,4 +37,4 @@ class FileTextObserver {
 std::string ToFileTextPart(const xmlDoc* c_document, const xmlNode* c_from, const xmlNode* c_upTo,
                            FileTextObserver& observer);
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

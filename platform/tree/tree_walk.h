@@ -3,7 +3,7 @@
 
 #include <libxml/tree.h>
 
-namespace cfgex {
+namespace cfgex::internal {
 
 inline bool IsTextNode(const xmlNode* c_node) noexcept {
   return c_node->type == XML_TEXT_NODE || c_node->type == XML_CDATA_SECTION_NODE;
@@ -52,4 +52,4 @@ void ForEachNode(xmlNode* c_root, const xmlNode* c_without, F&& visit) {
   }
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -480,14 +480,13 @@ TEST(AddressSpaceTest, AFileThatDoesNotFitIsLeftAlone) {
 
 struct Change {
   const char* name;
-  void (*make)(cfgex::IXMLDOMDocument2& document, cfgex::IXMLDOMElement& root);
+  void (*make)(IXMLDOMDocument2& document, IXMLDOMElement& root);
   // The engine is asked again where it said nothing of a refusal, and has memory then.
   bool asksAgain = false;
 };
 
 // Each change is raised as a failure or done; nothing is freed twice, and nobody hears of it.
 TEST(EngineMemoryTest, AChangeWithoutMemoryIsRaisedInSilence) {
-  using namespace cfgex;
   const Change changes[] = {
       {"createElement, known", [](auto& document, auto&) { document.createElement(L"known"); }},
       {"createElement, new", [](auto& document, auto&) { document.createElement(L"new"); }},

@@ -53,9 +53,9 @@ struct Memory {
 
 Memory Measure() {
   Memory now;
-  now.documents = cfgex::g_LiveCounts.documents;
-  now.nodes = cfgex::g_LiveCounts.nodes;
-  now.fragments = cfgex::g_LiveCounts.fragments;
+  now.documents = g_LiveCounts.documents;
+  now.nodes = g_LiveCounts.nodes;
+  now.fragments = g_LiveCounts.fragments;
   now.inUse = static_cast<long>(mallinfo2().uordblks);
   long pages = 0;
   std::ifstream("/proc/self/statm") >> pages >> pages;
@@ -120,10 +120,10 @@ class Soak {
 
   // Not by a store, which would heal the file.
   void CheckFile(const std::wstring& file) const {
-    const auto document = cfgex::NewDocument(m_Option);
+    const auto document = NewDocument(m_Option);
     std::wstring reason;
     Require(document && document->load(file), "a file cannot be read");
-    Require(cfgex::ValidateDocument(document, reason), "a file is not valid");
+    Require(ValidateDocument(document, reason), "a file is not valid");
   }
 
   void RunRound() {

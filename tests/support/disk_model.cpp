@@ -45,7 +45,7 @@ struct Recorder {
     recording.events.push_back({kind, name, newName, std::move(content)});
   }
   void Settle();
-  void Pass(const cfgex::FaultPoint& point);
+  void Pass(const FaultPoint& point);
 };
 Recorder g_Recorder;
 
@@ -67,7 +67,7 @@ void Recorder::Settle() {
   operation.clear();
 }
 
-void Recorder::Pass(const cfgex::FaultPoint& point) {
+void Recorder::Pass(const FaultPoint& point) {
   Settle();
   const std::string_view wanted = point.operation;
   if (point.path == nullptr && point.descriptor < 0) return;
@@ -78,7 +78,7 @@ void Recorder::Pass(const cfgex::FaultPoint& point) {
   if (name.starts_with("..")) operation.clear();
 }
 
-bool OnPassage(cfgex::FaultPoint& point) noexcept {
+bool OnPassage(FaultPoint& point) noexcept {
   g_Recorder.Pass(point);
   return false;
 }
@@ -216,9 +216,9 @@ Recording Record(const fs::path& root, const std::function<void()>& body) {
     g_Recorder.recording.before[name] = ReadBytes(Wide(entry.path().string()));
     g_Recorder.names.insert(name);
   }
-  cfgex::g_FaultHook = OnPassage;
+  g_FaultHook = OnPassage;
   body();
-  cfgex::g_FaultHook = nullptr;
+  g_FaultHook = nullptr;
   g_Recorder.Settle();
   return g_Recorder.recording;
 }

@@ -12,6 +12,8 @@
 namespace test {
 namespace {
 
+using namespace cfgex::internal;
+
 constexpr int kEndedHere = 77;
 
 struct State {
@@ -25,14 +27,14 @@ struct State {
 };
 State g_State;
 
-bool IsOn(const cfgex::FaultPoint& point, const std::string& path) {
+bool IsOn(const FaultPoint& point, const std::string& path) {
   if (point.path != nullptr) return point.path == path;
   std::error_code none;
   const std::string link = "/proc/self/fd/" + std::to_string(point.descriptor);
   return point.descriptor >= 0 && std::filesystem::read_symlink(link, none) == path;
 }
 
-bool IsPlace(const cfgex::FaultPoint& point) {
+bool IsPlace(const FaultPoint& point) {
   const Mishap::Calls& calls = g_State.calls;
   if (!calls.operation.empty())
     return point.operation == calls.operation && IsOn(point, calls.path);
@@ -48,7 +50,7 @@ bool IsPlace(const cfgex::FaultPoint& point) {
   }
 }
 
-bool OnPassage(cfgex::FaultPoint& point) noexcept {
+bool OnPassage(FaultPoint& point) noexcept {
   State& state = g_State;
   state.passed.emplace_back(point.operation);
   if (state.ending) ::_exit(kEndedHere);
@@ -85,10 +87,10 @@ Mishap::Mishap(Kind kind, int nth) {
   g_State = {};
   g_State.kind = kind;
   g_State.nth = nth;
-  cfgex::g_FaultHook = OnPassage;
+  g_FaultHook = OnPassage;
 }
 Mishap::Mishap(Calls calls, int nth) : Mishap(kFail, nth) { g_State.calls = std::move(calls); }
-Mishap::~Mishap() { cfgex::g_FaultHook = nullptr; }
+Mishap::~Mishap() { g_FaultHook = nullptr; }
 bool Mishap::Happened() const { return g_State.places > 0 && g_State.places >= g_State.nth; }
 const std::vector<std::string>& Mishap::Passed() const { return g_State.passed; }
 

@@ -212,7 +212,6 @@ std::wstring Sample::Get(const std::wstring& id) {
 std::string Sample::Layout() const { return Layout(Wide(ReadBytes(configFile))); }
 
 std::string Sample::Layout(const std::wstring& xml) {
-  using namespace cfgex;
   const auto document = CreateObject<IXMLDOMDocument2>(L"MSXML2.DOMDocument.6.0");
   if (!document->loadXML(xml)) return "not well-formed";
   std::string layout;

@@ -22,7 +22,7 @@ std::atomic<int> g_Nth{0};
 std::atomic<bool> g_Onward{false};
 std::atomic<int> g_Passed{0};
 
-bool CountAndFail(cfgex::FaultPoint& point) noexcept {
+bool CountAndFail(FaultPoint& point) noexcept {
   const char* wanted = g_Operation;
   if (wanted != nullptr && std::strcmp(wanted, point.operation) != 0) return false;
   const int passage = ++g_Passed;
@@ -31,8 +31,8 @@ bool CountAndFail(cfgex::FaultPoint& point) noexcept {
 
 }  // namespace
 
-std::string Narrow(std::wstring_view text) { return cfgex::ToUtf8(text); }
-std::wstring Wide(std::string_view text) { return cfgex::FromUtf8(text); }
+std::string Narrow(std::wstring_view text) { return ToUtf8(text); }
+std::wstring Wide(std::string_view text) { return FromUtf8(text); }
 
 Folder::Folder(Place place) {
   const std::filesystem::path memory = "/dev/shm";
@@ -78,9 +78,9 @@ FailCall::FailCall(const char* operation, int nth, bool onward) {
   g_Nth = nth;
   g_Onward = onward;
   g_Passed = 0;
-  cfgex::g_FaultHook = CountAndFail;
+  g_FaultHook = CountAndFail;
 }
-FailCall::~FailCall() { cfgex::g_FaultHook = nullptr; }
+FailCall::~FailCall() { g_FaultHook = nullptr; }
 int FailCall::Passed() const { return g_Passed; }
 
 }  // namespace test

@@ -15,6 +15,9 @@
 
 #include "cfgex/os_string.h"
 
+namespace cfgex::internal {}
+using namespace cfgex::internal;
+
 namespace test {
 
 std::string Narrow(std::wstring_view text);  // UTF-8

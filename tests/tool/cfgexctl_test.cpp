@@ -464,7 +464,7 @@ TEST_F(Cfgexctl, RestoresACopyAndKeepsWhatItReplaces) {
   // As the library puts aside what became invalid in memory.
   std::string invalid = original.substr(original.find("<Configuration"));
   Replace(invalid, "<Floors>7<", "<Floors>seven<");
-  Write("building.12.bad", cfgex::ToUtf16Le(test::Wide(invalid)));
+  Write("building.12.bad", ToUtf16Le(test::Wide(invalid)));
   Write("building.other.bad", "no copy");
 
   const Json list = RunJson({"restore", "SCHEMA", "FILE"}, 0);

@@ -19,7 +19,7 @@
 #include "platform/tree/namespaces.h"
 #include "tools/engine/system.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 namespace {
 
 // The first thing that is wrong with one file.
@@ -238,4 +238,4 @@ std::wstring SchemaFiles::RootAttribute(const char* name) const {
   return FromUtf8(RawAttribute(xmlDocGetRootElement(m_pImpl->files.front().doc.get()), name));
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

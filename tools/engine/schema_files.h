@@ -8,7 +8,7 @@
 
 #include "platform/dom/fault.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 
 // Where a component of the schema is declared.
 struct Origin {
@@ -42,4 +42,4 @@ class SchemaFiles {
   std::unique_ptr<CImpl> m_pImpl;
 };
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -18,7 +18,7 @@
 #include "platform/os/encoding.h"
 #include "platform/os/file_calls.h"
 
-namespace cfgex {
+namespace cfgex::internal {
 namespace {
 
 int DescriptorOf(StandardStream stream) noexcept {
@@ -169,4 +169,4 @@ std::wstring PrivateFolder::Path(const std::wstring& name) const {
   return FromUtf8(m_Path) + L"/" + name;
 }
 
-}  // namespace cfgex
+}  // namespace cfgex::internal

@@ -4,7 +4,7 @@
 #include <ctime>
 #include <string>
 
-namespace cfgex {
+namespace cfgex::internal {
 
 enum class StandardStream { kInput, kOutput, kError };
 bool IsTerminal(StandardStream stream) noexcept;
@@ -43,4 +43,4 @@ class PrivateFolder {
   std::string m_Path;
 };
 
-}  // namespace cfgex
+}  // namespace cfgex::internal
