@@ -267,7 +267,7 @@ TEST(SchemaModel, AppendedContentFollowsTheBases) {
   const auto content = [&](const wchar_t* name) {
     std::string result;
     const auto* type = cache->Model()->FindType({"", test::Narrow(name)})->complex;
-    for (const Particle* particle : EffectiveContent(*type))
+    for (const Particle* particle : type->Content())
       for (const Particle& inner : particle->group->particles)
         result += inner.element->local_name + " ";
     return result;
@@ -281,16 +281,16 @@ TEST(SchemaModel, AppendedContentFollowsTheBases) {
 TEST(SchemaModel, AttributesAndTextOfComplexTypes) {
   const auto cache = Constructs();
   const SchemaModel& model = *cache->Model();
-  const auto attributes = [&](const ComplexType& type) {
+  const auto attributes = [&](const ISchemaComplexType& type) {
     std::string result;
-    for (const AttributeUse* use : EffectiveAttributes(type)) {
+    for (const AttributeUse* use : type.Attributes()) {
       result += "{" + use->ns + "}" + use->local_name + ":" + use->type->local_name;
       if (use->use == AttributeUseKind::kRequired) result += "!";
       result += test::Narrow(use->default_value + use->fixed_value) + " ";
     }
     return result;
   };
-  const auto type = [&](const char* ns, const char* name) -> const ComplexType& {
+  const auto type = [&](const char* ns, const char* name) -> const ISchemaComplexType& {
     return *model.FindType({ns, name})->complex;
   };
   EXPECT_EQ(attributes(type("", "Derived")), "{}kept:int! {}gone:int ");
@@ -332,16 +332,16 @@ TEST(SchemaModel, LongListsAreHeldOnce) {
   EXPECT_TRUE(model.FindType({"", "U1"})->simple->members.empty());
   EXPECT_EQ(model.FindType({"", "U1"})->simple->variety, Variety::kUnion);
   const auto& content = *model.FindElement({"", "r"})->type->complex->particle->group;
-  const SchemaElement* use = content.particles.front().element;
+  const ISchemaElement* use = content.particles.front().element;
   EXPECT_TRUE(use->substitutes.empty());
-  EXPECT_EQ(AllSubstitutes(*use).size(), 1u);
+  EXPECT_EQ(use->AllSubstitutes().size(), 1u);
 }
 
 TEST(SchemaModel, SubstitutesThroughSeveralSteps) {
   const auto cache = Constructs();
   const auto* head = cache->Model()->FindElement({"", "shape"});
   std::string names;
-  for (const auto* element : AllSubstitutes(*head)) names += element->local_name + " ";
+  for (const auto* element : head->AllSubstitutes()) names += element->local_name + " ";
   EXPECT_EQ(names, "round circle ");
   EXPECT_TRUE(head->is_abstract);
 }

@@ -26,11 +26,11 @@ class Rules {
   void SchemaItself();
   void Root();
   void Categories();
-  void Category(const SchemaElement& category);
+  void Category(const ISchemaElement& category);
   void NamedTypes();
-  void Fields(const SchemaElement& category);
+  void Fields(const ISchemaElement& category);
 
-  const ComplexType* GlobalType(const std::wstring& name) const;
+  const ISchemaComplexType* GlobalType(const std::wstring& name) const;
   bool Accepts(const std::wstring& text, std::wstring& why) const;
 
   const std::wstring& m_Path;
@@ -39,14 +39,14 @@ class Rules {
   const SchemaModel& m_Model;
   CCfgOption m_Option;
   std::vector<Finding> m_Findings;
-  std::vector<const SchemaElement*> m_Categories;
-  std::set<const SchemaType*> m_Seen;  // whose fields were looked at
+  std::vector<const ISchemaElement*> m_Categories;
+  std::set<const ISchemaType*> m_Seen;  // whose fields were looked at
 };
 
 // The elements that stand directly in the content of a type, in order.
-std::vector<const SchemaElement*> ElementsOf(const ComplexType& type) {
-  std::vector<const SchemaElement*> elements;
-  std::vector<const Particle*> open = EffectiveContent(type);
+std::vector<const ISchemaElement*> ElementsOf(const ISchemaComplexType& type) {
+  std::vector<const ISchemaElement*> elements;
+  std::vector<const Particle*> open = type.Content();
   std::reverse(open.begin(), open.end());
   while (!open.empty()) {
     const Particle* particle = open.back();
@@ -59,18 +59,18 @@ std::vector<const SchemaElement*> ElementsOf(const ComplexType& type) {
   return elements;
 }
 
-const ComplexType* ComplexTypeOf(const SchemaElement* element) {
+const ISchemaComplexType* ComplexTypeOf(const ISchemaElement* element) {
   return element != nullptr && element->type != nullptr ? element->type->complex : nullptr;
 }
 
-const SchemaElement* ChildOf(const ComplexType& type, std::wstring_view name) {
-  for (const SchemaElement* element : ElementsOf(type)) {
+const ISchemaElement* ChildOf(const ISchemaComplexType& type, std::wstring_view name) {
+  for (const ISchemaElement* element : ElementsOf(type)) {
     if (element->name == name) return element;
   }
   return nullptr;
 }
 
-bool IsOfType(const SchemaType* type, std::wstring_view name) {
+bool IsOfType(const ISchemaType* type, std::wstring_view name) {
   return type != nullptr &&
          (type->name == name || (type->base != nullptr && type->base->name == name));
 }
@@ -140,10 +140,10 @@ void Rules::Root() {
 }
 
 void Rules::Categories() {
-  const SchemaElement* root = m_Model.FindElement({"", "Configuration"});
-  const ComplexType* rootType = ComplexTypeOf(root);
-  const SchemaElement* group = rootType != nullptr ? ChildOf(*rootType, L"Category") : nullptr;
-  const ComplexType* groupType = ComplexTypeOf(group);
+  const ISchemaElement* root = m_Model.FindElement({"", "Configuration"});
+  const ISchemaComplexType* rootType = ComplexTypeOf(root);
+  const ISchemaElement* group = rootType != nullptr ? ChildOf(*rootType, L"Category") : nullptr;
+  const ISchemaComplexType* groupType = ComplexTypeOf(group);
   const Origin origin = m_Files.Find("element", L"Configuration", L"Category");
   if (groupType == nullptr) {
     if (root != nullptr)
@@ -151,7 +151,7 @@ void Rules::Categories() {
           L"declare the root that docs/schema-guide.md shows");
     return;
   }
-  const std::vector<const Particle*> content = EffectiveContent(*groupType);
+  const std::vector<const Particle*> content = groupType->Content();
   const bool free = content.size() == 1 && content[0]->max == kUnbounded &&
                     content[0]->group != nullptr &&
                     (content[0]->group->compositor == Compositor::kChoice ||
@@ -164,12 +164,12 @@ void Rules::Categories() {
   if (m_Categories.empty())
     Add(origin, false, "category", L"Category holds no elements: there are no categories.",
         L"refer to one global element per category in it");
-  for (const SchemaElement* category : m_Categories) Category(*category);
+  for (const ISchemaElement* category : m_Categories) Category(*category);
 }
 
-void Rules::Category(const SchemaElement& category) {
+void Rules::Category(const ISchemaElement& category) {
   const std::wstring name = category.name;
-  const SchemaElement* global = m_Model.FindElement(category.Key());
+  const ISchemaElement* global = m_Model.FindElement(category.Key());
   if (global == nullptr || category.declaration != global) {
     Add(m_Files.Find("element", L"Configuration", name), false, "category",
         L"The category " + name + L" is no global element.",
@@ -177,7 +177,7 @@ void Rules::Category(const SchemaElement& category) {
     return;
   }
   const Origin origin = m_Files.Find("element", name);
-  const ComplexType* type = ComplexTypeOf(global);
+  const ISchemaComplexType* type = ComplexTypeOf(global);
   if (type == nullptr || type->name.empty()) {
     Add(origin, false, "category", L"The category " + name + L" has no named complex type.",
         L"give it one: <xs:element name=\"" + name + L"\" type=\"" + name + L"Type\"/>");
@@ -185,7 +185,7 @@ void Rules::Category(const SchemaElement& category) {
   }
   const Origin typeOrigin =
       type->name.empty() ? origin : m_Files.Find("complexType", type->name, L"InstanceId");
-  const SchemaElement* id = ChildOf(*type, L"InstanceId");
+  const ISchemaElement* id = ChildOf(*type, L"InstanceId");
   if (id == nullptr) {
     Add(typeOrigin, false, "InstanceId", L"The category " + name + L" has no InstanceId.",
         L"let its first child be <xs:element name=\"InstanceId\" type=\"InstanceIdType\"/>");
@@ -204,44 +204,43 @@ void Rules::Category(const SchemaElement& category) {
 }
 
 // Whether some overload of the accessors reads a field of the type.
-bool IsRead(const SchemaType& type) {
+bool IsRead(const ISchemaType& type) {
   const auto isObject = [](FieldType one) {
     return one == FieldType::kEmbeddedObject || one == FieldType::kEmbeddedObjectArray;
   };
   const auto isRead = [&](FieldType one) {
     return one != FieldType::kUnknown && one != FieldType::kDateTimeArray && !isObject(one);
   };
-  const auto bases = type.item->get_baseTypes();
-  const FieldType base = bases->get_length() == 1
-                             ? FieldTypeFromName(bases->get_item(0)->get_name())
-                             : FieldType::kUnknown;
+  const ISchemaItemCollection& bases = type.base_types;
+  const FieldType base = bases.get_length() == 1 ? FieldTypeFromName(bases.get_item(0)->get_name())
+                                                 : FieldType::kUnknown;
   if (isObject(base) && !type.name.empty()) return true;
   return isRead(FieldTypeFromName(type.name)) || isRead(base);
 }
 
 // Whether the type has a value, not only fields that paths reach.
-bool HoldsValue(const SchemaType& type) {
-  const ComplexType* complex = type.complex;
+bool HoldsValue(const ISchemaType& type) {
+  const ISchemaComplexType* complex = type.complex;
   return complex == nullptr || complex->has_simple_content || complex->is_mixed ||
          FieldTypeFromName(type.name) != FieldType::kUnknown;
 }
 
-void Rules::Fields(const SchemaElement& category) {
-  std::vector<const SchemaElement*> open = {&category};
+void Rules::Fields(const ISchemaElement& category) {
+  std::vector<const ISchemaElement*> open = {&category};
   while (!open.empty()) {
-    const SchemaElement& element = *open.back();
+    const ISchemaElement& element = *open.back();
     open.pop_back();
-    const ComplexType* type = ComplexTypeOf(&element);
+    const ISchemaComplexType* type = ComplexTypeOf(&element);
     if (type == nullptr || !m_Seen.insert(element.type).second) continue;
-    for (const SchemaElement* field : ElementsOf(*type)) {
+    for (const ISchemaElement* field : ElementsOf(*type)) {
       open.push_back(field);
       // What is in a list is read with the list.
       if (field->type == nullptr || field->name == L"Item" || IsRead(*field->type)) continue;
       const Origin origin = type->name.empty()
                                 ? m_Files.Find("element", category.name, field->name)
                                 : m_Files.Find("complexType", type->name, field->name);
-      const SchemaType* base = field->type->base;
-      const SchemaType* far = base != nullptr ? base->base : nullptr;
+      const ISchemaType* base = field->type->base;
+      const ISchemaType* far = base != nullptr ? base->base : nullptr;
       if (field->type->schema != nullptr && far != nullptr && IsRead(*far) &&
           FieldTypeFromName(far->name) != FieldType::kUnknown) {
         Add(origin, true, "two steps",
@@ -260,8 +259,8 @@ void Rules::Fields(const SchemaElement& category) {
   }
 }
 
-const ComplexType* Rules::GlobalType(const std::wstring& name) const {
-  const SchemaType* type = m_Model.FindType({"", Narrow(name)});
+const ISchemaComplexType* Rules::GlobalType(const std::wstring& name) const {
+  const ISchemaType* type = m_Model.FindType({"", Narrow(name)});
   return type != nullptr ? type->complex : nullptr;
 }
 
@@ -273,7 +272,7 @@ void Rules::NamedTypes() {
                                    L"StringArrayType",         L"IntegerArrayType",
                                    L"UnsigedIntegerArrayType", L"BooleanArrayType"};
   for (const std::wstring name : shaped) {
-    const ComplexType* type = GlobalType(name);
+    const ISchemaComplexType* type = GlobalType(name);
     if (type == nullptr) {
       // A spelling that looks right and is not found.
       if (name == L"UnsigedIntegerArrayType" &&
@@ -289,12 +288,12 @@ void Rules::NamedTypes() {
             L"a reference is these two texts");
       continue;
     }
-    const SchemaElement* item = ChildOf(*type, L"Item");
+    const ISchemaElement* item = ChildOf(*type, L"Item");
     if (item == nullptr) {
       Add(origin, false, "list", name + L" has no element Item.",
           L"the library writes each value as an Item");
     } else if (name == L"ReferenceArrayType") {
-      const ComplexType* itemType = ComplexTypeOf(item);
+      const ISchemaComplexType* itemType = ComplexTypeOf(item);
       if (itemType == nullptr || ChildOf(*itemType, L"Category") == nullptr ||
           ChildOf(*itemType, L"InstanceId") == nullptr)
         Add(origin, false, "list", L"The Item of ReferenceArrayType lacks Category or InstanceId.",

@@ -11,20 +11,16 @@ namespace cfgex::internal {
 namespace {
 
 // A member of a substitution group in the place of its head: how often it occurs is the place's.
-class MemberInPlace final : public Counted<ISchemaElement> {
+class MemberInPlace final : public Counted<IUnknown> {
  public:
-  MemberInPlace(SchemaElement& member, SchemaElement& place) : m_Member(&member), m_Place(&place) {}
-
-  const std::wstring& get_name() override { return m_Member->get_name(); }
-  ComPtr<ISchema> get_schema() override { return m_Member->get_schema(); }
-  const std::wstring& get_minOccurs() override { return m_Place->get_minOccurs(); }
-  ComPtr<ISchemaType> get_type() override { return m_Member->get_type(); }
-  const std::wstring& get_defaultValue() override { return m_Member->get_defaultValue(); }
-  const std::wstring& get_fixedValue() override { return m_Member->get_fixedValue(); }
+  MemberInPlace(ISchemaElement& member, const ISchemaElement& place) : m_Member(&member) {
+    element.Use(member);
+    element.min_occurs = place.min_occurs;
+  }
+  ISchemaElement element{*this};
 
  private:
-  ComPtr<ISchemaElement> m_Member;
-  ComPtr<ISchemaElement> m_Place;
+  ComPtr<ISchemaElement> m_Member;  // keeps the model
 };
 
 class ElementInfo final : public CSchemaElementInfo {
@@ -56,12 +52,12 @@ std::uint64_t Copies(const Particle& particle) {
   return 0;
 }
 
-bool TakesText(const SchemaType& type) {
+bool TakesText(const ISchemaType& type) {
   return type.complex == nullptr || type.complex->has_simple_content || type.complex->is_mixed;
 }
 
-bool DerivesFrom(const SchemaType& type, const SchemaType& ancestor) {
-  const SchemaType* at = &type;
+bool DerivesFrom(const ISchemaType& type, const ISchemaType& ancestor) {
+  const ISchemaType* at = &type;
   while (at != nullptr && at != &ancestor) at = at->base;
   return at != nullptr;
 }
@@ -71,7 +67,7 @@ bool DerivesFrom(const SchemaType& type, const SchemaType& ancestor) {
 std::wstring ValueOf(const std::wstring& fixed, const std::wstring& otherwise,
                      const SimpleType* type) {
   const std::wstring& value = fixed.empty() ? otherwise : fixed;
-  if (type == nullptr || !CollapsesBlanks(*type)) return value;
+  if (type == nullptr || !type->CollapsesBlanks()) return value;
   std::wstring result;
   bool is_after_blank = false;
   for (const wchar_t c : value) {
@@ -84,8 +80,8 @@ std::wstring ValueOf(const std::wstring& fixed, const std::wstring& otherwise,
 }
 
 // The type of the text of an element; null where the text has none, or there is no text.
-const SimpleType* TextType(const SchemaType& type) {
-  for (const SchemaType* at = &type; at != nullptr; at = at->base) {
+const SimpleType* TextType(const ISchemaType& type) {
+  for (const ISchemaType* at = &type; at != nullptr; at = at->base) {
     if (at->simple != nullptr) return at->simple;
     if (!at->complex->has_simple_content) return nullptr;
     if (at->complex->simple_content != nullptr) return at->complex->simple_content;
@@ -128,7 +124,7 @@ ComPtr<IXMLDOMElement> InstanceGenerator::Generate(const InstanceRoot& root) {
                                ? root.element->is_abstract
                                : root.type->complex && root.type->complex->is_abstract;
   if (is_abstract) return nullptr;
-  const SchemaType* type = root.type;
+  const ISchemaType* type = root.type;
   if (root.element != nullptr) {
     CanBeMade(*root.element->declaration);
     type = ConcreteType(*root.element->type);
@@ -170,14 +166,15 @@ bool InstanceGenerator::Step() {
 }
 
 bool InstanceGenerator::AddElement(const Particle& particle, const ComPtr<IXMLDOMElement>& parent) {
-  SchemaElement& place = *particle.element;
+  ISchemaElement& place = *particle.element;
   const bool is_required = particle.min > 0;
-  SchemaElement* element = ConcreteElement(place);
-  const SchemaType* type = element == nullptr ? nullptr : ConcreteType(*element->type);
+  ISchemaElement* element = ConcreteElement(place);
+  const ISchemaType* type = element == nullptr ? nullptr : ConcreteType(*element->type);
   if (type == nullptr) return !is_required;
 
   ComPtr<ISchemaElement> declaration(element);
-  if (element != &place) declaration = MakeCounted<MemberInPlace>(*element, place);
+  if (element != &place)
+    declaration = ComPtr<ISchemaElement>(&MakeCounted<MemberInPlace>(*element, place)->element);
   const ComPtr<IXMLDOMElement> node = NewNode(element->Key(), element, *type);
   if (m_Depth < kMaxDepth) parent->appendChild(node);  // too deep, it can only be left out
   if (IsOmitted(declaration, node)) {
@@ -198,18 +195,18 @@ void InstanceGenerator::OpenGroup(const ModelGroup& group, const ComPtr<IXMLDOME
 }
 
 bool InstanceGenerator::OpenContent(const ComPtr<IXMLDOMElement>& node,
-                                    const SchemaElement* declaration, const SchemaType& type,
+                                    const ISchemaElement* declaration, const ISchemaType& type,
                                     bool is_required) {
   if (is_required && declaration != nullptr && IsRequiredByItself(*declaration)) return false;
   if (++m_Depth > kMaxDepth) return false;
   Level level{
       .node = node, .is_content = true, .declaration = declaration, .is_required = is_required};
-  if (type.complex != nullptr) level.particles = EffectiveContent(*type.complex);
+  if (type.complex != nullptr) level.particles = type.complex->Content();
   m_Levels.push_back(std::move(level));
   return true;
 }
 
-bool InstanceGenerator::IsRequiredByItself(const SchemaElement& declaration) const {
+bool InstanceGenerator::IsRequiredByItself(const ISchemaElement& declaration) const {
   for (auto level = m_Levels.rbegin(); level != m_Levels.rend(); ++level) {
     if (!level->is_content) continue;
     if (level->declaration == &declaration) return true;
@@ -219,8 +216,8 @@ bool InstanceGenerator::IsRequiredByItself(const SchemaElement& declaration) con
 }
 
 ComPtr<IXMLDOMElement> InstanceGenerator::NewNode(const NameKey& name,
-                                                  const SchemaElement* declaration,
-                                                  const SchemaType& type) {
+                                                  const ISchemaElement* declaration,
+                                                  const ISchemaType& type) {
   ComPtr<IXMLDOMElement> node = m_Document.createElement(FromUtf8(name.name));
   const bool names_type = declaration != nullptr && declaration->type != &type;
   // A type without a namespace can be named only where there is no default one.
@@ -231,7 +228,7 @@ ComPtr<IXMLDOMElement> InstanceGenerator::NewNode(const NameKey& name,
     node->setAttribute(xsi + L"type", PrefixFor(*node, type.ns) + type.name);
   }
   if (type.complex != nullptr) {
-    for (const AttributeUse* use : EffectiveAttributes(*type.complex)) {
+    for (const AttributeUse* use : type.complex->Attributes()) {
       if (use->use == AttributeUseKind::kRequired)
         node->setAttribute(PrefixFor(*node, use->ns) + use->name,
                            ValueOf(use->fixed_value, use->default_value, use->type));
@@ -253,14 +250,14 @@ bool InstanceGenerator::IsOmitted(const ComPtr<ISchemaElement>& declaration,
 }
 
 // What was taken stays taken, so that the search is not made for each copy.
-SchemaElement* InstanceGenerator::ConcreteElement(SchemaElement& place) {
-  SchemaElement* pick = FindElement(place).pick;
+ISchemaElement* InstanceGenerator::ConcreteElement(ISchemaElement& place) {
+  ISchemaElement* pick = FindElement(place).pick;
   m_Members.try_emplace(place.declaration, pick == &place ? place.declaration : pick);
   return pick;
 }
 
-SchemaType* InstanceGenerator::ConcreteType(SchemaType& declared) {
-  SchemaType* pick = FindType(declared).pick;
+ISchemaType* InstanceGenerator::ConcreteType(ISchemaType& declared) {
+  ISchemaType* pick = FindType(declared).pick;
   if (pick != &declared) m_Derived.try_emplace(&declared, pick);
   return pick;
 }
@@ -271,23 +268,23 @@ const Particle* InstanceGenerator::Alternative(const ModelGroup& choice) {
   return pick;
 }
 
-InstanceGenerator::Found<SchemaElement> InstanceGenerator::FindElement(SchemaElement& place) {
-  SchemaElement* head = place.declaration;
-  const auto result = [&](SchemaElement* pick, bool can_be_made) {
-    return Found<SchemaElement>{pick == head ? &place : pick, can_be_made};
+InstanceGenerator::Found<ISchemaElement> InstanceGenerator::FindElement(ISchemaElement& place) {
+  ISchemaElement* head = place.declaration;
+  const auto result = [&](ISchemaElement* pick, bool can_be_made) {
+    return Found<ISchemaElement>{pick == head ? &place : pick, can_be_made};
   };
   if (const auto found = m_Members.find(head); found != m_Members.end())
     return result(found->second, found->second != nullptr);
   // What can be made may have settled the place on the way, where it comes back to it.
-  const auto settled = [&](SchemaElement* pick) {
+  const auto settled = [&](ISchemaElement* pick) {
     return result(m_Members.try_emplace(head, pick).first->second, true);
   };
-  SchemaElement* first = head->is_abstract ? nullptr : head;
+  ISchemaElement* first = head->is_abstract ? nullptr : head;
   if (first != nullptr && CanBeMade(*first)) return settled(first);
-  const auto all = AllSubstitutes(*head);
-  const std::unordered_set<const SchemaElement*> members(all.begin(), all.end());
+  const auto all = head->AllSubstitutes();
+  const std::unordered_set<const ISchemaElement*> members(all.begin(), all.end());
   if (members.empty()) return result(first, false);
-  for (SchemaElement& element : m_Model.elements) {
+  for (ISchemaElement& element : m_Model.elements) {
     if (element.is_abstract || !members.contains(&element)) continue;
     if (first == nullptr) first = &element;
     if (CanBeMade(element)) return settled(&element);
@@ -295,13 +292,13 @@ InstanceGenerator::Found<SchemaElement> InstanceGenerator::FindElement(SchemaEle
   return result(first, false);
 }
 
-InstanceGenerator::Found<SchemaType> InstanceGenerator::FindType(SchemaType& declared) {
+InstanceGenerator::Found<ISchemaType> InstanceGenerator::FindType(ISchemaType& declared) {
   if (declared.complex == nullptr) return {&declared, true};
   if (!declared.complex->is_abstract) return {&declared, CanBeMade(*declared.complex)};
   if (const auto found = m_Derived.find(&declared); found != m_Derived.end())
     return {found->second, found->second != nullptr};
-  SchemaType* first = nullptr;
-  for (ComplexType& type : m_Model.complex_types) {
+  ISchemaType* first = nullptr;
+  for (ISchemaComplexType& type : m_Model.complex_types) {
     if (type.is_abstract || m_Model.FindType(type.Key()) != &type || !DerivesFrom(type, declared))
       continue;
     if (first == nullptr) first = &type;
@@ -321,7 +318,7 @@ InstanceGenerator::Found<const Particle> InstanceGenerator::FindAlternative(
   return {&choice.particles.front(), false};
 }
 
-bool InstanceGenerator::CanBeMade(const SchemaElement& declaration) {
+bool InstanceGenerator::CanBeMade(const ISchemaElement& declaration) {
   if (m_CanBeMade.contains(&declaration)) return true;
   if (!m_Searching.insert(&declaration).second) return false;
   const bool result = FindType(*declaration.type).can_be_made;
@@ -330,9 +327,9 @@ bool InstanceGenerator::CanBeMade(const SchemaElement& declaration) {
   return result;
 }
 
-bool InstanceGenerator::CanBeMade(const ComplexType& type) {
+bool InstanceGenerator::CanBeMade(const ISchemaComplexType& type) {
   bool result = true;  // all parts are looked at, so that the ways are settled from the root on
-  for (const Particle* particle : EffectiveContent(type)) result &= CanBeMade(*particle);
+  for (const Particle* particle : type.Content()) result &= CanBeMade(*particle);
   return result;
 }
 

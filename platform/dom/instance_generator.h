@@ -10,14 +10,14 @@
 
 #include "platform/dom/dom.h"
 #include "platform/dom/xml_schema.h"
-#include "platform/schema/schema_components.h"
+#include "platform/schema/schema_model.h"
 
 namespace cfgex::internal {
 
 // What an instance is made of: an element, or a type that has no element.
 struct InstanceRoot {
-  SchemaElement* element = nullptr;
-  SchemaType* type = nullptr;  // without an element; its name becomes the tag
+  ISchemaElement* element = nullptr;
+  ISchemaType* type = nullptr;  // without an element; its name becomes the tag
 };
 
 // How many elements and groups are generated or asked for at most.
@@ -53,28 +53,28 @@ class InstanceGenerator {
     ComPtr<IXMLDOMElement> node;
     std::vector<const Particle*> particles{};
     bool is_content = false;
-    const SchemaElement* declaration = nullptr;  // of the node of a content; none for a mere type
-    bool is_required = false;                    // whether the content's node had to be there
-    std::size_t at = 0;                          // in `particles`
-    std::uint64_t made = 0;                      // copies of that particle
+    const ISchemaElement* declaration = nullptr;  // of the node of a content; none for a mere type
+    bool is_required = false;                     // whether the content's node had to be there
+    std::size_t at = 0;                           // in `particles`
+    std::uint64_t made = 0;                       // copies of that particle
   };
 
   bool Step();
   bool AddElement(const Particle& particle, const ComPtr<IXMLDOMElement>& parent);
   void OpenGroup(const ModelGroup& group, const ComPtr<IXMLDOMElement>& parent);
-  bool OpenContent(const ComPtr<IXMLDOMElement>& node, const SchemaElement* declaration,
-                   const SchemaType& type, bool is_required);
-  bool IsRequiredByItself(const SchemaElement& declaration) const;
-  ComPtr<IXMLDOMElement> NewNode(const NameKey& name, const SchemaElement* declaration,
-                                 const SchemaType& type);
+  bool OpenContent(const ComPtr<IXMLDOMElement>& node, const ISchemaElement* declaration,
+                   const ISchemaType& type, bool is_required);
+  bool IsRequiredByItself(const ISchemaElement& declaration) const;
+  ComPtr<IXMLDOMElement> NewNode(const NameKey& name, const ISchemaElement* declaration,
+                                 const ISchemaType& type);
   bool IsOmitted(const ComPtr<ISchemaElement>& declaration, const ComPtr<IXMLDOMElement>& node);
 
   // What stands at a place: the element itself or a member of its substitution group; the type
   // itself or, for an abstract one, a derived one; an alternative of a choice. It is the first of
   // these, in the order of declaration, that is not abstract and can be made, else the first that
   // is not abstract; null if there is none.
-  SchemaElement* ConcreteElement(SchemaElement& place);
-  SchemaType* ConcreteType(SchemaType& declared);
+  ISchemaElement* ConcreteElement(ISchemaElement& place);
+  ISchemaType* ConcreteType(ISchemaType& declared);
   const Particle* Alternative(const ModelGroup& choice);
 
   template <class T>
@@ -82,11 +82,11 @@ class InstanceGenerator {
     T* pick = nullptr;
     bool can_be_made = false;
   };
-  Found<SchemaElement> FindElement(SchemaElement& place);
-  Found<SchemaType> FindType(SchemaType& declared);
+  Found<ISchemaElement> FindElement(ISchemaElement& place);
+  Found<ISchemaType> FindType(ISchemaType& declared);
   Found<const Particle> FindAlternative(const ModelGroup& choice);
-  bool CanBeMade(const SchemaElement& declaration);
-  bool CanBeMade(const ComplexType& type);
+  bool CanBeMade(const ISchemaElement& declaration);
+  bool CanBeMade(const ISchemaComplexType& type);
   bool CanBeMade(const Particle& particle);
 
   SchemaModel& m_Model;
@@ -97,11 +97,11 @@ class InstanceGenerator {
   std::size_t m_Left = kMaxGenerated;
 
   // What is settled, or, without an end, was taken; and the elements that the search is in.
-  std::unordered_map<const SchemaElement*, SchemaElement*> m_Members;
-  std::unordered_map<const SchemaType*, SchemaType*> m_Derived;
+  std::unordered_map<const ISchemaElement*, ISchemaElement*> m_Members;
+  std::unordered_map<const ISchemaType*, ISchemaType*> m_Derived;
   std::unordered_map<const ModelGroup*, const Particle*> m_Alternatives;
-  std::unordered_set<const SchemaElement*> m_CanBeMade;
-  std::unordered_set<const SchemaElement*> m_Searching;
+  std::unordered_set<const ISchemaElement*> m_CanBeMade;
+  std::unordered_set<const ISchemaElement*> m_Searching;
   int m_SearchDepth = 0;
   std::size_t m_SearchLeft = kMaxGenerated;
 };

@@ -68,13 +68,13 @@ bool HasInstanceAttributes(const xmlNode* c_element) noexcept {
 // Nothing if the document is not separable.
 struct Group {
   NameKey name;
-  NameMap<const SchemaElement*> members;
+  NameMap<const ISchemaElement*> members;
 };
 std::optional<std::vector<Group>> GroupsOf(const xmlDoc* c_document, const SchemaCache& schemas) {
   const xmlNode* c_root = xmlDocGetRootElement(c_document);
   if (schemas.TiesPartsTogether() || c_root == nullptr || HasInstanceAttributes(c_root))
     return std::nullopt;
-  const SchemaElement* declaration = schemas.Model()->FindElement(KeyOf(c_root));
+  const ISchemaElement* declaration = schemas.Model()->FindElement(KeyOf(c_root));
   if (declaration == nullptr) return std::nullopt;
   const auto groups = FreeChildren(*declaration->type);
   if (!groups) return std::nullopt;

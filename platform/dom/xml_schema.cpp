@@ -27,24 +27,24 @@ T* FindGlobal(Components& components, const SchemaModel& model, const std::strin
   return found == components.end() ? nullptr : &*found;
 }
 
-SchemaElement* FindElement(SchemaModel& model, const std::string& name) {
-  return FindGlobal<SchemaElement>(model.elements, model, name,
-                                   [&](const NameKey& key) { return model.FindElement(key); });
+ISchemaElement* FindElement(SchemaModel& model, const std::string& name) {
+  return FindGlobal<ISchemaElement>(model.elements, model, name,
+                                    [&](const NameKey& key) { return model.FindElement(key); });
 }
 
-SchemaType* FindType(SchemaModel& model, const std::string& name) {
-  const auto find = [&](const NameKey& key) -> SchemaType* {
-    SchemaType* type = model.FindType(key);
+ISchemaType* FindType(SchemaModel& model, const std::string& name) {
+  const auto find = [&](const NameKey& key) -> ISchemaType* {
+    ISchemaType* type = model.FindType(key);
     return type != nullptr && type->schema != nullptr ? type : nullptr;  // none that is built in
   };
-  SchemaType* type = FindGlobal<SchemaType>(model.complex_types, model, name, find);
-  return type != nullptr ? type : FindGlobal<SchemaType>(model.simple_types, model, name, find);
+  ISchemaType* type = FindGlobal<ISchemaType>(model.complex_types, model, name, find);
+  return type != nullptr ? type : FindGlobal<ISchemaType>(model.simple_types, model, name, find);
 }
 
 // The elements that the type's own content model names, in document order.
-std::vector<SchemaElement*> ElementsOf(const ComplexType& type) {
-  std::vector<SchemaElement*> result;
-  std::vector<const Particle*> open = EffectiveContent(type);
+std::vector<ISchemaElement*> ElementsOf(const ISchemaComplexType& type) {
+  std::vector<ISchemaElement*> result;
+  std::vector<const Particle*> open = type.Content();
   std::reverse(open.begin(), open.end());
   std::unordered_set<const ModelGroup*> seen;
   while (!open.empty()) {
@@ -62,10 +62,10 @@ std::vector<SchemaElement*> ElementsOf(const ComplexType& type) {
 
 // The types that may stand in the place of a type by xsi:type, one step away. Anything may stand
 // for anyType, and is not looked at.
-using Derived = std::unordered_map<const SchemaType*, std::vector<const ComplexType*>>;
+using Derived = std::unordered_map<const ISchemaType*, std::vector<const ISchemaComplexType*>>;
 Derived DerivedTypes(const SchemaModel& model) {
   Derived derived;
-  for (const ComplexType& type : model.complex_types)
+  for (const ISchemaComplexType& type : model.complex_types)
     if (type.base != model.any_type && model.FindType(type.Key()) == &type)
       derived[type.base].push_back(&type);
   return derived;
@@ -73,25 +73,26 @@ Derived DerivedTypes(const SchemaModel& model) {
 
 // Level by level, so the nearest of several elements is found; on each level the types that the
 // elements have come before those derived from them.
-SchemaElement* FindBelow(const SchemaModel& model, const SchemaElement& scope,
-                         const std::string& name) {
+ISchemaElement* FindBelow(const SchemaModel& model, const ISchemaElement& scope,
+                          const std::string& name) {
   const Derived derived = DerivedTypes(model);
-  std::vector<const ComplexType*> level, below;
-  std::unordered_set<const ComplexType*> seen;
-  const auto enter = [&](std::vector<const ComplexType*>& types, const ComplexType* type) {
+  std::vector<const ISchemaComplexType*> level, below;
+  std::unordered_set<const ISchemaComplexType*> seen;
+  const auto enter = [&](std::vector<const ISchemaComplexType*>& types,
+                         const ISchemaComplexType* type) {
     if (type != nullptr && seen.insert(type).second) types.push_back(type);
   };
   for (enter(level, scope.type->complex); !level.empty(); level = std::exchange(below, {})) {
     for (std::size_t i = 0; i < level.size(); ++i) {
       const auto found = derived.find(level[i]);
       if (found == derived.end()) continue;
-      for (const ComplexType* type : found->second) enter(level, type);
+      for (const ISchemaComplexType* type : found->second) enter(level, type);
     }
-    for (const ComplexType* type : level) {
-      for (SchemaElement* element : ElementsOf(*type)) {
+    for (const ISchemaComplexType* type : level) {
+      for (ISchemaElement* element : ElementsOf(*type)) {
         if (element->local_name == name) return element;
         enter(below, element->type->complex);
-        for (const SchemaElement* member : AllSubstitutes(*element))
+        for (const ISchemaElement* member : element->AllSubstitutes())
           enter(below, member->type->complex);
       }
     }
@@ -100,8 +101,8 @@ SchemaElement* FindBelow(const SchemaModel& model, const SchemaElement& scope,
 }
 
 InstanceRoot FindRoot(SchemaModel& model, const std::string& name, const std::string& scope) {
-  const SchemaElement* above = scope.empty() ? nullptr : FindElement(model, scope);
-  SchemaElement* element = above == nullptr ? nullptr : FindBelow(model, *above, name);
+  const ISchemaElement* above = scope.empty() ? nullptr : FindElement(model, scope);
+  ISchemaElement* element = above == nullptr ? nullptr : FindBelow(model, *above, name);
   if (element == nullptr) element = FindElement(model, name);
   return {element, element != nullptr ? nullptr : FindType(model, name)};
 }

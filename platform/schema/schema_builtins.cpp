@@ -3,7 +3,7 @@
 #include <iterator>
 
 #include "platform/os/encoding.h"
-#include "platform/schema/schema_components.h"
+#include "platform/schema/schema_model.h"
 
 namespace cfgex::internal {
 namespace {
@@ -62,12 +62,12 @@ constexpr Builtin kBuiltins[] = {
     {"positiveInteger", "nonNegativeInteger", nullptr},
 };
 
-void Name(SchemaModel& model, SchemaType& type, std::string_view name, SchemaType* base) {
+void Name(SchemaModel& model, ISchemaType& type, std::string_view name, ISchemaType* base) {
   type.ns = kXsdNamespace;
   type.local_name = name;
   type.name = FromUtf8(name);
   type.base = base;
-  if (base != nullptr) type.base_types.Add(base->item);
+  if (base != nullptr) type.base_types.Add(*base);
   model.global_types.emplace(type.Key(), &type);
 }
 
@@ -75,7 +75,7 @@ void Name(SchemaModel& model, SchemaType& type, std::string_view name, SchemaTyp
 
 void AddBuiltins(SchemaModel& model) {
   // Anything at all, declared where there is a global declaration for it.
-  ComplexType& any = model.complex_types.emplace_back(model.owner);
+  ISchemaComplexType& any = model.complex_types.emplace_back(model.owner);
   model.any_type = &any;
   Name(model, any, "anyType", nullptr);
   Wildcard& wildcard = model.wildcards.emplace_back();

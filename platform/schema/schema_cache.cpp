@@ -99,7 +99,7 @@ void Remember(xmlNode* c_element, const Match& match) noexcept {
 Match Recall(const xmlNode* c_element) noexcept {
   if (c_element->psvi == &g_NoneMark) return {};
   if (c_element->psvi == &g_LaxMark) return {nullptr, true};
-  return {static_cast<SchemaElement*>(c_element->psvi), false};
+  return {static_cast<ISchemaElement*>(c_element->psvi), false};
 }
 
 NameKey KeyOf(const xmlNode* c_element) noexcept {
@@ -198,7 +198,7 @@ bool SchemaCache::IsValidByItself(xmlNode* c_element) const {
   return outcome.code == 0;
 }
 
-const SchemaType* SchemaCache::TypeFromInstance(const xmlNode* c_element) const {
+const ISchemaType* SchemaCache::TypeFromInstance(const xmlNode* c_element) const {
   const xmlAttr* c_type = FindAttribute(c_element, "type", kSchemaInstanceNamespace);
   if (c_type == nullptr) return nullptr;
   const std::string value = AttributeValue(c_type);

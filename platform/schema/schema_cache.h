@@ -7,7 +7,7 @@
 //    the model. `add` sets all of them or none, once; nothing changes them afterwards.
 // 2. Counts on items of the model are counts on the cache.
 // 3. `xmlNode::psvi` of an element in a document that is bound to this cache is null, or what was
-//    found for the element: its SchemaElement, or one of two marks for none. It is right for the
+//    found for the element: its ISchemaElement, or one of two marks for none. It is right for the
 //    place where the element was when it was asked for; who moves elements clears it.
 #pragma once
 
@@ -17,7 +17,6 @@
 #include <memory>
 #include <string>
 
-#include "platform/schema/schema_components.h"
 #include "platform/schema/schema_model.h"
 #include "platform/tree/parser.h"
 
@@ -70,7 +69,7 @@ class SchemaCache : public Counted<IXMLDOMSchemaCollection2> {
   const SchemaModel* Model() const noexcept { return m_Model.get(); }
 
  private:
-  const SchemaType* TypeFromInstance(const xmlNode* c_element) const;
+  const ISchemaType* TypeFromInstance(const xmlNode* c_element) const;
 
   XmlDocPtr m_Document;  // before the schema, which points into it
   XmlSchemaPtr m_Schema;

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "platform/os/com_ptr.h"
-#include "platform/schema/schema_components.h"
+#include "platform/schema/schema_model.h"
 
 namespace cfgex::internal {
 

@@ -26,10 +26,10 @@ void SchemaReader::Read() {
   FinishModel(m_Model);
 }
 
-SchemaNamespace& SchemaReader::Namespace(const std::string& uri) {
-  for (SchemaNamespace& known : m_Model.namespaces)
+ISchema& SchemaReader::Namespace(const std::string& uri) {
+  for (ISchema& known : m_Model.namespaces)
     if (known.uri == uri) return known;
-  SchemaNamespace& made = m_Model.namespaces.emplace_back(m_Model.owner);
+  ISchema& made = m_Model.namespaces.emplace_back(m_Model.owner);
   made.uri = uri;
   return made;
 }
@@ -114,15 +114,15 @@ void SchemaReader::RegisterGlobal(const ReadingContext& context, const xmlNode* 
     return m_Names.emplace_back(QualifiedName{context.target->uri, name}).Key();
   };
   if (IsXsdElement(c_node, "element")) {
-    SchemaElement& made = m_Model.elements.emplace_back(m_Model.owner);
+    ISchemaElement& made = m_Model.elements.emplace_back(m_Model.owner);
     Register(made, name_it(made), context, c_node, redefining, m_Model.global_elements,
              m_ElementDefinitions);
   } else if (IsXsdElement(c_node, "complexType")) {
-    SchemaType& made = m_Model.complex_types.emplace_back(m_Model.owner);
+    ISchemaType& made = m_Model.complex_types.emplace_back(m_Model.owner);
     Register(made, name_it(made), context, c_node, redefining, m_Model.global_types,
              m_TypeDefinitions);
   } else if (IsXsdElement(c_node, "simpleType")) {
-    SchemaType& made = m_Model.simple_types.emplace_back(m_Model.owner);
+    ISchemaType& made = m_Model.simple_types.emplace_back(m_Model.owner);
     Register(made, name_it(made), context, c_node, redefining, m_Model.global_types,
              m_TypeDefinitions);
   } else if (IsXsdElement(c_node, "attribute")) {
@@ -151,8 +151,8 @@ void SchemaReader::FillAll() {
     FillElement(*each.component, each.c_node, each.scope);
 
   for (const auto& each : m_TypeDefinitions) {
-    SchemaType* type = each.component;
-    if (m_Model.FindType(type->Key()) == type) type->schema->types.Add(type->item);
+    ISchemaType* type = each.component;
+    if (m_Model.FindType(type->Key()) == type) type->schema->types.Add(*type);
   }
 }
 

@@ -71,19 +71,17 @@ bool SchemaReader::ReadParticle(Particle& particle, const xmlNode* c_node,
 bool SchemaReader::ReadElementParticle(Particle& particle, const xmlNode* c_node,
                                        const ReadingScope& scope, const std::string& min) {
   const std::string ref = TokenAttribute(c_node, "ref");
-  SchemaElement* global = nullptr;
+  ISchemaElement* global = nullptr;
   if (!ref.empty()) {
     global = m_Model.FindElement(ResolveName(scope, c_node, ref).Key());
     if (global == nullptr) return false;
   }
-  SchemaElement& element = m_Model.elements.emplace_back(m_Model.owner);
+  ISchemaElement& element = m_Model.elements.emplace_back(m_Model.owner);
   particle.kind = ParticleKind::kElement;
   particle.element = &element;
   element.min_occurs = FromUtf8(min);
   if (global != nullptr) {
-    element.declaration = global;
-    element.ns = global->ns;
-    element.local_name = global->local_name;
+    element.declaration = global;  // which may not be complete yet
     return true;
   }
   const std::string form = TokenAttribute(c_node, "form");
@@ -136,11 +134,10 @@ const Wildcard* SchemaReader::ReadWildcard(const xmlNode* c_node, const ReadingS
   return &wildcard;
 }
 
-void SchemaReader::FillElement(SchemaElement& element, const xmlNode* c_node,
+void SchemaReader::FillElement(ISchemaElement& element, const xmlNode* c_node,
                                const ReadingScope& definition) {
   const ReadingScope scope{definition.context};
   element.is_abstract = BooleanAttribute(c_node, "abstract");
-  element.is_nillable = BooleanAttribute(c_node, "nillable");
   element.default_value = FromUtf8(RawAttribute(c_node, "default"));
   element.fixed_value = FromUtf8(RawAttribute(c_node, "fixed"));
   const std::string head = TokenAttribute(c_node, "substitutionGroup");
@@ -153,7 +150,7 @@ void SchemaReader::FillElement(SchemaElement& element, const xmlNode* c_node,
   } else if (SimpleType* simple = InlineSimpleType(scope, c_node)) {
     element.type = simple;
   } else if (const xmlNode* c_complex = XsdChild(c_node, "complexType")) {
-    ComplexType& complex = m_Model.complex_types.emplace_back(m_Model.owner);
+    ISchemaComplexType& complex = m_Model.complex_types.emplace_back(m_Model.owner);
     complex.schema = scope.context->target;
     FillComplexType(complex, c_complex, scope);
     element.type = &complex;

@@ -89,23 +89,23 @@ class Finisher {
   void WeighGroups();
   void WeighAttributeGroups();
   Weight WeightOf(const Particle& particle) const;
-  void WeighAttributes(const ComplexType& type);
+  void WeighAttributes(const ISchemaComplexType& type);
   void AddAttributeSquare(double count);
   void WeighValues();
-  void Compare(const SchemaType* type);
+  void Compare(const ISchemaType* type);
   void WeighEnumeration(const SimpleType& type);
   void FinishTypes();
   void FinishSimpleType(SimpleType& type);
   void WeighUnion(const SimpleType& type);
-  void FinishComplexType(ComplexType& type);
-  void BuildTable(ComplexType& type);
+  void FinishComplexType(ISchemaComplexType& type);
+  void BuildTable(ISchemaComplexType& type);
 
   SchemaModel& m_Model;
-  std::unordered_map<const SchemaElement*, double> m_Substitutes;  // all that may stand for one
+  std::unordered_map<const ISchemaElement*, double> m_Substitutes;  // all that may stand for one
   std::unordered_map<const ModelGroup*, Weight> m_Groups;
-  std::unordered_map<const ComplexType*, Weight> m_Types;
+  std::unordered_map<const ISchemaComplexType*, Weight> m_Types;
   std::unordered_map<const AttributeGroup*, double> m_AttributeGroups;
-  std::unordered_map<const ComplexType*, double> m_Attributes;
+  std::unordered_map<const ISchemaComplexType*, double> m_Attributes;
   std::unordered_map<const SimpleType*, double> m_Unions;
   std::unordered_map<const SimpleType*, double> m_Values;  // that one of the type is compared with
   double m_AttributeSquares = 0;
@@ -117,34 +117,22 @@ class Finisher {
 
 void Finisher::FinishElements() {
   const auto order =
-      InOrder(Pointers(m_Model.elements), "substitution group", [](const SchemaElement& element) {
-        std::vector<SchemaElement*> head;
+      InOrder(Pointers(m_Model.elements), "substitution group", [](const ISchemaElement& element) {
+        std::vector<ISchemaElement*> head;
         if (element.substitution_head != nullptr) head.push_back(element.substitution_head);
         return head;
       });
-  for (SchemaElement* element : order) {
-    SchemaElement* head = element->substitution_head;
+  for (ISchemaElement* element : order) {
+    ISchemaElement* head = element->substitution_head;
     if (head != nullptr) head->substitutes.push_back(element);
     if (element->type == nullptr) element->type = head != nullptr ? head->type : m_Model.any_type;
-    element->type_item = element->type->item;
   }
   for (auto element = order.rbegin(); element != order.rend(); ++element)
-    if (const SchemaElement* head = (*element)->substitution_head)
+    if (const ISchemaElement* head = (*element)->substitution_head)
       m_Substitutes[head] += 1 + m_Substitutes[*element];
 
-  for (SchemaElement& use : m_Model.elements) {
-    const SchemaElement& global = *use.declaration;
-    if (&global == &use) continue;
-    use.name = global.name;
-    use.schema = global.schema;
-    use.default_value = global.default_value;
-    use.fixed_value = global.fixed_value;
-    use.is_abstract = global.is_abstract;
-    use.is_nillable = global.is_nillable;
-    use.type = global.type;
-    use.type_item = global.type_item;
-    use.substitution_head = global.substitution_head;
-  }
+  for (ISchemaElement& element : m_Model.elements)
+    if (element.declaration != &element) element.Use(*element.declaration);
 }
 
 Finisher::Weight Finisher::WeightOf(const Particle& particle) const {
@@ -196,7 +184,7 @@ void Finisher::WeighAttributeGroups() {
 }
 
 // What the type inherits counts again.
-void Finisher::WeighAttributes(const ComplexType& type) {
+void Finisher::WeighAttributes(const ISchemaComplexType& type) {
   double weight = static_cast<double>(type.attributes.attributes.size());
   for (const AttributeGroup* group : type.attributes.groups) weight += m_AttributeGroups[group];
   if (type.base->complex != nullptr) weight += m_Attributes[type.base->complex];
@@ -211,20 +199,20 @@ void Finisher::AddAttributeSquare(double count) {
 
 // The defaults and fixed values; those in enumerations were weighed with their types.
 void Finisher::WeighValues() {
-  const auto weigh = [this](const auto& holder, const SchemaType* type) {
+  const auto weigh = [this](const auto& holder, const ISchemaType* type) {
     if (!holder.default_value.empty() || !holder.fixed_value.empty()) Compare(type);
   };
-  for (const SchemaElement& element : m_Model.elements)
+  for (const ISchemaElement& element : m_Model.elements)
     if (element.declaration == &element) weigh(element, element.type);
   const auto weighAll = [&weigh](const std::vector<AttributeUse>& uses) {
     for (const AttributeUse& use : uses) weigh(use, use.type);
   };
   for (const AttributeUse& use : m_Model.global_attributes) weigh(use, use.type);
   for (const AttributeGroup& group : m_Model.attribute_groups) weighAll(group.attributes);
-  for (const ComplexType& type : m_Model.complex_types) weighAll(type.attributes.attributes);
+  for (const ISchemaComplexType& type : m_Model.complex_types) weighAll(type.attributes.attributes);
 }
 
-void Finisher::Compare(const SchemaType* type) {
+void Finisher::Compare(const ISchemaType* type) {
   const SimpleType* simple = type->simple != nullptr ? type->simple : type->complex->simple_content;
   const auto known = m_Values.find(simple);
   if (known == m_Values.end()) return;
@@ -233,11 +221,11 @@ void Finisher::Compare(const SchemaType* type) {
 }
 
 void Finisher::FinishTypes() {
-  std::vector<SchemaType*> roots;
-  for (ComplexType& type : m_Model.complex_types) roots.push_back(&type);
+  std::vector<ISchemaType*> roots;
+  for (ISchemaComplexType& type : m_Model.complex_types) roots.push_back(&type);
   for (SimpleType& type : m_Model.simple_types) roots.push_back(&type);
-  const auto order = InOrder(roots, "type definition", [](const SchemaType& type) {
-    std::vector<SchemaType*> next;
+  const auto order = InOrder(roots, "type definition", [](const ISchemaType& type) {
+    std::vector<ISchemaType*> next;
     if (type.base != nullptr) next.push_back(type.base);
     if (type.simple != nullptr) {
       if (type.simple->item_type != nullptr) next.push_back(type.simple->item_type);
@@ -247,7 +235,7 @@ void Finisher::FinishTypes() {
     }
     return next;
   });
-  for (SchemaType* type : order) {
+  for (ISchemaType* type : order) {
     if (type->simple != nullptr) {
       WeighUnion(*type->simple);
       FinishSimpleType(*type->simple);
@@ -298,8 +286,8 @@ void Finisher::FinishSimpleType(SimpleType& type) {
   type.has_pattern = type.has_pattern || base->has_pattern;
 }
 
-void Finisher::FinishComplexType(ComplexType& type) {
-  ComplexType* base = type.base->complex;
+void Finisher::FinishComplexType(ISchemaComplexType& type) {
+  ISchemaComplexType* base = type.base->complex;
   const bool extends = type.derivation == Derivation::kExtension;
   Weight weight;
   if (extends && base != nullptr) weight = m_Types[base];
@@ -322,7 +310,7 @@ void Finisher::FinishComplexType(ComplexType& type) {
       FinishSimpleType(*type.simple_content);
     }
     if (!extends && type.simple_content->base_types.get_length() == 0)
-      type.simple_content->base_types.Add(type.simple_content->base->item);
+      type.simple_content->base_types.Add(*type.simple_content->base);
     return;
   }
   const bool has_own = type.particle != nullptr && m_Groups[type.particle->group].particles > 0;
@@ -336,8 +324,8 @@ void Finisher::FinishComplexType(ComplexType& type) {
   BuildTable(type);
 }
 
-void Finisher::BuildTable(ComplexType& type) {
-  const ComplexType* base = type.base->complex;
+void Finisher::BuildTable(ISchemaComplexType& type) {
+  const ISchemaComplexType* base = type.base->complex;
   const ChildTable* inherited = nullptr;
   if (type.derivation == Derivation::kExtension && base != nullptr) inherited = base->children;
   if (type.particle == nullptr) {

@@ -13,8 +13,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/schema/schema_components.h"
 #include "platform/schema/schema_documents.h"
+#include "platform/schema/schema_model.h"
 
 namespace cfgex::internal {
 
@@ -28,7 +28,7 @@ struct QualifiedName {
 // have one is read once for each of these.
 struct ReadingContext {
   const SchemaDocument* document = nullptr;
-  SchemaNamespace* target = nullptr;
+  ISchema* target = nullptr;
   bool borrowed_target = false;  // the document has none itself
   bool qualified_elements = false;
   bool qualified_attributes = false;
@@ -65,7 +65,7 @@ class SchemaReader {
   template <class T>
   void Register(T& component, const NameKey& key, const ReadingContext& context,
                 const xmlNode* c_node, bool redefining, NameMap<T*>& map, Definitions<T>& list);
-  SchemaNamespace& Namespace(const std::string& uri);
+  ISchema& Namespace(const std::string& uri);
   void FillAll();
 
   // Names (schema_reader.cpp).
@@ -75,14 +75,16 @@ class SchemaReader {
   T* Find(const ReadingScope& scope, const NameMap<T*>& map, const QualifiedName& name) const;
 
   // Types (schema_reader_types.cpp).
-  SchemaType* TypeByName(const ReadingScope& scope, const xmlNode* c_node, const std::string& name);
+  ISchemaType* TypeByName(const ReadingScope& scope, const xmlNode* c_node,
+                          const std::string& name);
   SimpleType* SimpleTypeByName(const ReadingScope& scope, const xmlNode* c_node,
                                const std::string& name);
   SimpleType* InlineSimpleType(const ReadingScope& scope, const xmlNode* c_parent);
-  void FillType(SchemaType& type, const xmlNode* c_node, const ReadingScope& scope);
+  void FillType(ISchemaType& type, const xmlNode* c_node, const ReadingScope& scope);
   void FillSimpleType(SimpleType& type, const xmlNode* c_node, const ReadingScope& scope);
-  void FillComplexType(ComplexType& type, const xmlNode* c_node, const ReadingScope& scope);
-  void FillSimpleContent(ComplexType& type, const xmlNode* c_node, const ReadingScope& scope);
+  void FillComplexType(ISchemaComplexType& type, const xmlNode* c_node, const ReadingScope& scope);
+  void FillSimpleContent(ISchemaComplexType& type, const xmlNode* c_node,
+                         const ReadingScope& scope);
   void ReadAttributes(AttributeGroup& group, const xmlNode* c_parent, const ReadingScope& scope);
   void FillAttribute(AttributeUse& use, const xmlNode* c_node, const ReadingScope& scope);
   void ReadAttribute(AttributeGroup& group, const xmlNode* c_node, const ReadingScope& scope);
@@ -95,7 +97,7 @@ class SchemaReader {
   void FillGroup(ModelGroup& group, const xmlNode* c_node, const ReadingScope& scope);
   void FillNamedGroup(ModelGroup& group, const xmlNode* c_node, const ReadingScope& scope);
   const Wildcard* ReadWildcard(const xmlNode* c_node, const ReadingScope& scope);
-  void FillElement(SchemaElement& element, const xmlNode* c_node, const ReadingScope& scope);
+  void FillElement(ISchemaElement& element, const xmlNode* c_node, const ReadingScope& scope);
 
   const SchemaDocuments& m_Documents;
   SchemaModel& m_Model;
@@ -104,8 +106,8 @@ class SchemaReader {
   NameMap<ModelGroup*> m_Groups;
   NameMap<AttributeGroup*> m_AttributeGroups;
   NameMap<AttributeUse*> m_Attributes;
-  Definitions<SchemaElement> m_ElementDefinitions;
-  Definitions<SchemaType> m_TypeDefinitions;
+  Definitions<ISchemaElement> m_ElementDefinitions;
+  Definitions<ISchemaType> m_TypeDefinitions;
   Definitions<ModelGroup> m_GroupDefinitions;
   Definitions<AttributeGroup> m_AttributeGroupDefinitions;
   Definitions<AttributeUse> m_AttributeDefinitions;

@@ -38,9 +38,9 @@ void ReadFacets(SimpleType& type, const xmlNode* c_restriction) {
 
 }  // namespace
 
-SchemaType* SchemaReader::TypeByName(const ReadingScope& scope, const xmlNode* c_node,
-                                     const std::string& name) {
-  SchemaType* found = Find(scope, m_Model.global_types, ResolveName(scope, c_node, name));
+ISchemaType* SchemaReader::TypeByName(const ReadingScope& scope, const xmlNode* c_node,
+                                      const std::string& name) {
+  ISchemaType* found = Find(scope, m_Model.global_types, ResolveName(scope, c_node, name));
   return found == nullptr ? m_Model.any_type : found;
 }
 
@@ -59,7 +59,7 @@ SimpleType* SchemaReader::InlineSimpleType(const ReadingScope& scope, const xmlN
   return &type;
 }
 
-void SchemaReader::FillType(SchemaType& type, const xmlNode* c_node, const ReadingScope& scope) {
+void SchemaReader::FillType(ISchemaType& type, const xmlNode* c_node, const ReadingScope& scope) {
   if (type.simple != nullptr)
     FillSimpleType(*type.simple, c_node, scope);
   else
@@ -97,13 +97,13 @@ void SchemaReader::FillSimpleType(SimpleType& type, const xmlNode* c_node,
       FillSimpleType(member, c_member, scope);
       type.members.push_back(&member);
     }
-    for (SimpleType* member : type.members) type.base_types.Add(member->item);
+    for (SimpleType* member : type.members) type.base_types.Add(*member);
     return;
   }
-  type.base_types.Add(type.base->item);
+  type.base_types.Add(*type.base);
 }
 
-void SchemaReader::FillComplexType(ComplexType& type, const xmlNode* c_node,
+void SchemaReader::FillComplexType(ISchemaComplexType& type, const xmlNode* c_node,
                                    const ReadingScope& definition) {
   const ReadingScope scope{definition.context};
   type.base = m_Model.any_type;
@@ -124,7 +124,7 @@ void SchemaReader::FillComplexType(ComplexType& type, const xmlNode* c_node,
     if (c_body == nullptr) c_body = c_content;
     type.base = TypeByName(definition, c_body, TokenAttribute(c_body, "base"));
   }
-  type.base_types.Add(type.base->item);
+  type.base_types.Add(*type.base);
 
   if (c_simple != nullptr)
     FillSimpleContent(type, c_body, scope);
@@ -133,7 +133,7 @@ void SchemaReader::FillComplexType(ComplexType& type, const xmlNode* c_node,
   ReadAttributes(type.attributes, c_body, scope);
 }
 
-void SchemaReader::FillSimpleContent(ComplexType& type, const xmlNode* c_body,
+void SchemaReader::FillSimpleContent(ISchemaComplexType& type, const xmlNode* c_body,
                                      const ReadingScope& scope) {
   type.has_simple_content = true;
   if (type.derivation == Derivation::kExtension) {
@@ -179,7 +179,6 @@ void SchemaReader::ReadAttribute(AttributeGroup& group, const xmlNode* c_node,
     const AttributeUse* global = Find(scope, m_Attributes, ResolveName(scope, c_node, ref));
     if (global == nullptr) return;
     use = *global;
-    use.declaration = global;
     const std::wstring default_value = FromUtf8(RawAttribute(c_node, "default"));
     const std::wstring fixed_value = FromUtf8(RawAttribute(c_node, "fixed"));
     if (!default_value.empty()) use.default_value = default_value;

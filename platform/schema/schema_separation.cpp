@@ -37,15 +37,15 @@ bool TiesPartsTogether(const xmlNode* c_element) {
 bool IsFree(const Particle& particle) { return particle.min == 0 && particle.max == kUnbounded; }
 
 // What a free choice, or a free repetition of a single element, offers.
-bool AddAlternatives(const Particle& particle, NameMap<const SchemaElement*>& children) {
+bool AddAlternatives(const Particle& particle, NameMap<const ISchemaElement*>& children) {
   if (particle.kind != ParticleKind::kElement || particle.max == 0) return false;
-  const SchemaElement* declaration = particle.element->declaration;
+  const ISchemaElement* declaration = particle.element->declaration;
   if (declaration->is_abstract || !declaration->substitutes.empty()) return false;
   children.emplace(declaration->Key(), declaration);
   return true;
 }
 
-bool AddFreeParticle(const Particle& particle, NameMap<const SchemaElement*>& children) {
+bool AddFreeParticle(const Particle& particle, NameMap<const ISchemaElement*>& children) {
   if (particle.kind == ParticleKind::kElement)
     return IsFree(particle) && AddAlternatives(particle, children);
   if (particle.kind != ParticleKind::kGroup) return false;
@@ -71,18 +71,18 @@ bool TiesPartsTogether(const SchemaDocuments& documents) {
   });
 }
 
-std::optional<NameMap<const SchemaElement*>> FreeChildren(const SchemaType& type) {
+std::optional<NameMap<const ISchemaElement*>> FreeChildren(const ISchemaType& type) {
   if (type.complex == nullptr || type.complex->is_abstract ||
       type.complex->content != ContentKind::kElementOnly)
     return std::nullopt;
-  const std::vector<const Particle*> content = EffectiveContent(*type.complex);
-  NameMap<const SchemaElement*> children;
+  const std::vector<const Particle*> content = type.complex->Content();
+  NameMap<const ISchemaElement*> children;
   if (content.size() != 1 || !AddFreeParticle(*content.front(), children)) return std::nullopt;
   return children;
 }
 
-bool RequiresAttributes(const SchemaType& type) {
-  const std::vector<const AttributeUse*> attributes = EffectiveAttributes(*type.complex);
+bool RequiresAttributes(const ISchemaType& type) {
+  const std::vector<const AttributeUse*> attributes = type.complex->Attributes();
   return std::any_of(attributes.begin(), attributes.end(), [](const AttributeUse* attribute) {
     return attribute->use == AttributeUseKind::kRequired;
   });

@@ -3,8 +3,8 @@
 
 #include <optional>
 
-#include "platform/schema/schema_components.h"
 #include "platform/schema/schema_documents.h"
+#include "platform/schema/schema_model.h"
 
 namespace cfgex::internal {
 
@@ -16,9 +16,9 @@ bool TiesPartsTogether(const SchemaDocuments& documents);
 // by name: local declarations, or the global ones that are used. Nothing when the type's content is
 // any other: when order or number count, when there is a wildcard, text, or an element that is
 // abstract or that others can stand for.
-std::optional<NameMap<const SchemaElement*>> FreeChildren(const SchemaType& type);
+std::optional<NameMap<const ISchemaElement*>> FreeChildren(const ISchemaType& type);
 
 // Whether elements of the type must carry an attribute.
-bool RequiresAttributes(const SchemaType& type);
+bool RequiresAttributes(const ISchemaType& type);
 
 }  // namespace cfgex::internal

@@ -1,4 +1,4 @@
-#include "platform/schema/schema_components.h"
+#include "platform/schema/schema_model.h"
 
 #include <algorithm>
 #include <unordered_set>
@@ -29,49 +29,44 @@ std::vector<const AttributeUse*> OwnAttributes(const AttributeGroup& own) {
   return result;
 }
 
-SchemaElement* FindInTables(const ChildTable* table, const NameKey& key) {
+ISchemaElement* FindInTables(const ChildTable* table, const NameKey& key) {
   for (; table != nullptr; table = table->inherited)
-    if (SchemaElement* found = Lookup(table->elements, key)) return found;
+    if (ISchemaElement* found = Lookup(table->elements, key)) return found;
   return nullptr;
 }
 
 }  // namespace
 
-void ItemCollection::Add(ISchemaItem* item) {
-  m_Items.push_back(item);
-  m_ByName.emplace(item->get_name(), item);
+void ISchemaItemCollection::Add(ISchemaItem& item) {
+  m_Items.push_back(&item);
+  m_ByName.emplace(item.name, &item);
 }
 
-ComPtr<ISchemaItem> ItemCollection::get_item(long index) {
+ComPtr<ISchemaItem> ISchemaItemCollection::get_item(long index) const {
   if (index < 0 || index >= get_length()) return nullptr;
   return ComPtr<ISchemaItem>(m_Items[static_cast<std::size_t>(index)]);
 }
 
-ComPtr<ISchemaItem> ItemCollection::itemByName(std::wstring_view name) {
+ComPtr<ISchemaItem> ISchemaItemCollection::itemByName(std::wstring_view name) const {
   const auto found = m_ByName.find(name);
   return found == m_ByName.end() ? nullptr : ComPtr<ISchemaItem>(found->second);
 }
 
-const std::wstring& SchemaNamespace::get_name() {
-  static const std::wstring none;
-  return none;
-}
-
-bool Wildcard::Allows(std::string_view ns) const {
+bool Wildcard::Allows(std::string_view uri) const {
   switch (constraint) {
     case kAny:
       return true;
     case kNot:
-      return !ns.empty() && ns != namespaces.front();
+      return !uri.empty() && uri != namespaces.front();
     case kOneOf:
-      return std::find(namespaces.begin(), namespaces.end(), ns) != namespaces.end();
+      return std::find(namespaces.begin(), namespaces.end(), uri) != namespaces.end();
   }
   return false;
 }
 
-bool CollapsesBlanks(const SimpleType& type) {
+bool SimpleType::CollapsesBlanks() const {
   // A list collapses, and so does the value of a union but for the member that it belongs to.
-  std::vector<const SimpleType*> open{&type};
+  std::vector<const SimpleType*> open{this};
   std::unordered_set<const SimpleType*> seen;
   while (!open.empty()) {
     const SimpleType* at = open.back();
@@ -90,9 +85,22 @@ bool CollapsesBlanks(const SimpleType& type) {
   return true;
 }
 
-std::vector<const SchemaElement*> AllSubstitutes(const SchemaElement& head) {
-  const auto& direct = head.declaration->substitutes;
-  std::vector<const SchemaElement*> result(direct.begin(), direct.end());
+void ISchemaElement::Use(ISchemaElement& global) {
+  ns = global.ns;
+  local_name = global.local_name;
+  name = global.name;
+  schema = global.schema;
+  default_value = global.default_value;
+  fixed_value = global.fixed_value;
+  is_abstract = global.is_abstract;
+  type = global.type;
+  declaration = &global;
+  substitution_head = global.substitution_head;
+}
+
+std::vector<const ISchemaElement*> ISchemaElement::AllSubstitutes() const {
+  std::vector<const ISchemaElement*> result(declaration->substitutes.begin(),
+                                            declaration->substitutes.end());
   for (std::size_t i = 0; i < result.size(); ++i) {
     const auto& more = result[i]->substitutes;  // no group is circular, so this ends
     result.insert(result.end(), more.begin(), more.end());
@@ -100,21 +108,19 @@ std::vector<const SchemaElement*> AllSubstitutes(const SchemaElement& head) {
   return result;
 }
 
-std::vector<const Particle*> EffectiveContent(const ComplexType& type) {
+std::vector<const Particle*> ISchemaComplexType::Content() const {
   std::vector<const Particle*> result;
-  const ComplexType* at = &type;
-  while (at != nullptr) {
+  for (const ISchemaComplexType* at = this; at != nullptr; at = at->base->complex) {
     if (at->particle != nullptr) result.push_back(at->particle);
     if (at->derivation == Derivation::kRestriction) break;
-    at = at->base == nullptr ? nullptr : at->base->complex;
   }
   std::reverse(result.begin(), result.end());
   return result;
 }
 
-std::vector<const AttributeUse*> EffectiveAttributes(const ComplexType& type) {
-  std::vector<const ComplexType*> chain;
-  for (const SchemaType* at = &type; at != nullptr && at->complex != nullptr; at = at->base)
+std::vector<const AttributeUse*> ISchemaComplexType::Attributes() const {
+  std::vector<const ISchemaComplexType*> chain;
+  for (const ISchemaType* at = this; at != nullptr && at->complex != nullptr; at = at->base)
     chain.push_back(at->complex);
   std::vector<const AttributeUse*> result;
   NameMap<std::size_t> places;
@@ -134,23 +140,23 @@ std::vector<const AttributeUse*> EffectiveAttributes(const ComplexType& type) {
 
 SchemaModel::SchemaModel(IUnknown& owner_) : owner(owner_) { AddBuiltins(*this); }
 
-SchemaElement* SchemaModel::FindElement(const NameKey& key) const {
+ISchemaElement* SchemaModel::FindElement(const NameKey& key) const {
   return Lookup(global_elements, key);
 }
 
-SchemaType* SchemaModel::FindType(const NameKey& key) const { return Lookup(global_types, key); }
+ISchemaType* SchemaModel::FindType(const NameKey& key) const { return Lookup(global_types, key); }
 
 Match SchemaModel::FindChild(const ChildScope& scope, const NameKey& key) const {
   if (scope.kind == ChildScope::kNothing) return {};
   if (scope.kind == ChildScope::kLax) return {FindElement(key), true};
 
   const ChildTable* table = scope.type->children;
-  if (SchemaElement* found = FindInTables(table, key)) return {found, false};
+  if (ISchemaElement* found = FindInTables(table, key)) return {found, false};
 
   // A member of a substitution group stands where the content model refers to a head of it.
-  SchemaElement* global = FindElement(key);
-  for (const SchemaElement* head = global; head != nullptr; head = head->substitution_head) {
-    const SchemaElement* use = FindInTables(table, head->Key());
+  ISchemaElement* global = FindElement(key);
+  for (const ISchemaElement* head = global; head != nullptr; head = head->substitution_head) {
+    const ISchemaElement* use = FindInTables(table, head->Key());
     if (use != nullptr && use->declaration == head) return {global, false};
   }
 
@@ -164,9 +170,9 @@ Match SchemaModel::FindChild(const ChildScope& scope, const NameKey& key) const 
   return {};
 }
 
-ChildScope SchemaModel::ScopeBelow(const Match& match, const SchemaType* xsi_type) const {
+ChildScope SchemaModel::ScopeBelow(const Match& match, const ISchemaType* xsi_type) const {
   if (match.declaration == nullptr && !match.lax) return {};
-  const SchemaType* type = xsi_type;
+  const ISchemaType* type = xsi_type;
   if (type == nullptr && match.declaration != nullptr) type = match.declaration->type;
   if (type == nullptr) return {ChildScope::kLax, nullptr};
   if (type->complex == nullptr) return {};
