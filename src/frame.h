@@ -34,7 +34,7 @@ class CountedImpl {
 template <class Impl, class... Args>
 Impl* MakeImpl(const wchar_t* file, int line, Args&&... args) {
   try {
-    if (FaultHere("CImpl")) throw std::bad_alloc();
+    if (FaultHere(FaultPoint::kCImpl)) throw std::bad_alloc();
     return new Impl(std::forward<Args>(args)...);
   } catch (const std::bad_alloc&) {
     throw CCfgExException(CFGEX_ERROR_OUT_OF_MEMORY, file, line);

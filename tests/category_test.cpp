@@ -152,7 +152,7 @@ TEST_F(CategoryTest, CopiesShareTheName) {
 }
 
 TEST_F(CategoryTest, WithoutAGuidTheIdIsTheTickCount) {
-  const FailCall fail("getrandom", 1);
+  const FailCall fail(FaultPoint::kGetrandom, 1);
   ASSERT_TRUE(CCfgCategory(L"Good", sample.option).CreateInstance(instance));
   const std::wstring id = instance.GetInstanceId().str();
   EXPECT_EQ(id.find_first_not_of(L" -0123456789"), std::wstring::npos) << Narrow(id);

@@ -114,7 +114,7 @@ TEST(Dom, MovesThatWouldBreakTheTreeAreRefused) {
   document->appendChild(root);
   EXPECT_EQ(document->get_xml(), before);
 
-  const test::FailCall fail("appendChild", 1);
+  const test::FailCall fail(FaultPoint::kAppendChild, 1);
   EXPECT_THROW(a->appendChild(c), _com_error);
   EXPECT_EQ(document->get_xml(), before);
 }

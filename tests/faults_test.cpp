@@ -32,7 +32,7 @@ struct Clean {
   Ending ending;
   std::string before;  // what the store holds
   std::string after;
-  std::vector<std::string> passed;
+  std::vector<FaultPoint> passed;
   // The numbers of the passages with which these parts end, and of the one where saving begins.
   int reading = 0;  // until what came in is found valid
   int commit = 0;   // until the whole is found valid
@@ -54,12 +54,12 @@ Clean::Clean(const StoreCase& storeCase) {
   const int count = static_cast<int>(passed.size());
   save = count + 1;
   for (int i = 1; i <= count; ++i) {
-    const std::string& name = passed[static_cast<std::size_t>(i) - 1];
-    const bool isValidating = name == "validate" || name == "newValidator";
+    const FaultPoint point = passed[static_cast<std::size_t>(i) - 1];
+    const bool isValidating = point == FaultPoint::kValidate || point == FaultPoint::kNewValidator;
     if (isValidating && (reading == 0 || reading == i - 1)) reading = i;
     if (isValidating && save > count) commit = i;
-    if (name == "save") save = i;
-    if (name == "close" && save < i) saved = i;
+    if (point == FaultPoint::kSave) save = i;
+    if (point == FaultPoint::kClose && save < i) saved = i;
   }
 }
 
@@ -169,7 +169,8 @@ TEST_P(FaultsTest, WhateverFailsTheResultIsTheToldOneAndTheFilesAreWhole) {
     for (int nth = 1; happened; nth += isOnward ? kStride : 1) {
       const std::string name =
           isOnward || kind == Mishap::kFail
-              ? clean.passed[std::min(clean.passed.size(), static_cast<std::size_t>(nth)) - 1]
+              ? NameOf(
+                    clean.passed[std::min(clean.passed.size(), static_cast<std::size_t>(nth)) - 1])
               : "write";
       SCOPED_TRACE("number " + std::to_string(nth) + ", " + name + ", kind " +
                    std::to_string(kind));
@@ -233,13 +234,14 @@ TEST_P(OpeningTest, AFailureToReadIsNoVerdict) {
       return file.first.ends_with(".bad") && file.second == before.at(main);
     });
   };
+  using enum FaultPoint;
   for (const char* failing : {"main.xml", "real/file.xml", "main.backup.xml"}) {
-    for (const char* call : {"open", "fstat", "read", "lstat", "readlink", "lseek", "access"}) {
+    for (const auto call : {kOpen, kFstat, kRead, kLstat, kReadlink, kLseek, kAccess}) {
       for (const int error : {EMFILE, ENFILE, EIO, ESTALE, EACCES, ELOOP, ENOMEM}) {
         bool happened = true;
         for (int nth = 0; happened; ++nth) {
-          SCOPED_TRACE(std::string(call) + " of " + failing + ", number " + std::to_string(nth) +
-                       ", " + std::strerror(error));
+          SCOPED_TRACE(std::string(NameOf(call)) + " of " + failing + ", number " +
+                       std::to_string(nth) + ", " + std::strerror(error));
           stage.Reset();
           Ending ending;
           {

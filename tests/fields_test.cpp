@@ -205,7 +205,7 @@ TEST_F(FieldsTest, WantOfMemoryIsNoAnswer) {
       [&] { instance.SetFieldValue(L"Numbers", numbers); },
       [&] { instance.GetFieldValue(L"Numbers", numbers); }};
   for (std::size_t i = 0; i < std::size(operations); ++i) {
-    const FailCall fail("SysAllocString", 1);
+    const FailCall fail(FaultPoint::kSysAllocString, 1);
     EXPECT_THROW(operations[i](), std::bad_alloc) << i;
   }
 }

@@ -174,7 +174,7 @@ TEST(FileTest, AnyFailingCallLeavesOldOrNewAndNothingElse) {
         const std::ptrdiff_t descriptors = OpenDescriptors();
         bool reached = false;
         {
-          const test::FailCall fail(nullptr, nth);
+          const test::FailCall fail(std::nullopt, nth);
           done = copying ? OS::CopyFileW(source, target, false) : Replaced(target, newContent);
           reached = fail.Passed() >= nth;
         }
@@ -192,14 +192,15 @@ TEST(FileTest, AnyFailingCallLeavesOldOrNewAndNothingElse) {
 }
 
 TEST(FileTest, ContentIsOnTheDiskBeforeItTakesTheTargetsName) {
+  using enum FaultPoint;
   static std::string calls;
   const Folder folder;
   WriteBytes(folder.Path(L"file"), "old");
   for (const bool copying : {false, true}) {
     calls.clear();
-    g_FaultHook = [](FaultPoint& point) noexcept {
-      for (const char* kept : {"write", "fchmod", "fsync", "close", "rename", "unlink"}) {
-        if (std::strcmp(point.operation, kept) == 0) calls.append(kept).append(" ");
+    g_FaultHook = [](Passage& passage) noexcept {
+      for (const auto kept : {kWrite, kFchmod, kFsync, kClose, kRename, kUnlink}) {
+        if (passage.point == kept) calls.append(NameOf(kept)).append(" ");
       }
       return false;
     };
@@ -215,18 +216,19 @@ TEST(FileTest, ContentIsOnTheDiskBeforeItTakesTheTargetsName) {
 }
 
 TEST(FileTest, FailuresNameCallPathAndReasonAndLeakNoDescriptor) {
+  using enum FaultPoint;
   const Folder folder;
   WriteBytes(folder.Path(L"file"), "old");
   const std::ptrdiff_t descriptors = OpenDescriptors();
-  for (const char* call : {"open", "write", "fsync", "close", "rename", "fchmod", "fstat", "dup"}) {
+  for (const auto call : {kOpen, kWrite, kFsync, kClose, kRename, kFchmod, kFstat, kDup}) {
     for (int i = 0; i < 256; ++i) {
       // The first that is closed is the old one, which was only looked at.
-      const test::FailCall fail(call, std::string_view(call) == "close" ? 2 : 1);
-      EXPECT_FALSE(Replaced(folder.Path(L"file"), "new")) << call;
+      const test::FailCall fail(call, call == kClose ? 2 : 1);
+      EXPECT_FALSE(Replaced(folder.Path(L"file"), "new")) << NameOf(call);
     }
   }
   EXPECT_EQ(OpenDescriptors(), descriptors);
-  const test::FailCall fail("write", 1);
+  const test::FailCall fail(kWrite, 1);
   try {
     ReplaceFile(folder.Path(L"file"), "new");
     ADD_FAILURE();
@@ -241,7 +243,8 @@ TEST(FileTest, FailuresNameCallPathAndReasonAndLeakNoDescriptor) {
 
 TEST(FileTest, ACallThatKeepsFailingLeavesNoMoreThanOneNewFile) {
   const Folder folder;
-  for (const char* call : {"fstat", "lstat", "unlink", "flock"}) {
+  using enum FaultPoint;
+  for (const auto call : {kFstat, kLstat, kUnlink, kFlock}) {
     WriteBytes(folder.Path(L".file.cfgex-new"), "remains");
     {
       const test::FailCall fail(call, 1, true);
@@ -249,9 +252,9 @@ TEST(FileTest, ACallThatKeepsFailingLeavesNoMoreThanOneNewFile) {
     }
     std::vector<std::string> names = folder.Names();
     std::erase(names, "file");
-    EXPECT_LE(names.size(), 1U) << call;
+    EXPECT_LE(names.size(), 1U) << NameOf(call);
     EXPECT_TRUE(Replaced(folder.Path(L"file"), "new"));
-    EXPECT_EQ(folder.Names(), Names{"file"}) << call;
+    EXPECT_EQ(folder.Names(), Names{"file"}) << NameOf(call);
   }
 }
 

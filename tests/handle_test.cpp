@@ -52,7 +52,7 @@ TYPED_TEST(HandleTest, SharesItsStateUntilTheLastOneGoes) {
 
 TYPED_TEST(HandleTest, RaisesWhenItsStateCannotBeAllocated) {
   CCfgOption::Instance();  // made by the default arguments otherwise
-  const FailCall fail("CImpl", 1);
+  const FailCall fail(FaultPoint::kCImpl, 1);
   try {
     TypeParam handle;
     FAIL() << "no exception";

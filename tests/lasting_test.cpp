@@ -34,7 +34,7 @@ TEST(LastingTest, ReplacingAnInstanceLeavesMemoryWhereItWas) {
   const std::wstring document =
       Document(L"a", {Item(L"P", L"a", L"<Name>n</Name>" + RefTo(L"Q", L"b")), Item(L"Q", L"b")});
   // The disk is not what is looked at: no save gets as far as that.
-  const FailCall fail("open", 1, true);
+  const FailCall fail(FaultPoint::kOpen, 1, true);
   const auto replace = [&](int times) {
     for (int i = 0; i < times; ++i)
       ASSERT_TRUE(sample.store->SetConfiguration(document.c_str(), nullptr, nullptr));

@@ -129,12 +129,14 @@ TEST_F(RecoveryTest, ABadFileIsKeptOnce) {
 // Where a damaged file cannot be copied it gets a second name, or goes to one, and stays in its
 // place if that cannot be either. It is never lost.
 TEST_F(RecoveryTest, ADamagedFileIsNotReplacedBeforeItIsSafe) {
-  using Calls = std::vector<std::pair<std::string, std::string>>;  // and the end of a name
+  using Calls = std::vector<std::pair<FaultPoint, std::string>>;  // and the end of a name
   static Calls failing;
-  const Calls noCopy = {{"open", ".main.bad.cfgex-new"}};
-  const Calls noLink = {{"open", ".main.bad.cfgex-new"}, {"link", ""}};
-  const Calls noRestore = {{"open", ".cfgex-new"}, {"link", ""}};
-  const Calls noMove = {{"open", ".main.bad.cfgex-new"}, {"link", ""}, {"renameat2", ""}};
+  const Calls noCopy = {{FaultPoint::kOpen, ".main.bad.cfgex-new"}};
+  const Calls noLink = {{FaultPoint::kOpen, ".main.bad.cfgex-new"}, {FaultPoint::kLink, ""}};
+  const Calls noRestore = {{FaultPoint::kOpen, ".cfgex-new"}, {FaultPoint::kLink, ""}};
+  const Calls noMove = {{FaultPoint::kOpen, ".main.bad.cfgex-new"},
+                        {FaultPoint::kLink, ""},
+                        {FaultPoint::kRenameat2, ""}};
   struct Row {
     const char* name;
     Calls failing;
@@ -153,10 +155,10 @@ TEST_F(RecoveryTest, ADamagedFileIsNotReplacedBeforeItIsSafe) {
       WriteBytes(place.Path(L"main.xml"), kInvalid);
       if (row.hasBackup) WriteBytes(place.Path(L"main.backup.xml"), kGood);
       failing = row.failing;
-      g_FaultHook = [](FaultPoint& point) noexcept {
-        point.error = ENOSPC;
+      g_FaultHook = [](Passage& passage) noexcept {
+        passage.error = ENOSPC;
         return std::any_of(failing.begin(), failing.end(), [&](const auto& call) {
-          return point.operation == call.first && std::string(point.path).ends_with(call.second);
+          return passage.point == call.first && std::string(passage.path).ends_with(call.second);
         });
       };
       EXPECT_EQ(store.Initialize(place.Path(L"main.xml").c_str()), row.opens);
@@ -192,7 +194,7 @@ TEST_F(RecoveryTest, OnlyAGoodFileGoesOverTheBackupAtTheEnd) {
     if (isRenamed) std::filesystem::rename(folder.Root() / "new", folder.Root() / "main.xml");
     {
       std::optional<Mishap> unread;
-      if (isUnread) unread.emplace(Mishap::Calls{"read", Narrow(main), EIO}, 0);
+      if (isUnread) unread.emplace(Mishap::Calls{FaultPoint::kRead, Narrow(main), EIO}, 0);
       store = CCfgConfigurationEx(option);
     }
     EXPECT_EQ(ReadBytes(backup), isGood && !isUnread ? text : kGood);
@@ -209,8 +211,8 @@ TEST_F(RecoveryTest, WhatComesAfterTheReadingIsNotBackedUp) {
     WriteBytes(Wide(main), kGood);
     ASSERT_TRUE(!isClosing || Open(L"main.xml"));
     opened = 0;
-    g_FaultHook = [](FaultPoint& point) noexcept {
-      if (point.operation == std::string("open") && main == point.path && ++opened == 2)
+    g_FaultHook = [](Passage& passage) noexcept {
+      if (passage.point == FaultPoint::kOpen && main == passage.path && ++opened == 2)
         WriteBytes(Wide(main), kInvalid);
       return false;
     };
@@ -395,9 +397,9 @@ TEST(ConfigFileSetTest, BadFilesOfOneMillisecondAreAllKept) {
   static int unknown;
   for (unknown = 0; unknown <= 2; ++unknown) {
     const Folder folder(Folder::Place::kMemory);
-    g_FaultHook = [](FaultPoint& point) noexcept {
-      const std::string_view operation = point.operation;
-      return (unknown >= 1 && operation == "renameat2") || (unknown >= 2 && operation == "link");
+    g_FaultHook = [](Passage& passage) noexcept {
+      return (unknown >= 1 && passage.point == FaultPoint::kRenameat2) ||
+             (unknown >= 2 && passage.point == FaultPoint::kLink);
     };
     constexpr int kStores = 4;
     constexpr int kFiles = 50;

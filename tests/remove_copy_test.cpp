@@ -125,7 +125,7 @@ TEST(RemoveAndCopyTest, AFailedSaveIsRaisedAndTheNextCommitSavesTheChange) {
     Sample sample({Item(L"P", L"s", Named(L"new")) + Item(L"P", L"t")});
     const std::string before = ReadBytes(sample.configFile);
     {
-      const FailCall fail("rename", 1);
+      const FailCall fail(FaultPoint::kRename, 1);
       if (operation == kRemove) {
         EXPECT_THROW(sample.store->RemoveConfiguration(Alone(L"t").c_str(), nullptr), _com_error);
       } else {
@@ -162,7 +162,7 @@ TEST(CopyTest, NewIdsDifferAlsoWhereNoGuidCanBeHad) {
   const std::wstring references = RefsTo({{L"Q", L"x"}, {L"Q", L"y"}, {L"R", L"dangling"}});
   Sample sample({Item(L"P", L"s", references) + Item(L"P", L"t") + Item(L"P", L"u"),
                  Item(L"Q", L"x") + Item(L"Q", L"y")});
-  const FailCall fail("getrandom", 1, true);
+  const FailCall fail(FaultPoint::kGetrandom, 1, true);
   Ids changed;
   ASSERT_TRUE(sample.store->CopyConfiguration(L"s", L"t", true, &changed, nullptr));
   ASSERT_TRUE(sample.store->CopyConfiguration(L"s", L"u", true, &changed, nullptr));

@@ -189,10 +189,11 @@ TEST_P(RightsTest, NobodyReadsMoreThanTheMainFile) {
 TEST_P(RightsTest, NorWhereACallFails) {
   const std::string content = ReadBytes(main);
   const std::string allowed = ReadersOf(main);
-  for (const char* call : {"fsetxattr", "fremovexattr", "fgetxattr", "flistxattr", "fchown",
-                           "fchmod", "fstat", "open", "read"}) {
+  using enum FaultPoint;
+  for (const auto call : {kFsetxattr, kFremovexattr, kFgetxattr, kFlistxattr, kFchown, kFchmod,
+                          kFstat, kOpen, kRead}) {
     for (int nth = 1; nth <= 4; ++nth) {
-      SCOPED_TRACE(std::string(call) + " " + std::to_string(nth));
+      SCOPED_TRACE(std::string(NameOf(call)) + " " + std::to_string(nth));
       DoneAs(GetParam().writer, [&] {
         const FailCall fail(call, nth, true);
         OS::CopyFileW(main, folder.Path(L"new"), false);

@@ -294,7 +294,7 @@ TEST(SchemaCache, ServesDocumentsOfTheInterface) {
   const auto cache = CreateObject<IXMLDOMSchemaCollection2>(L"MSXML2.XMLSchemaCache.6.0");
   ASSERT_TRUE(schema->loadXML(test::Wide(Schema(kIds))));
   {
-    const test::FailCall fail("add", 1);
+    const test::FailCall fail(FaultPoint::kAdd, 1);
     EXPECT_THROW(cache->add(L"", schema), _com_error);
   }
   EXPECT_THROW(cache->add(L"", nullptr), _com_error);

@@ -272,7 +272,7 @@ TEST(WriteTest, WhatAFailedSaveLeftIsWrittenByTheNext) {
   Sample sample({Item(L"P", L"a")});
   const std::string before = ReadBytes(sample.configFile);
   {
-    const FailCall fail("rename", 1);
+    const FailCall fail(FaultPoint::kRename, 1);
     EXPECT_TRUE(sample.store->SetConfiguration(Document(L"b", {Item(L"P", L"b")}).c_str(), nullptr,
                                                nullptr));
   }

@@ -258,7 +258,7 @@ TEST(CVarTest, CopiesAreIndependentAndAssignmentTakesItsOwnText) {
   EXPECT_EQ(static_cast<int>(moved), 12);
   moved.Clear();
   EXPECT_EQ(moved.GetKind(), VT_EMPTY);
-  const test::FailCall fail("SysAllocString", 1);
+  const test::FailCall fail(FaultPoint::kSysAllocString, 1);
   EXPECT_THROW(CVar{b}, std::bad_alloc);
 }
 
@@ -352,7 +352,7 @@ TEST(SystemTest, GuidsAreRandomAndHaveTheirTextForm) {
   EXPECT_EQ(OS::StringFromGUID2(guid, text, 38), 0);
   EXPECT_EQ(OS::StringFromGUID2(guid, text, 39), 39);
   EXPECT_STREQ(text, L"{00112233-4455-6677-8899-AABBCCDDEEFF}");
-  const test::FailCall fail("getrandom", 1);
+  const test::FailCall fail(FaultPoint::kGetrandom, 1);
   EXPECT_FALSE(OS::CoCreateGuid(guid));
   EXPECT_EQ(guid.bytes[1], 0x11);
 }

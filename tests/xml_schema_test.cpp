@@ -139,10 +139,11 @@ TEST_F(XmlSchema, FailuresPassThroughAndLeaveNothingBehind) {
     const LiveCounts& now = g_LiveCounts;
     return now.documents == 0 && now.nodes == 0 && now.fragments == 0;
   };
-  for (const char* operation : {"createElement", "appendChild", "get_xml"}) {
-    const test::FailCall fail(operation, std::string(operation) == "get_xml" ? 1 : 2);
-    EXPECT_THROW(Generate(schema), _com_error) << operation;
-    EXPECT_TRUE(nothing_lives()) << operation;
+  using enum FaultPoint;
+  for (const auto point : {kCreateElement, kAppendChild, kGetXml}) {
+    const test::FailCall fail(point, point == kGetXml ? 1 : 2);
+    EXPECT_THROW(Generate(schema), _com_error) << NameOf(point);
+    EXPECT_TRUE(nothing_lives()) << NameOf(point);
   }
   int calls = 0;
   recorder.act = [&](auto&) {
@@ -176,7 +177,7 @@ TEST_F(XmlSchema, AFewSchemasAreKeptUntilOneOfTheirFilesChanges) {
     return Narrow(generator.CreateXmlInstance(L"r", own, nullptr));
   };
   const auto opened = [&](const std::wstring& file) {
-    const test::FailCall count("open", 0);
+    const test::FailCall count(FaultPoint::kOpen, 0);
     text_of(file);
     return count.Passed();
   };

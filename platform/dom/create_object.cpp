@@ -29,7 +29,7 @@ ComPtr<IUnknown> Make() {
 }  // namespace
 
 ComPtr<IUnknown> CreateObject(std::wstring_view progId) {
-  if (FaultHere("CreateObject")) return nullptr;
+  if (FaultHere(FaultPoint::kCreateObject)) return nullptr;
   if (Contains(kDocuments, progId)) return Make<Document>();
   if (Contains(kSchemaCaches, progId)) return Make<SchemaCollection>();
   return nullptr;

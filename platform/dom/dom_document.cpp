@@ -93,7 +93,7 @@ bool Document::Adopt(XmlDocPtr tree) {
 
 bool Document::load(std::wstring_view path) {
   RequireUnloaded("load");
-  if (FaultHere("load")) return false;
+  if (FaultHere(FaultPoint::kLoad)) return false;
   std::string bytes;
   const std::wstring pathText(path);
   const Reading reading = ReadWholeFile(pathText, bytes, &m_File);
@@ -104,12 +104,12 @@ bool Document::load(std::wstring_view path) {
 
 bool Document::loadXML(std::wstring_view text) {
   RequireUnloaded("loadXML");
-  if (FaultHere("loadXML") || !IsXmlText(text)) return false;
+  if (FaultHere(FaultPoint::kLoadXML) || !IsXmlText(text)) return false;
   return Adopt(ParseXml(ToUtf8(text), TextEncoding::kUtf8, {}));
 }
 
 void Document::save(std::wstring_view path) {
-  RaiseFaultHere("save");
+  RaiseFaultHere(FaultPoint::kSave);
   if (Root() == nullptr) throw _com_error(_com_error::kFail, "save: the document is empty");
   const std::vector<std::string_view> text = m_Changes.RenewText(Tree());
   assert(Joined(text) == ToFileText(Tree()));
@@ -128,7 +128,7 @@ ComPtr<IXMLDOMElement> Document::get_documentElement() {
 }
 
 ComPtr<IXMLDOMElement> Document::createElement(std::wstring_view tagName) {
-  RaiseFaultHere("createElement");
+  RaiseFaultHere(FaultPoint::kCreateElement);
   const EngineScope scope;
   if (!IsNCName(tagName))
     throw _com_error(_com_error::kInvalidArgument, "createElement: not an XML name");
@@ -138,7 +138,7 @@ ComPtr<IXMLDOMElement> Document::createElement(std::wstring_view tagName) {
 
 ComPtr<IXMLDOMNode> Document::createNode(DomNodeType type, std::wstring_view name,
                                          std::wstring_view namespaceUri) {
-  RaiseFaultHere("createNode");
+  RaiseFaultHere(FaultPoint::kCreateNode);
   const EngineScope scope;
   const PrefixedName qname = SplitName(name);
   const std::string uri = EngineText(namespaceUri);
@@ -158,7 +158,7 @@ ComPtr<IXMLDOMNode> Document::createNode(DomNodeType type, std::wstring_view nam
 // --- Schemas
 
 void Document::putref_schemas(const ComPtr<IXMLDOMSchemaCollection2>& schemas) {
-  RaiseFaultHere("putref_schemas");
+  RaiseFaultHere(FaultPoint::kPutrefSchemas);
   if (m_Schemas || dynamic_cast<SchemaCache*>(schemas.get()) == nullptr)
     throw _com_error(_com_error::kInvalidArgument, "putref_schemas: bound already, or to nothing");
   m_Schemas = schemas;
@@ -167,7 +167,7 @@ void Document::putref_schemas(const ComPtr<IXMLDOMSchemaCollection2>& schemas) {
 ComPtr<IXMLDOMSchemaCollection2> Document::get_namespaces() { return m_Schemas; }
 
 ComPtr<IXMLDOMParseError> Document::validate() {
-  RaiseFaultHere("validate");
+  RaiseFaultHere(FaultPoint::kValidate);
   const auto* cache = dynamic_cast<const SchemaCache*>(m_Schemas.get());
   if (cache == nullptr || Root() == nullptr)
     throw _com_error(_com_error::kFail, "validate: no schemas, or no document");

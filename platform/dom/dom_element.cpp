@@ -72,7 +72,7 @@ std::wstring Element::get_tagName() {
 }
 
 std::optional<std::wstring> Element::getAttribute(std::wstring_view name) {
-  RaiseFaultHere("getAttribute");
+  RaiseFaultHere(FaultPoint::kGetAttribute);
   const std::string wanted = ToUtf8(name);
   const std::size_t colon = wanted.find(':');
   const bool prefixed = colon != wanted.npos;
@@ -91,7 +91,7 @@ std::optional<std::wstring> Element::getAttribute(std::wstring_view name) {
 }
 
 void Element::setAttribute(std::wstring_view name, std::wstring_view value) {
-  RaiseFaultHere("setAttribute");
+  RaiseFaultHere(FaultPoint::kSetAttribute);
   const EngineScope scope;
   const PrefixedName qname = SplitName(name);
   const std::string text = EngineText(value);
@@ -112,7 +112,7 @@ void Element::setAttribute(std::wstring_view name, std::wstring_view value) {
 }
 
 void Element::setAttributeNode(const ComPtr<IXMLDOMAttribute>& attribute) {
-  RaiseFaultHere("setAttributeNode");
+  RaiseFaultHere(FaultPoint::kSetAttributeNode);
   const EngineScope scope;
   xmlNode* c_node = EngineNode(attribute.get());
   if (c_node == nullptr) throw _com_error(_com_error::kInvalidArgument, "setAttributeNode: none");

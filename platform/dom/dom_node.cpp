@@ -196,13 +196,13 @@ DomNodeType NodeType(const xmlNode* c_node) noexcept {
 }
 
 ComPtr<IXMLDOMNode> SelectSingleNode(xmlNode* c_node, std::wstring_view path) {
-  RaiseFaultHere("selectSingleNode");
+  RaiseFaultHere(FaultPoint::kSelectSingleNode);
   xmlNode* c_found = FindFirst(c_node, path);
   return c_found != nullptr ? Wrap(c_found, FragmentFrom(c_node, c_found)) : nullptr;
 }
 
 ComPtr<IXMLDOMNodeList> SelectNodes(xmlNode* c_node, std::wstring_view path) {
-  RaiseFaultHere("selectNodes");
+  RaiseFaultHere(FaultPoint::kSelectNodes);
   std::vector<ComPtr<IXMLDOMNode>> nodes;
   for (xmlNode* c_found : FindAll(c_node, path))
     nodes.push_back(Wrap(c_found, FragmentFrom(c_node, c_found)));
@@ -224,7 +224,7 @@ ComPtr<IXMLDOMDocument2> OwnerDocument(xmlNode* c_node) {
 }
 
 ComPtr<IXMLDOMNode> AppendChild(xmlNode* c_parent, const ComPtr<IXMLDOMNode>& node) {
-  RaiseFaultHere("appendChild");
+  RaiseFaultHere(FaultPoint::kAppendChild);
   const EngineScope scope;
   xmlNode* c_node = EngineNode(node.get());
   CheckInsertion(c_parent, c_node, nullptr);
@@ -236,7 +236,7 @@ ComPtr<IXMLDOMNode> AppendChild(xmlNode* c_parent, const ComPtr<IXMLDOMNode>& no
 
 ComPtr<IXMLDOMNode> ReplaceChild(xmlNode* c_parent, const ComPtr<IXMLDOMNode>& node,
                                  const ComPtr<IXMLDOMNode>& oldNode) {
-  RaiseFaultHere("replaceChild");
+  RaiseFaultHere(FaultPoint::kReplaceChild);
   const EngineScope scope;
   xmlNode* c_node = EngineNode(node.get());
   xmlNode* c_old = EngineNode(oldNode.get());
@@ -253,7 +253,7 @@ ComPtr<IXMLDOMNode> ReplaceChild(xmlNode* c_parent, const ComPtr<IXMLDOMNode>& n
 }
 
 ComPtr<IXMLDOMNode> RemoveChild(xmlNode* c_parent, const ComPtr<IXMLDOMNode>& node) {
-  RaiseFaultHere("removeChild");
+  RaiseFaultHere(FaultPoint::kRemoveChild);
   const EngineScope scope;
   xmlNode* c_node = EngineNode(node.get());
   if (!IsChild(c_node, c_parent)) Refuse("removeChild: not a child");
@@ -264,7 +264,7 @@ ComPtr<IXMLDOMNode> RemoveChild(xmlNode* c_parent, const ComPtr<IXMLDOMNode>& no
 }
 
 ComPtr<IXMLDOMNode> CloneNode(xmlNode* c_node, bool deep) {
-  RaiseFaultHere("cloneNode");
+  RaiseFaultHere(FaultPoint::kCloneNode);
   const EngineScope scope;
   if (!deep || c_node->type == XML_DOCUMENT_NODE || c_node->type == XML_ATTRIBUTE_NODE)
     Refuse("cloneNode: shallow, or a document or attribute");
@@ -275,7 +275,7 @@ ComPtr<IXMLDOMNode> CloneNode(xmlNode* c_node, bool deep) {
 }
 
 std::wstring Text(xmlNode* c_node) {
-  RaiseFaultHere("get_text");
+  RaiseFaultHere(FaultPoint::kGetText);
   const xmlNode* c_child = c_node->type == XML_ELEMENT_NODE ? c_node->children : nullptr;
   if (c_child != nullptr && c_child->next == nullptr && c_child->type == XML_TEXT_NODE)
     return FromUtf8(Chars(c_child->content));
@@ -283,7 +283,7 @@ std::wstring Text(xmlNode* c_node) {
 }
 
 void PutText(xmlNode* c_node, std::wstring_view text) {
-  RaiseFaultHere("put_text");
+  RaiseFaultHere(FaultPoint::kPutText);
   const EngineScope scope;
   const std::string bytes = EngineText(text);
   if (c_node->type == XML_ATTRIBUTE_NODE) {
@@ -303,7 +303,7 @@ void PutText(xmlNode* c_node, std::wstring_view text) {
 }
 
 std::wstring Xml(xmlNode* c_node) {
-  RaiseFaultHere("get_xml");
+  RaiseFaultHere(FaultPoint::kGetXml);
   return FromUtf8(ToXml(c_node));
 }
 

@@ -63,7 +63,7 @@ std::string EngineText(std::wstring_view text) {
 }
 
 xmlNode* NewText(xmlDoc* c_document, const std::string& text) {
-  RaiseFaultHere("newNode");
+  RaiseFaultHere(FaultPoint::kNewNode);
   xmlNode* c_text = Made(xmlNewText(XmlChars(text.c_str())));
   c_text->doc = c_document;
   if (c_text->content == nullptr) {
@@ -74,7 +74,7 @@ xmlNode* NewText(xmlDoc* c_document, const std::string& text) {
 }
 
 const xmlChar* NewName(xmlDoc* c_document, const xmlChar* c_name) {
-  RaiseFaultHere("newName");
+  RaiseFaultHere(FaultPoint::kNewName);
   if (c_document->dict != nullptr)
     if (const xmlChar* c_known = xmlDictExists(c_document->dict, c_name, -1)) return c_known;
   return Made(xmlStrdup(c_name));
@@ -87,7 +87,7 @@ xmlNode* NewElement(xmlDoc* c_document, const xmlChar* c_name) {
 }
 
 xmlAttr* NewAttribute(xmlDoc* c_document, const xmlChar* c_name, const std::string& value) {
-  RaiseFaultHere("newNode");
+  RaiseFaultHere(FaultPoint::kNewNode);
   xmlAttr* c_attr = Made(xmlNewNsProp(nullptr, nullptr, c_name, XmlChars(value.c_str())));
   // The engine made the name outside of any dictionary.
   c_attr->doc = c_document;
@@ -148,7 +148,7 @@ class Copier {
 };
 
 NodePtr Copier::CopyNode(const xmlNode* c_node) const {
-  RaiseFaultHere("newNode");
+  RaiseFaultHere(FaultPoint::kNewNode);
   xmlNode* c_copy = nullptr;
   switch (c_node->type) {
     case XML_ELEMENT_NODE:

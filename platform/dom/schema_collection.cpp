@@ -12,7 +12,7 @@ void SchemaCollection::add(std::wstring_view namespaceUri,
 }
 
 ComPtr<ISchemaItem> SchemaCollection::getDeclaration(const ComPtr<IXMLDOMNode>& node) {
-  RaiseFaultHere("getDeclaration");
+  RaiseFaultHere(FaultPoint::kGetDeclaration);
   if (node->get_nodeType() != DomNodeType::kElement) return nullptr;
   // The tree of a document that is bound elsewhere remembers what is not ours.
   if (!(node->get_ownerDocument()->get_namespaces() == ComPtr<IXMLDOMSchemaCollection2>(this)))

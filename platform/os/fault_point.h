@@ -1,6 +1,6 @@
 // A seam for tests: every operation of the platform layer that the outside world can make fail
-// passes here first, under its name, and fails as it would in earnest when the hook says so. The
-// hook may also end the process there, or note what is done to files.
+// passes its fault point first, and fails as it would in earnest when the hook says so. The hook
+// may also end the process there, or note what is done to files.
 #pragma once
 
 #include <atomic>
@@ -10,33 +10,105 @@
 
 namespace cfgex::internal {
 
+// All of them, with the names that messages have for them.
+#define CFGEX_FAULT_POINTS(POINT)              \
+  /* Calls on files (file_calls.h). */         \
+  POINT(kOpen, "open")                         \
+  POINT(kClose, "close")                       \
+  POINT(kDup, "dup")                           \
+  POINT(kRead, "read")                         \
+  POINT(kWrite, "write")                       \
+  POINT(kLseek, "lseek")                       \
+  POINT(kFtruncate, "ftruncate")               \
+  POINT(kFsync, "fsync")                       \
+  POINT(kFstat, "fstat")                       \
+  POINT(kLstat, "lstat")                       \
+  POINT(kReadlink, "readlink")                 \
+  POINT(kAccess, "access")                     \
+  POINT(kFchmod, "fchmod")                     \
+  POINT(kFchown, "fchown")                     \
+  POINT(kFgetxattr, "fgetxattr")               \
+  POINT(kFlistxattr, "flistxattr")             \
+  POINT(kFsetxattr, "fsetxattr")               \
+  POINT(kFremovexattr, "fremovexattr")         \
+  POINT(kFlock, "flock")                       \
+  POINT(kRename, "rename")                     \
+  POINT(kRenameat2, "renameat2")               \
+  POINT(kLink, "link")                         \
+  POINT(kUnlink, "unlink")                     \
+  /* Memory and random bytes. */               \
+  POINT(kCImpl, "CImpl")                       \
+  POINT(kSysAllocString, "SysAllocString")     \
+  POINT(kNewNode, "newNode")                   \
+  POINT(kNewName, "newName")                   \
+  POINT(kNewValidator, "newValidator")         \
+  POINT(kCreateObject, "CreateObject")         \
+  POINT(kGetrandom, "getrandom")               \
+  /* Documents and their nodes. */             \
+  POINT(kParse, "parse")                       \
+  POINT(kLoad, "load")                         \
+  POINT(kLoadXML, "loadXML")                   \
+  POINT(kSave, "save")                         \
+  POINT(kCreateElement, "createElement")       \
+  POINT(kCreateNode, "createNode")             \
+  POINT(kGetAttribute, "getAttribute")         \
+  POINT(kSetAttribute, "setAttribute")         \
+  POINT(kSetAttributeNode, "setAttributeNode") \
+  POINT(kSelectSingleNode, "selectSingleNode") \
+  POINT(kSelectNodes, "selectNodes")           \
+  POINT(kAppendChild, "appendChild")           \
+  POINT(kReplaceChild, "replaceChild")         \
+  POINT(kRemoveChild, "removeChild")           \
+  POINT(kCloneNode, "cloneNode")               \
+  POINT(kGetText, "get_text")                  \
+  POINT(kPutText, "put_text")                  \
+  POINT(kGetXml, "get_xml")                    \
+  /* Schemas. */                               \
+  POINT(kAdd, "add")                           \
+  POINT(kPutrefSchemas, "putref_schemas")      \
+  POINT(kGetDeclaration, "getDeclaration")     \
+  POINT(kValidate, "validate")
+
+enum class FaultPoint {
+#define CFGEX_ENUMERATOR(point, name) point,
+  CFGEX_FAULT_POINTS(CFGEX_ENUMERATOR)
+#undef CFGEX_ENUMERATOR
+};
+
+inline const char* NameOf(FaultPoint point) noexcept {
+#define CFGEX_NAME(point, name) name,
+  static constexpr const char* kNames[] = {CFGEX_FAULT_POINTS(CFGEX_NAME)};
+#undef CFGEX_NAME
+  return kNames[static_cast<std::size_t>(point)];
+}
+
 // What the hook is told. A call on files says what it works on, as far as its kind has that.
-struct FaultPoint {
-  const char* operation;  // "fsync", "appendChild"; a literal
+struct Passage {
+  FaultPoint point;
   const char* path = nullptr;
-  const char* newPath = nullptr;  // of "rename", "renameat2" and "link"
+  const char* newPath = nullptr;  // of kRename, kRenameat2 and kLink
   int descriptor = -1;
-  std::size_t size = 0;  // of "write", in bytes: the hook may lessen it, so that no more is written
+  std::size_t size = 0;  // of kWrite, in bytes: the hook may lessen it, so that no more is written
   int error = 0;         // the hook may set the `errno` with which a call on files fails
 };
 
 // True makes the operation fail. Null for none.
-using FaultHook = bool (*)(FaultPoint& point) noexcept;
+using FaultHook = bool (*)(Passage& passage) noexcept;
 inline std::atomic<FaultHook> g_FaultHook{nullptr};
 
-inline bool FaultHere(FaultPoint& point) noexcept {
+inline bool FaultHere(Passage& passage) noexcept {
   const FaultHook hook = g_FaultHook.load(std::memory_order_relaxed);
-  return hook != nullptr && hook(point);
+  return hook != nullptr && hook(passage);
 }
 
-inline bool FaultHere(const char* operation) noexcept {
-  FaultPoint point{operation};
-  return FaultHere(point);
+inline bool FaultHere(FaultPoint point) noexcept {
+  Passage passage{point};
+  return FaultHere(passage);
 }
 
 // For operations whose failure is a _com_error.
-inline void RaiseFaultHere(const char* operation) {
-  if (FaultHere(operation)) throw _com_error(_com_error::kFail, operation);
+inline void RaiseFaultHere(FaultPoint point) {
+  if (FaultHere(point)) throw _com_error(_com_error::kFail, NameOf(point));
 }
 
 }  // namespace cfgex::internal

@@ -18,9 +18,9 @@ namespace cfgex::internal::file_calls {
 
 namespace {
 
-bool Fails(FaultPoint point, int error = EIO) noexcept {
-  if (!FaultHere(point)) return false;
-  errno = point.error != 0 ? point.error : error;
+bool Fails(Passage passage, int error = EIO) noexcept {
+  if (!FaultHere(passage)) return false;
+  errno = passage.error != 0 ? passage.error : error;
   return true;
 }
 
@@ -33,7 +33,7 @@ const char* TextOf(const char* result, const char* /*buffer*/) noexcept { return
 }  // namespace
 
 int Open(const char* path, int flags, mode_t mode) noexcept {
-  if (Fails({.operation = "open", .path = path})) return -1;
+  if (Fails({.point = FaultPoint::kOpen, .path = path})) return -1;
   int result = -1;
   do {
     result = ::open(path, flags | O_CLOEXEC, mode);
@@ -42,61 +42,63 @@ int Open(const char* path, int flags, mode_t mode) noexcept {
 }
 
 int Close(int descriptor) noexcept {
-  FaultPoint point{.operation = "close", .descriptor = descriptor};
-  const bool failing = FaultHere(point);
+  Passage passage{.point = FaultPoint::kClose, .descriptor = descriptor};
+  const bool failing = FaultHere(passage);
   // Interrupted or not, the descriptor is free afterwards: a second call could hit another's.
   const int result = ::close(descriptor);
   if (failing) {
-    errno = point.error != 0 ? point.error : EIO;
+    errno = passage.error != 0 ? passage.error : EIO;
     return -1;
   }
   return result < 0 && errno == EINTR ? 0 : result;
 }
 
 int Dup(int descriptor) noexcept {
-  return Fails({.operation = "dup", .descriptor = descriptor})
+  return Fails({.point = FaultPoint::kDup, .descriptor = descriptor})
              ? -1
              : ::fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
 }
 
 ssize_t Read(int descriptor, void* buffer, std::size_t size) noexcept {
-  return Fails({.operation = "read", .descriptor = descriptor}) ? -1
-                                                                : ::read(descriptor, buffer, size);
+  return Fails({.point = FaultPoint::kRead, .descriptor = descriptor})
+             ? -1
+             : ::read(descriptor, buffer, size);
 }
 
 ssize_t Write(int descriptor, std::span<const iovec> pieces) noexcept {
   std::size_t size = 0;
   for (const iovec& piece : pieces) size += piece.iov_len;
-  FaultPoint point{.operation = "write", .descriptor = descriptor, .size = size};
-  if (FaultHere(point)) {
-    errno = point.error != 0 ? point.error : ENOSPC;
+  Passage passage{.point = FaultPoint::kWrite, .descriptor = descriptor, .size = size};
+  if (FaultHere(passage)) {
+    errno = passage.error != 0 ? passage.error : ENOSPC;
     return -1;
   }
-  if (point.size < size)
-    return ::write(descriptor, pieces[0].iov_base, std::min(point.size, pieces[0].iov_len));
+  if (passage.size < size)
+    return ::write(descriptor, pieces[0].iov_base, std::min(passage.size, pieces[0].iov_len));
   return ::writev(descriptor, pieces.data(), static_cast<int>(pieces.size()));
 }
 
 int Seek(int descriptor, off_t position) noexcept {
-  return Fails({.operation = "lseek", .descriptor = descriptor}) ||
+  return Fails({.point = FaultPoint::kLseek, .descriptor = descriptor}) ||
                  ::lseek(descriptor, position, SEEK_SET) < 0
              ? -1
              : 0;
 }
 
 off_t Position(int descriptor) noexcept {
-  return Fails({.operation = "lseek", .descriptor = descriptor}) ? -1
-                                                                 : ::lseek(descriptor, 0, SEEK_CUR);
+  return Fails({.point = FaultPoint::kLseek, .descriptor = descriptor})
+             ? -1
+             : ::lseek(descriptor, 0, SEEK_CUR);
 }
 
 int Truncate(int descriptor, off_t length) noexcept {
-  return Fails({.operation = "ftruncate", .descriptor = descriptor}, ENOSPC)
+  return Fails({.point = FaultPoint::kFtruncate, .descriptor = descriptor}, ENOSPC)
              ? -1
              : ::ftruncate(descriptor, length);
 }
 
 int Sync(int descriptor) noexcept {
-  if (Fails({.operation = "fsync", .descriptor = descriptor})) return -1;
+  if (Fails({.point = FaultPoint::kFsync, .descriptor = descriptor})) return -1;
   int result = -1;
   do {
     result = ::fsync(descriptor);
@@ -105,70 +107,75 @@ int Sync(int descriptor) noexcept {
 }
 
 int Status(int descriptor, struct stat& status) noexcept {
-  return Fails({.operation = "fstat", .descriptor = descriptor}) ? -1
-                                                                 : ::fstat(descriptor, &status);
+  return Fails({.point = FaultPoint::kFstat, .descriptor = descriptor})
+             ? -1
+             : ::fstat(descriptor, &status);
 }
 
 int LinkStatus(const char* path, struct stat& status) noexcept {
-  return Fails({.operation = "lstat", .path = path}) ? -1 : ::lstat(path, &status);
+  return Fails({.point = FaultPoint::kLstat, .path = path}) ? -1 : ::lstat(path, &status);
 }
 
 ssize_t ReadLink(const char* path, char* buffer, std::size_t size) noexcept {
-  return Fails({.operation = "readlink", .path = path}) ? -1 : ::readlink(path, buffer, size);
+  return Fails({.point = FaultPoint::kReadlink, .path = path}) ? -1
+                                                               : ::readlink(path, buffer, size);
 }
 
 int CheckWritable(const char* path) noexcept {
-  return Fails({.operation = "access", .path = path})
+  return Fails({.point = FaultPoint::kAccess, .path = path})
              ? -1
              : ::faccessat(AT_FDCWD, path, W_OK, AT_EACCESS);
 }
 
 int SetMode(int descriptor, mode_t mode) noexcept {
-  return Fails({.operation = "fchmod", .descriptor = descriptor}) ? -1 : ::fchmod(descriptor, mode);
+  return Fails({.point = FaultPoint::kFchmod, .descriptor = descriptor})
+             ? -1
+             : ::fchmod(descriptor, mode);
 }
 
 int SetOwner(int descriptor, uid_t owner, gid_t group) noexcept {
-  return Fails({.operation = "fchown", .descriptor = descriptor})
+  return Fails({.point = FaultPoint::kFchown, .descriptor = descriptor})
              ? -1
              : ::fchown(descriptor, owner, group);
 }
 
 ssize_t GetAttribute(int descriptor, const char* name, void* value, std::size_t size) noexcept {
-  return Fails({.operation = "fgetxattr", .descriptor = descriptor})
+  return Fails({.point = FaultPoint::kFgetxattr, .descriptor = descriptor})
              ? -1
              : ::fgetxattr(descriptor, name, value, size);
 }
 
 ssize_t ListAttributes(int descriptor, char* names, std::size_t size) noexcept {
-  return Fails({.operation = "flistxattr", .descriptor = descriptor})
+  return Fails({.point = FaultPoint::kFlistxattr, .descriptor = descriptor})
              ? -1
              : ::flistxattr(descriptor, names, size);
 }
 
 int SetAttribute(int descriptor, const char* name, std::string_view value) noexcept {
-  return Fails({.operation = "fsetxattr", .descriptor = descriptor}, ENOTSUP)
+  return Fails({.point = FaultPoint::kFsetxattr, .descriptor = descriptor}, ENOTSUP)
              ? -1
              : ::fsetxattr(descriptor, name, value.data(), value.size(), 0);
 }
 
 int RemoveAttribute(int descriptor, const char* name) noexcept {
-  return Fails({.operation = "fremovexattr", .descriptor = descriptor})
+  return Fails({.point = FaultPoint::kFremovexattr, .descriptor = descriptor})
              ? -1
              : ::fremovexattr(descriptor, name);
 }
 
 int TryLock(int descriptor) noexcept {
-  return Fails({.operation = "flock", .descriptor = descriptor})
+  return Fails({.point = FaultPoint::kFlock, .descriptor = descriptor})
              ? -1
              : ::flock(descriptor, LOCK_EX | LOCK_NB);
 }
 
 int Rename(const char* from, const char* to) noexcept {
-  return Fails({.operation = "rename", .path = from, .newPath = to}) ? -1 : ::rename(from, to);
+  return Fails({.point = FaultPoint::kRename, .path = from, .newPath = to}) ? -1
+                                                                            : ::rename(from, to);
 }
 
 int RenameToNew(const char* from, const char* to) noexcept {
-  if (!Fails({.operation = "renameat2", .path = from, .newPath = to}, EINVAL) &&
+  if (!Fails({.point = FaultPoint::kRenameat2, .path = from, .newPath = to}, EINVAL) &&
       ::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) {
     return 0;
   }
@@ -190,11 +197,12 @@ int RenameToNew(const char* from, const char* to) noexcept {
 }
 
 int Link(const char* from, const char* to) noexcept {
-  return Fails({.operation = "link", .path = from, .newPath = to}, EPERM) ? -1 : ::link(from, to);
+  return Fails({.point = FaultPoint::kLink, .path = from, .newPath = to}, EPERM) ? -1
+                                                                                 : ::link(from, to);
 }
 
 int Unlink(const char* path) noexcept {
-  return Fails({.operation = "unlink", .path = path}) ? -1 : ::unlink(path);
+  return Fails({.point = FaultPoint::kUnlink, .path = path}) ? -1 : ::unlink(path);
 }
 
 FileIdentity IdentityOf(const struct stat& status) noexcept {

@@ -1,9 +1,9 @@
 // The system calls that the file operations make, one thin function each.
 //
-// Every call passes the fault point of its name first ("open", "write"...); where the hook makes it
+// Every call passes its fault point first; where the hook makes it
 // fail, nothing is done but what the call does even when it fails (a descriptor is closed), and
-// `errno` is the hook's, or else ENOSPC for "write" and "ftruncate", what an old file system says
-// for "renameat2", "link" and "fsetxattr", EIO for the others; "write" may also be made shorter.
+// `errno` is the hook's, or else ENOSPC for Write and Truncate, what an old file system says
+// for RenameToNew, Link and SetAttribute, EIO for the others; Write may also be made shorter.
 // Results and `errno` are otherwise those of the system.
 #pragma once
 

@@ -10,6 +10,9 @@
 
 namespace OS {
 
+using cfgex::internal::FaultHere;
+using cfgex::internal::FaultPoint;
+
 std::uint32_t GetTickCount() noexcept {
   timespec now{};
   ::clock_gettime(CLOCK_MONOTONIC, &now);
@@ -18,7 +21,7 @@ std::uint32_t GetTickCount() noexcept {
 }
 
 bool CoCreateGuid(GUID& guid) noexcept {
-  if (cfgex::internal::FaultHere("getrandom")) return false;
+  if (FaultHere(FaultPoint::kGetrandom)) return false;
   GUID result{};
   ssize_t got = 0;
   do {

@@ -21,6 +21,9 @@ namespace OS {
 
 namespace {
 
+using cfgex::internal::FaultHere;
+using cfgex::internal::FaultPoint;
+
 constexpr HRESULT kDone = 0;
 
 HRESULT Failure(_com_error::Code code) noexcept { return static_cast<HRESULT>(code); }
@@ -254,7 +257,7 @@ BSTR SysAllocStringLen(const wchar_t* text, std::size_t length) noexcept {
   constexpr std::size_t kFrame = sizeof(std::size_t) + sizeof(wchar_t);
   constexpr std::size_t kLongest =
       (std::numeric_limits<std::size_t>::max() - kFrame) / sizeof(wchar_t);
-  if (text == nullptr || length > kLongest || cfgex::internal::FaultHere("SysAllocString"))
+  if (text == nullptr || length > kLongest || FaultHere(FaultPoint::kSysAllocString))
     return nullptr;
   auto* block = static_cast<std::byte*>(std::malloc(kFrame + length * sizeof(wchar_t)));
   if (block == nullptr) return nullptr;

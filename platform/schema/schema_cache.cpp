@@ -118,7 +118,7 @@ XmlSchemaPtr CompileSchema(xmlDoc* c_document, xmlStructuredErrorFunc report, vo
 }
 
 void SchemaCache::Add(std::wstring_view namespaceUri, xmlDoc* c_document) {
-  RaiseFaultHere("add");
+  RaiseFaultHere(FaultPoint::kAdd);
   const EngineScope scope;
   if (m_Model != nullptr)
     throw _com_error(_com_error::kFail, "add: the cache has a schema already");
@@ -150,7 +150,7 @@ template <class Start>
 int RunValidator(xmlSchema* schema, xmlDoc* c_document, xmlStructuredErrorFunc report,
                  void* context, Start&& start) {
   if (schema == nullptr) throw _com_error(_com_error::kFail, "validate: no schema");
-  RaiseFaultHere("newValidator");
+  RaiseFaultHere(FaultPoint::kNewValidator);
   const std::unique_ptr<xmlSchemaValidCtxt, FreeValidator> validator(xmlSchemaNewValidCtxt(schema));
   if (validator == nullptr) throw std::bad_alloc();
   Reporter reporter{report, context};

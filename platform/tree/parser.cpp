@@ -212,7 +212,7 @@ XmlDocPtr ParseXml(std::string_view bytes, TextEncoding encoding, const std::str
   if (encoding == TextEncoding::kUtf8 && bytes.find('\0') != bytes.npos)
     return refuse(ParseRefusal::kNullCharacter);
 
-  RaiseFaultHere("parse");
+  RaiseFaultHere(FaultPoint::kParse);
   const EngineScope scope;
   XmlDocPtr document = AskEngine([&] { return ParseOnce(bytes, encoding, observer); });
   if (document != nullptr && !url.empty()) {

@@ -4,9 +4,9 @@
 #include <unistd.h>
 
 #include <climits>
+#include <optional>
 #include <set>
 #include <stdexcept>
-#include <string_view>
 
 #include "platform/os/fault_point.h"
 #include "tests/support/support.h"
@@ -26,7 +26,7 @@ struct Recorder {
   Recording recording;
   std::set<std::string> names;
   // The call under way.
-  std::string operation;
+  std::optional<FaultPoint> point;
   std::string name;
   std::string newName;
 
@@ -45,41 +45,42 @@ struct Recorder {
     recording.events.push_back({kind, name, newName, std::move(content)});
   }
   void Settle();
-  void Pass(const FaultPoint& point);
+  void Pass(const Passage& passage);
 };
 Recorder g_Recorder;
 
 void Recorder::Settle() {
-  if (operation == "open" && Exists(name) && names.insert(name).second) {
+  if (point == FaultPoint::kOpen && Exists(name) && names.insert(name).second) {
     Add(DiskEvent::kCreate);
-  } else if (operation == "write" || operation == "ftruncate") {
+  } else if (point == FaultPoint::kWrite || point == FaultPoint::kFtruncate) {
     Add(DiskEvent::kContent, ReadBytes(Wide((root / name).string())));
-  } else if (operation.starts_with("rename") && !Exists(name)) {
+  } else if ((point == FaultPoint::kRename || point == FaultPoint::kRenameat2) && !Exists(name)) {
     names.erase(name);
     names.insert(newName);
     Add(DiskEvent::kRename);
-  } else if (operation == "unlink" && !Exists(name)) {
+  } else if (point == FaultPoint::kUnlink && !Exists(name)) {
     names.erase(name);
     Add(DiskEvent::kUnlink);
-  } else if (operation == "fsync") {
+  } else if (point == FaultPoint::kFsync) {
     Add(fs::is_directory(root / name) ? DiskEvent::kSyncDirectory : DiskEvent::kSyncFile);
   }
-  operation.clear();
+  point.reset();
 }
 
-void Recorder::Pass(const FaultPoint& point) {
+void Recorder::Pass(const Passage& passage) {
   Settle();
-  const std::string_view wanted = point.operation;
-  if (point.path == nullptr && point.descriptor < 0) return;
-  if (wanted == "open" && (*point.path == '\0' || fs::is_directory(point.path))) return;
-  operation = wanted;
-  name = point.path != nullptr ? Relative(point.path) : NameOf(point.descriptor);
-  newName = point.newPath != nullptr ? Relative(point.newPath) : "";
-  if (name.starts_with("..")) operation.clear();
+  if (passage.path == nullptr && passage.descriptor < 0) return;
+  if (passage.point == FaultPoint::kOpen &&
+      (*passage.path == '\0' || fs::is_directory(passage.path)))
+    return;
+  point = passage.point;
+  name = passage.path != nullptr ? Relative(passage.path) : NameOf(passage.descriptor);
+  newName = passage.newPath != nullptr ? Relative(passage.newPath) : "";
+  if (name.starts_with("..")) point.reset();
 }
 
-bool OnPassage(FaultPoint& point) noexcept {
-  g_Recorder.Pass(point);
+bool OnPassage(Passage& passage) noexcept {
+  g_Recorder.Pass(passage);
   return false;
 }
 

@@ -4,10 +4,9 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <optional>
 #include <stdexcept>
 #include <utility>
-
-#include "platform/os/fault_point.h"
 
 namespace test {
 namespace {
@@ -21,60 +20,59 @@ struct State {
   int nth = 0;
   int places = 0;
   bool ending = false;
-  std::string failing;  // the kind of point that fails from now on
-  Mishap::Calls calls;  // if any are named, only these are places
-  std::vector<std::string> passed;
+  std::optional<FaultPoint> failing;   // the kind of point that fails from now on
+  std::optional<Mishap::Calls> calls;  // if there are any, only these are places
+  std::vector<FaultPoint> passed;
 };
 State g_State;
 
-bool IsOn(const FaultPoint& point, const std::string& path) {
-  if (point.path != nullptr) return point.path == path;
+bool IsOn(const Passage& passage, const std::string& path) {
+  if (passage.path != nullptr) return passage.path == path;
   std::error_code none;
-  const std::string link = "/proc/self/fd/" + std::to_string(point.descriptor);
-  return point.descriptor >= 0 && std::filesystem::read_symlink(link, none) == path;
+  const std::string link = "/proc/self/fd/" + std::to_string(passage.descriptor);
+  return passage.descriptor >= 0 && std::filesystem::read_symlink(link, none) == path;
 }
 
-bool IsPlace(const FaultPoint& point) {
-  const Mishap::Calls& calls = g_State.calls;
-  if (!calls.operation.empty())
-    return point.operation == calls.operation && IsOn(point, calls.path);
+bool IsPlace(const Passage& passage) {
+  if (const auto& calls = g_State.calls)
+    return passage.point == calls->point && IsOn(passage, calls->path);
   switch (g_State.kind) {
     case Mishap::kShort:
     case Mishap::kShortOnward:
     case Mishap::kEndAfterPart:
-      return point.size > 1;
+      return passage.size > 1;
     case Mishap::kEnd:
-      return point.path != nullptr || point.descriptor >= 0;
+      return passage.path != nullptr || passage.descriptor >= 0;
     default:
       return true;
   }
 }
 
-bool OnPassage(FaultPoint& point) noexcept {
+bool OnPassage(Passage& passage) noexcept {
   State& state = g_State;
-  state.passed.emplace_back(point.operation);
+  state.passed.push_back(passage.point);
   if (state.ending) ::_exit(kEndedHere);
-  if (IsPlace(point)) ++state.places;
-  const bool here = IsPlace(point) && state.places == state.nth;
-  const bool after = IsPlace(point) && state.places >= state.nth;
+  if (IsPlace(passage)) ++state.places;
+  const bool here = IsPlace(passage) && state.places == state.nth;
+  const bool after = IsPlace(passage) && state.places >= state.nth;
   switch (state.kind) {
     case Mishap::kNone:
       return false;
     case Mishap::kFail:
-      point.error = state.calls.error;
-      return here || (state.nth == 0 && IsPlace(point));
+      passage.error = state.calls ? state.calls->error : 0;
+      return here || (state.nth == 0 && IsPlace(passage));
     case Mishap::kFailOnward:
       return after;
     case Mishap::kFailOfItsKind:
-      if (here) state.failing = point.operation;
-      return state.failing == point.operation;
+      if (here) state.failing = passage.point;
+      return state.failing == passage.point;
     case Mishap::kEnd:
       if (here) ::_exit(kEndedHere);
       return false;
     case Mishap::kShort:
     case Mishap::kEndAfterPart:
     case Mishap::kShortOnward:
-      if (here || (after && state.kind == Mishap::kShortOnward)) point.size /= 2;
+      if (here || (after && state.kind == Mishap::kShortOnward)) passage.size /= 2;
       state.ending = here && state.kind == Mishap::kEndAfterPart;
       return false;
   }
@@ -92,7 +90,7 @@ Mishap::Mishap(Kind kind, int nth) {
 Mishap::Mishap(Calls calls, int nth) : Mishap(kFail, nth) { g_State.calls = std::move(calls); }
 Mishap::~Mishap() { g_FaultHook = nullptr; }
 bool Mishap::Happened() const { return g_State.places > 0 && g_State.places >= g_State.nth; }
-const std::vector<std::string>& Mishap::Passed() const { return g_State.passed; }
+const std::vector<FaultPoint>& Mishap::Passed() const { return g_State.passed; }
 
 bool EndsInChild(Mishap::Kind kind, int nth, const std::function<void()>& body) {
   const pid_t child = ::fork();

@@ -1,7 +1,7 @@
 // What goes wrong while an operation runs, at the N-th of the places where it can.
 //
 //   const Mishap mishap(Mishap::kFail, 3);   the third passage through any fault point fails
-//   const Mishap mishap({"read", "/d/a.xml", EIO}, 3);   the third reading of that file fails so
+//   const Mishap mishap({FaultPoint::kRead, "/d/a.xml", EIO}, 3);   that file's third reading fails
 //
 // Single threads only. The kinds that end the process are for a child: see EndsInChild.
 #pragma once
@@ -10,7 +10,11 @@
 #include <string>
 #include <vector>
 
+#include "platform/os/fault_point.h"
+
 namespace test {
+
+using cfgex::internal::FaultPoint;
 
 // How far apart the places are that a test goes through where one after the other takes too long:
 // sanitizers make that slow.
@@ -34,7 +38,7 @@ class Mishap {
   };
   // Calls of the system on the file at `path`, which fail with `error`.
   struct Calls {
-    std::string operation;
+    FaultPoint point;
     std::string path;
     int error = 0;
   };
@@ -46,8 +50,8 @@ class Mishap {
 
   // Whether there were N places of its kind. Stays true where the process should have ended.
   bool Happened() const;
-  // The names of the points that were passed, in order.
-  const std::vector<std::string>& Passed() const;
+  // The points that were passed, in order.
+  const std::vector<FaultPoint>& Passed() const;
 };
 
 // Runs `body` in a child of this process, with the mishap; gives whether the child ended by it.

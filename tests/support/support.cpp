@@ -5,28 +5,26 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <ostream>
 #include <stdexcept>
 
 #include "platform/os/encoding.h"
-#include "platform/os/fault_point.h"
 
 namespace test {
 namespace {
 
-std::atomic<const char*> g_Operation{nullptr};
+std::atomic<std::optional<FaultPoint>> g_Point;
 std::atomic<int> g_Nth{0};
 std::atomic<bool> g_Onward{false};
 std::atomic<int> g_Passed{0};
 
-bool CountAndFail(FaultPoint& point) noexcept {
-  const char* wanted = g_Operation;
-  if (wanted != nullptr && std::strcmp(wanted, point.operation) != 0) return false;
-  const int passage = ++g_Passed;
-  return g_Onward ? passage >= g_Nth : passage == g_Nth;
+bool CountAndFail(Passage& passage) noexcept {
+  const std::optional<FaultPoint> wanted = g_Point;
+  if (wanted && wanted != passage.point) return false;
+  const int passed = ++g_Passed;
+  return g_Onward ? passed >= g_Nth : passed == g_Nth;
 }
 
 }  // namespace
@@ -73,8 +71,8 @@ void WriteBytes(const std::wstring& path, std::string_view bytes) {
 
 bool FileExists(const std::wstring& path) { return std::filesystem::exists(Narrow(path)); }
 
-FailCall::FailCall(const char* operation, int nth, bool onward) {
-  g_Operation = operation;
+FailCall::FailCall(std::optional<FaultPoint> point, int nth, bool onward) {
+  g_Point = point;
   g_Nth = nth;
   g_Onward = onward;
   g_Passed = 0;

@@ -9,11 +9,13 @@
 
 #include <filesystem>
 #include <iosfwd>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "cfgex/os_string.h"
+#include "platform/os/fault_point.h"
 
 namespace cfgex::internal {}
 using namespace cfgex::internal;
@@ -44,11 +46,11 @@ std::string ReadBytes(const std::wstring& path);  // "" when there is no such fi
 void WriteBytes(const std::wstring& path, std::string_view bytes);
 bool FileExists(const std::wstring& path);
 
-// While it lives, the passages through the fault point `operation` (any, if null) are counted, and
-// the `nth` (from 1; 0 for none) fails. One at a time.
+// While it lives, the passages through the fault point (any, if none is named) are counted, and the
+// `nth` (from 1; 0 for none) fails. One at a time.
 class FailCall {
  public:
-  FailCall(const char* operation, int nth, bool onward = false);
+  FailCall(std::optional<FaultPoint> point, int nth, bool onward = false);
   ~FailCall();
   FailCall(const FailCall&) = delete;
   FailCall& operator=(const FailCall&) = delete;
