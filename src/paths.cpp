@@ -6,24 +6,35 @@
 namespace cfgex::internal {
 namespace {
 
+constexpr MemberNames kInstances{"Configuration", "Category", "InstanceId"};
+
 void RequireFitting(bool fits) {
   if (!fits) throw _com_error(_com_error::kInvalidArgument, "malformed path");
 }
 
+void RequireFitting(std::wstring_view category, std::wstring_view id) {
+  RequireFitting(category == L"*" || IsNCName(category));
+  RequireFitting(id.find(L'\'') == id.npos && IsXmlText(id));
+}
+
 }  // namespace
 
-std::wstring CategoryPath(std::wstring_view category) {
-  RequireFitting(category == L"*" || IsNCName(category));
-  return L"/Configuration/Category/" + std::wstring(category);
+ComPtr<IXMLDOMElement> FirstInstance(const ComPtr<IXMLDOMElement>& context,
+                                     std::wstring_view category) {
+  RequireFitting(IsNCName(category));
+  return context->get_ownerDocument()->FirstMember(kInstances, category);
 }
 
-std::wstring InstancePath(std::wstring_view category, std::wstring_view id) {
-  RequireFitting(id.find(L'\'') == std::wstring_view::npos);
-  return CategoryPath(category) + L"[InstanceId='" + std::wstring(id) + L"']";
+ComPtr<IXMLDOMElement> InstanceWithId(const ComPtr<IXMLDOMElement>& context,
+                                      std::wstring_view category, std::wstring_view id) {
+  RequireFitting(category, id);
+  return context->get_ownerDocument()->MemberWithKey(kInstances, category, id);
 }
 
-std::wstring InstanceIdsPath(std::wstring_view category, std::wstring_view id) {
-  return InstancePath(category, id) + L"//InstanceId";
+ComPtr<IXMLDOMNodeList> IdsInInstance(const ComPtr<IXMLDOMElement>& context,
+                                      std::wstring_view category, std::wstring_view id) {
+  RequireFitting(category, id);
+  return context->get_ownerDocument()->KeysInMember(kInstances, category, id);
 }
 
 }  // namespace cfgex::internal

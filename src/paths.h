@@ -1,22 +1,28 @@
-// The paths by which instances are found in a document.
+// The paths by which instances are found in a document. `context` is any element of it.
 //
-// A category fills a name test, so it is an XML name, or "*" where any is meant; an id stands
-// between single quotes, so it holds none. What does not fit makes no path: these functions raise
-// _com_error for it, as the evaluation of a malformed path does.
+// A category is an XML name, or "*" for any where that is said; an id is text that XML can carry,
+// without a single quote. What does not fit makes no path: these functions raise _com_error for it,
+// as the evaluation of a malformed path does.
 #pragma once
 
-#include <string>
 #include <string_view>
+
+#include "platform/dom/dom.h"
 
 namespace cfgex::internal {
 
-// "/Configuration/Category/CATEGORY": the first instance of a category.
-std::wstring CategoryPath(std::wstring_view category);
+// "/Configuration/Category/CATEGORY": the first instance of a category, or none.
+ComPtr<IXMLDOMElement> FirstInstance(const ComPtr<IXMLDOMElement>& context,
+                                     std::wstring_view category);
 
-// "/Configuration/Category/CATEGORY[InstanceId='ID']": one instance.
-std::wstring InstancePath(std::wstring_view category, std::wstring_view id);
+// "/Configuration/Category/CATEGORY[InstanceId='ID']": the first instance with an id, or none. The
+// category may be "*".
+ComPtr<IXMLDOMElement> InstanceWithId(const ComPtr<IXMLDOMElement>& context,
+                                      std::wstring_view category, std::wstring_view id);
 
-// The instance's path and "//InstanceId": all ids at any depth of it, its own included.
-std::wstring InstanceIdsPath(std::wstring_view category, std::wstring_view id);
+// "/Configuration/Category/CATEGORY[InstanceId='ID']//InstanceId": all ids at any depth of an
+// instance, its own included.
+ComPtr<IXMLDOMNodeList> IdsInInstance(const ComPtr<IXMLDOMElement>& context,
+                                      std::wstring_view category, std::wstring_view id);
 
 }  // namespace cfgex::internal

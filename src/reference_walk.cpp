@@ -83,9 +83,7 @@ ComPtr<IXMLDOMElement> FindInstanceElement(const ComPtr<IXMLDOMElement>& root,
                                            const wchar_t* instanceId, const wchar_t* category) {
   ComPtr<IXMLDOMElement> element;
   if (instanceId == nullptr || !root) return element;
-  Guarded([&] {
-    element = As<IXMLDOMElement>(root->selectSingleNode(InstancePath(category, instanceId)));
-  });
+  Guarded([&] { element = InstanceWithId(root, category, instanceId); });
   return element;
 }
 
@@ -120,7 +118,7 @@ struct WalkLevel {
 void Enter(const ComPtr<IXMLDOMElement>& root, const std::wstring& instanceId,
            const std::wstring& category, std::vector<WalkLevel>& levels) {
   Guarded([&] {
-    WalkLevel level{root->selectNodes(InstanceIdsPath(category, instanceId))};
+    WalkLevel level{IdsInInstance(root, category, instanceId)};
     level.length = level.ids->get_length();
     levels.push_back(std::move(level));
   });
@@ -168,7 +166,7 @@ void RemoveClosureInstances(const ComPtr<IXMLDOMElement>& context, const Referen
 
 ComPtr<IXMLDOMNode> ReceivingElement(const ComPtr<IXMLDOMElement>& root,
                                      const std::wstring& category) {
-  const ComPtr<IXMLDOMNode> first = root->selectSingleNode(CategoryPath(category));
+  const ComPtr<IXMLDOMElement> first = FirstInstance(root, category);
   if (first) return first->get_parentNode();
   const ComPtr<IXMLDOMElement> receiving = root->get_ownerDocument()->createElement(L"Category");
   root->appendChild(receiving);

@@ -47,8 +47,7 @@ class Regeneration {
  private:
   // Notes the references of one instance, and their targets for a visit.
   void Collect(const Pair& instance) {
-    const ComPtr<IXMLDOMNodeList> ids =
-        m_Root->selectNodes(InstanceIdsPath(instance.first, instance.second));
+    const ComPtr<IXMLDOMNodeList> ids = IdsInInstance(m_Root, instance.first, instance.second);
     const long length = ids->get_length();
     for (long index = 0; index < length; ++index) {
       const auto idElement = As<IXMLDOMElement>(ids->get_item(index));

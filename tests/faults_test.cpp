@@ -7,7 +7,6 @@
 #include <cstring>
 #include <iterator>
 
-#include "platform/dom/live_counts.h"
 #include "tests/support/mishap.h"
 #include "tests/support/store_case.h"
 
@@ -17,9 +16,7 @@ using namespace test;
 namespace fs = std::filesystem;
 
 struct Held {
-  long documents = g_LiveCounts.documents;
-  long nodes = g_LiveCounts.nodes;
-  long fragments = g_LiveCounts.fragments;
+  long nodes = LiveNodes();
   std::ptrdiff_t descriptors =
       std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
   bool operator==(const Held&) const = default;

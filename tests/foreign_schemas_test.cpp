@@ -12,11 +12,11 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/dom/node_tree.h"
 #include "platform/dom/schema_collection.h"
 #include "platform/dom/xml_schema.h"
 #include "platform/schema/schema_documents.h"
 #include "platform/tree/engine.h"
+#include "platform/tree/tree_walk.h"
 #include "tests/support/support.h"
 
 namespace {

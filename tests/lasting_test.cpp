@@ -8,7 +8,6 @@
 #include <atomic>
 #include <thread>
 
-#include "platform/dom/live_counts.h"
 #include "tests/support/sample.h"
 
 namespace {
@@ -47,14 +46,10 @@ TEST(LastingTest, ReplacingAnInstanceLeavesMemoryWhereItWas) {
     }
   };
   replace(kReplacements / 10);
-  const long nodes = g_LiveCounts.nodes;
-  const long documents = g_LiveCounts.documents;
-  const long fragments = g_LiveCounts.fragments;
+  const long nodes = test::LiveNodes();
   const auto used = static_cast<long>(mallinfo2().uordblks);
   replace(kReplacements);
-  EXPECT_EQ(g_LiveCounts.nodes, nodes);
-  EXPECT_EQ(g_LiveCounts.documents, documents);
-  EXPECT_EQ(g_LiveCounts.fragments, fragments);
+  EXPECT_EQ(test::LiveNodes(), nodes);
   EXPECT_LT(static_cast<long>(mallinfo2().uordblks), used + 20000);
 }
 

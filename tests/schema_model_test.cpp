@@ -3,11 +3,11 @@
 
 #include <sstream>
 
-#include "platform/dom/node_tree.h"
 #include "platform/dom/schema_collection.h"
 #include "platform/os/encoding.h"
 #include "platform/os/file.h"
 #include "platform/schema/schema_builtins.h"
+#include "platform/tree/tree_walk.h"
 #include "tests/support/support.h"
 
 namespace {

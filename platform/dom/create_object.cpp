@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "platform/dom/dom_document.h"
+#include "platform/dom/dom.h"
 #include "platform/dom/schema_collection.h"
 #include "platform/os/fault_point.h"
 
@@ -30,7 +30,7 @@ ComPtr<IUnknown> Make() {
 
 ComPtr<IUnknown> CreateObject(std::wstring_view progId) {
   if (FaultHere(FaultPoint::kCreateObject)) return nullptr;
-  if (Contains(kDocuments, progId)) return Make<Document>();
+  if (Contains(kDocuments, progId)) return Make<IXMLDOMDocument2>();
   if (Contains(kSchemaCaches, progId)) return Make<SchemaCollection>();
   return nullptr;
 }

@@ -4,31 +4,22 @@
 #include <new>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "cfgex/com_error.h"
-#include "platform/dom/qualified_name.h"
+#include "platform/dom/path.h"
 #include "platform/os/encoding.h"
 #include "platform/os/fault_point.h"
 #include "platform/os/file.h"
 #include "platform/schema/schema_cache.h"
 #include "platform/tree/engine.h"
 #include "platform/tree/namespaces.h"
+#include "platform/tree/nodes.h"
 #include "platform/tree/serializer.h"
 
 namespace cfgex::internal {
 namespace {
-
-class ParseError final : public Counted<IXMLDOMParseError> {
- public:
-  explicit ParseError(ValidationOutcome outcome) : m_Outcome(std::move(outcome)) {}
-  long get_errorCode() override { return m_Outcome.code; }
-  long get_line() override { return m_Outcome.line; }
-  std::wstring get_reason() override { return m_Outcome.reason; }
-
- private:
-  ValidationOutcome m_Outcome;
-};
 
 [[maybe_unused]] std::string Joined(const std::vector<std::string_view>& pieces) {
   std::string whole;
@@ -36,142 +27,178 @@ class ParseError final : public Counted<IXMLDOMParseError> {
   return whole;
 }
 
+[[maybe_unused]] std::string PathTo(const MemberNames& names, const std::string& name) {
+  return std::string("/") + names.root + "/" + names.group + "/" + name;
+}
+
 }  // namespace
 
-xmlDoc* EngineDocument(IXMLDOMDocument2* document) {
-  auto* object = dynamic_cast<Document*>(document);
-  return object != nullptr ? object->Tree() : nullptr;
+IXMLDOMDocument2::IXMLDOMDocument2() : IXMLDOMNode(nullptr), m_pState(std::make_unique<State>()) {
+  const EngineScope scope;
+  XmlDocPtr empty(xmlNewDoc(XmlChars("1.0")));
+  if (empty == nullptr) throw std::bad_alloc();
+  Own().tree = std::move(empty);
+  SetTree();
 }
 
-Document::Document() = default;
-Document::~Document() = default;
+IXMLDOMDocument2::~IXMLDOMDocument2() { m_c_node = nullptr; }
 
-xmlDoc* Document::Tree() {
-  if (m_Tree == nullptr) {
-    const EngineScope scope;
-    m_Tree.reset(xmlNewDoc(XmlChars("1.0")));
-    if (m_Tree == nullptr) throw std::bad_alloc();
-    m_Tree->_private = this;
-  }
-  return m_Tree.get();
+void IXMLDOMDocument2::SetTree() noexcept {
+  m_c_node = reinterpret_cast<xmlNode*>(Own().tree.get());
+  m_c_node->_private = static_cast<IXMLDOMNode*>(this);
 }
 
-xmlNode* Document::Root() { return xmlDocGetRootElement(Tree()); }
+const SchemaCache* IXMLDOMDocument2::State::Schemas() const noexcept {
+  return dynamic_cast<const SchemaCache*>(schemas.get());
+}
 
-void Document::FixDeclaration(xmlNode* c_element) const {
-  if (c_element->type != XML_ELEMENT_NODE) return;
-  if (const auto* cache = dynamic_cast<const SchemaCache*>(m_Schemas.get()))
-    cache->DeclarationOf(c_element);
+void IXMLDOMDocument2::State::FixDeclaration(xmlNode* c_element) const {
+  if (IsElement(c_element) && Schemas() != nullptr) Schemas()->DeclarationOf(c_element);
 }
 
 // --- Settings
 
-void Document::put_async(bool async) {
+void IXMLDOMDocument2::put_async(bool async) {
   if (async) throw _com_error(_com_error::kInvalidArgument, "put_async: true");
 }
-void Document::put_resolveExternals(bool /*resolve*/) {}
-void Document::put_validateOnParse(bool validate) {
+void IXMLDOMDocument2::put_validateOnParse(bool validate) {
   if (validate) throw _com_error(_com_error::kInvalidArgument, "put_validateOnParse: true");
 }
 
 // --- Reading and writing
 
-void Document::RequireUnloaded(const char* operation) {
-  if (m_IsLoaded || (m_Tree != nullptr && Root() != nullptr))
+namespace {
+
+void RequireUnloaded(const IXMLDOMDocument2::State& state, const char* operation) {
+  if (state.isLoaded || state.Root() != nullptr)
     throw _com_error(_com_error::kFail, std::string(operation) + ": the document is not empty");
 }
 
-bool Document::Adopt(XmlDocPtr tree) {
-  if (tree == nullptr) return false;
-  tree->_private = this;
-  if (m_Tree != nullptr) m_Earlier = std::move(m_Tree);
-  m_Tree = std::move(tree);
-  m_IsLoaded = true;
-  m_Changes.Restart();
+}  // namespace
+
+bool IXMLDOMDocument2::Adopt(xmlDoc* c_tree) {
+  if (c_tree == nullptr) return false;
+  Own().earlier = std::exchange(Own().tree, XmlDocPtr(c_tree));
+  SetTree();
+  Own().isLoaded = true;
+  Own().changes.Restart();
   return true;
 }
 
-bool Document::load(std::wstring_view path) {
-  RequireUnloaded("load");
+bool IXMLDOMDocument2::load(std::wstring_view path) {
+  RequireUnloaded(Own(), "load");
   if (FaultHere(FaultPoint::kLoad)) return false;
   std::string bytes;
-  const std::wstring pathText(path);
-  const Reading reading = ReadWholeFile(pathText, bytes, &m_File);
+  const Reading reading = ReadWholeFile(std::wstring(path), bytes, &Own().file);
   if (reading == Reading::kFailed) throw FileNotRead();
   if (reading != Reading::kDone) return false;
-  return Adopt(ParseXml(bytes, TextEncoding::kDeclared, ToUtf8(path)));
+  return Adopt(ParseXml(bytes, TextEncoding::kDeclared, ToUtf8(path)).release());
 }
 
-bool Document::loadXML(std::wstring_view text) {
-  RequireUnloaded("loadXML");
+bool IXMLDOMDocument2::loadXML(std::wstring_view text) {
+  RequireUnloaded(Own(), "loadXML");
   if (FaultHere(FaultPoint::kLoadXML) || !IsXmlText(text)) return false;
-  return Adopt(ParseXml(ToUtf8(text), TextEncoding::kUtf8, {}));
+  return Adopt(ParseXml(ToUtf8(text), TextEncoding::kUtf8, {}).release());
 }
 
-void Document::save(std::wstring_view path) {
+void IXMLDOMDocument2::save(std::wstring_view path) {
   RaiseFaultHere(FaultPoint::kSave);
-  if (Root() == nullptr) throw _com_error(_com_error::kFail, "save: the document is empty");
-  const std::vector<std::string_view> text = m_Changes.RenewText(Tree());
-  assert(Joined(text) == ToFileText(Tree()));
+  const xmlDoc* c_document = Own().tree.get();
+  if (Own().Root() == nullptr) throw _com_error(_com_error::kFail, "save: the document is empty");
+  const std::vector<std::string_view> text = Own().changes.RenewText(c_document);
+  assert(Joined(text) == ToFileText(c_document));
   // What could not be read back must not take the place of what can.
   std::size_t size = 0;
   for (const std::string_view piece : text) size += piece.size();
   if (size > kLargestFile) throw _com_error(_com_error::kFail, "save: the file is too large");
-  m_File = {ReplaceFile(std::wstring(path), text), false};
+  Own().file = {ReplaceFile(std::wstring(path), text), false};
 }
 
-// --- Making nodes
+const FileState& IXMLDOMDocument2::get_file() const noexcept { return m_pState->file; }
 
-ComPtr<IXMLDOMElement> Document::get_documentElement() {
-  xmlNode* c_root = Root();
+// --- Nodes
+
+ComPtr<IXMLDOMElement> IXMLDOMDocument2::get_documentElement() {
+  xmlNode* c_root = Own().Root();
   return c_root != nullptr ? As<IXMLDOMElement>(Wrap(c_root, nullptr)) : nullptr;
 }
 
-ComPtr<IXMLDOMElement> Document::createElement(std::wstring_view tagName) {
+ComPtr<IXMLDOMElement> IXMLDOMDocument2::createElement(std::wstring_view tagName) {
   RaiseFaultHere(FaultPoint::kCreateElement);
   const EngineScope scope;
   if (!IsNCName(tagName))
     throw _com_error(_com_error::kInvalidArgument, "createElement: not an XML name");
   const std::string name = ToUtf8(tagName);
-  return As<IXMLDOMElement>(WrapNew(NewElement(Tree(), XmlChars(name.c_str()))));
+  return As<IXMLDOMElement>(WrapNew(NewElement(Own().tree.get(), XmlChars(name.c_str()))));
 }
 
-ComPtr<IXMLDOMNode> Document::createNode(DomNodeType type, std::wstring_view name,
-                                         std::wstring_view namespaceUri) {
-  RaiseFaultHere(FaultPoint::kCreateNode);
-  const EngineScope scope;
-  const PrefixedName qname = SplitName(name);
-  const std::string uri = EngineText(namespaceUri);
-  const bool isXml = qname.prefix == "xml";
-  const bool fits = qname.prefix.empty() == uri.empty() && qname.prefix != "xmlns" &&
-                    qname.local != "xmlns" && isXml == (uri == Chars(XML_XML_NAMESPACE));
-  if (type != DomNodeType::kAttribute || !fits)
-    throw _com_error(_com_error::kInvalidArgument, "createNode: not an attribute's name");
+// --- Members
 
-  xmlAttr* c_attr = NewAttribute(Tree(), XmlChars(qname.local.c_str()), {});
-  NodePtr node(reinterpret_cast<xmlNode*>(c_attr));
-  if (uri.empty()) return WrapNew(node.release());
-  c_attr->ns = isXml ? XmlPrefixNs(Tree()) : NewNs(qname.prefix, uri);
-  return WrapNew(node.release(), isXml ? nullptr : c_attr->ns);
+ComPtr<IXMLDOMElement> IXMLDOMDocument2::FirstMember(const MemberNames& names,
+                                                     std::wstring_view name) {
+  RaiseFaultHere(FaultPoint::kSelectSingleNode);
+  const std::string utf8 = ToUtf8(name);
+  xmlNode* c_found = Own().changes.Index().First(Own().tree.get(), names, utf8);
+  assert(IsAsXPathAnswers(c_found != nullptr ? std::vector{c_found} : std::vector<xmlNode*>(),
+                          Own().tree.get(), "(" + PathTo(names, utf8) + ")[1]"));
+  return c_found != nullptr ? As<IXMLDOMElement>(Wrap(c_found, nullptr)) : nullptr;
+}
+
+namespace {
+
+std::vector<xmlNode*> FindMembers(IXMLDOMDocument2::State& document, const MemberNames& names,
+                                  std::wstring_view name, std::wstring_view value) {
+  const std::string utf8Name = ToUtf8(name);
+  const std::string utf8Value = ToUtf8(value);
+  std::vector<xmlNode*> members =
+      document.changes.Index().WithKey(document.tree.get(), names, utf8Name, utf8Value);
+  assert(IsAsXPathAnswers(members, document.tree.get(),
+                          PathTo(names, utf8Name) + "[" + names.key + "='" + utf8Value + "']"));
+  return members;
+}
+
+}  // namespace
+
+ComPtr<IXMLDOMElement> IXMLDOMDocument2::MemberWithKey(const MemberNames& names,
+                                                       std::wstring_view name,
+                                                       std::wstring_view value) {
+  RaiseFaultHere(FaultPoint::kSelectSingleNode);
+  const std::vector<xmlNode*> members = FindMembers(Own(), names, name, value);
+  return members.empty() ? nullptr : As<IXMLDOMElement>(Wrap(members.front(), nullptr));
+}
+
+ComPtr<IXMLDOMNodeList> IXMLDOMDocument2::KeysInMember(const MemberNames& names,
+                                                       std::wstring_view name,
+                                                       std::wstring_view value) {
+  RaiseFaultHere(FaultPoint::kSelectNodes);
+  std::vector<ComPtr<IXMLDOMNode>> keys;
+  for (xmlNode* c_member : FindMembers(Own(), names, name, value))
+    for (xmlNode* c_node = NextInTree(c_member, c_member); c_node != nullptr;
+         c_node = NextInTree(c_node, c_member))
+      if (IsNamed(c_node, names.key)) keys.push_back(Wrap(c_node, nullptr));
+  return MakeCounted<IXMLDOMNodeList>(std::move(keys));
 }
 
 // --- Schemas
 
-void Document::putref_schemas(const ComPtr<IXMLDOMSchemaCollection2>& schemas) {
+void IXMLDOMDocument2::putref_schemas(const ComPtr<IXMLDOMSchemaCollection2>& schemas) {
   RaiseFaultHere(FaultPoint::kPutrefSchemas);
-  if (m_Schemas || dynamic_cast<SchemaCache*>(schemas.get()) == nullptr)
+  if (Own().schemas || dynamic_cast<SchemaCache*>(schemas.get()) == nullptr)
     throw _com_error(_com_error::kInvalidArgument, "putref_schemas: bound already, or to nothing");
-  m_Schemas = schemas;
+  Own().schemas = schemas;
 }
 
-ComPtr<IXMLDOMSchemaCollection2> Document::get_namespaces() { return m_Schemas; }
+ComPtr<IXMLDOMSchemaCollection2> IXMLDOMDocument2::get_namespaces() const {
+  return m_pState->schemas;
+}
 
-ComPtr<IXMLDOMParseError> Document::validate() {
+ComPtr<IXMLDOMParseError> IXMLDOMDocument2::validate() {
   RaiseFaultHere(FaultPoint::kValidate);
-  const auto* cache = dynamic_cast<const SchemaCache*>(m_Schemas.get());
-  if (cache == nullptr || Root() == nullptr)
+  const SchemaCache* cache = Own().Schemas();
+  if (cache == nullptr || Own().Root() == nullptr)
     throw _com_error(_com_error::kFail, "validate: no schemas, or no document");
-  return MakeCounted<ParseError>(m_Changes.Validate(Tree(), *cache));
+  ValidationOutcome outcome = Own().changes.Validate(Own().tree.get(), *cache);
+  return MakeCounted<IXMLDOMParseError>(outcome.code, outcome.line, std::move(outcome.reason));
 }
 
 }  // namespace cfgex::internal

@@ -1,18 +1,33 @@
 // Elements and their attributes.
-#include <algorithm>
 #include <new>
 
 #include "cfgex/com_error.h"
 #include "platform/dom/dom_document.h"
-#include "platform/dom/dom_node.h"
-#include "platform/dom/qualified_name.h"
 #include "platform/os/encoding.h"
 #include "platform/os/fault_point.h"
 #include "platform/tree/engine.h"
 #include "platform/tree/namespaces.h"
+#include "platform/tree/nodes.h"
 
 namespace cfgex::internal {
 namespace {
+
+// A name as the interface takes it.
+struct PrefixedName {
+  std::string prefix;  // "" for none
+  std::string local;
+};
+
+// Splits "prefix:local" or "local" and converts it. Raises for what is no such name.
+PrefixedName SplitName(std::wstring_view name) {
+  const std::size_t colon = name.find(L':');
+  const bool prefixed = colon != name.npos;
+  const std::wstring_view prefix = prefixed ? name.substr(0, colon) : std::wstring_view();
+  const std::wstring_view local = prefixed ? name.substr(colon + 1) : name;
+  if ((prefixed && !IsNCName(prefix)) || !IsNCName(local))
+    throw _com_error(_com_error::kInvalidArgument, "not an XML name");
+  return {ToUtf8(prefix), ToUtf8(local)};
+}
 
 // Whether a name in the tree has this prefix by virtue of a declaration outside of it, or by none
 // at all. In a value, what has no declaration is no name.
@@ -43,7 +58,7 @@ void DeclareNamespace(xmlNode* c_element, const std::string& prefix, const std::
   if (Uri(FindNs(c_element, prefix)) != uri && UsesOuterPrefix(c_element, prefix))
     throw _com_error(_com_error::kInvalidArgument,
                      "setAttribute: in use for another namespace: " + prefix);
-  TreeChanges& changes = DocumentOf(c_element).Changes();
+  TreeChanges& changes = ChangesOf(c_element);
   if (c_own == nullptr) {
     changes.Declare(c_element, NewNs(prefix, uri));
     return;
@@ -63,15 +78,32 @@ xmlNs* AttributeNs(xmlNode* c_element, const PrefixedName& name) {
   return c_ns;
 }
 
+// Sets the attribute, or adds it. With the namespace: the document may have had another prefix.
+void PutAttribute(xmlNode* c_element, const std::string& name, xmlNs* c_ns,
+                  const std::string& value) {
+  TreeChanges& changes = ChangesOf(c_element);
+  if (xmlAttr* c_old = FindAttribute(c_element, name, Uri(c_ns))) {
+    changes.PutValue(c_old, NewText(c_element->doc, value), c_ns);
+    return;
+  }
+  xmlAttr* c_attr = NewAttribute(c_element->doc, XmlChars(name.c_str()), value);
+  c_attr->ns = c_ns;
+  changes.LinkAttribute(c_attr, c_element);
+}
+
+// What createNode makes is an attribute of an element of this name, which no element of a document
+// has: so every attribute is in an element.
+constexpr const char* kAttributeHolder = "#attribute";
+
 }  // namespace
 
-std::wstring Element::get_tagName() {
+std::wstring IXMLDOMElement::get_tagName() {
   const std::string prefix(Prefix(m_c_node->ns));
   const char* local = Chars(m_c_node->name);
   return FromUtf8(prefix.empty() ? local : prefix + ":" + local);
 }
 
-std::optional<std::wstring> Element::getAttribute(std::wstring_view name) {
+std::optional<std::wstring> IXMLDOMElement::getAttribute(std::wstring_view name) {
   RaiseFaultHere(FaultPoint::kGetAttribute);
   const std::string wanted = ToUtf8(name);
   const std::size_t colon = wanted.find(':');
@@ -90,61 +122,73 @@ std::optional<std::wstring> Element::getAttribute(std::wstring_view name) {
   return std::nullopt;
 }
 
-void Element::setAttribute(std::wstring_view name, std::wstring_view value) {
+void IXMLDOMElement::setAttribute(std::wstring_view name, std::wstring_view value) {
   RaiseFaultHere(FaultPoint::kSetAttribute);
   const EngineScope scope;
   const PrefixedName qname = SplitName(name);
   const std::string text = EngineText(value);
-  if (qname.prefix == "xmlns" || (qname.prefix.empty() && qname.local == "xmlns")) {
+  if (qname.prefix == "xmlns" || (qname.prefix.empty() && qname.local == "xmlns"))
     DeclareNamespace(m_c_node, qname.prefix.empty() ? "" : qname.local, text);
-    return;
-  }
-  xmlNs* c_ns = AttributeNs(m_c_node, qname);
-  xmlAttr* c_attr = FindAttribute(m_c_node, qname.local, Uri(c_ns));
-  if (c_attr != nullptr) {
-    // With the namespace: the document may have had another prefix for it.
-    m_pDocument->Changes().PutValue(c_attr, NewText(m_c_node->doc, text), c_ns);
-    return;
-  }
-  c_attr = NewAttribute(m_c_node->doc, XmlChars(qname.local.c_str()), text);
-  c_attr->ns = c_ns;
-  m_pDocument->Changes().Link(reinterpret_cast<xmlNode*>(c_attr), m_c_node, nullptr);
+  else
+    PutAttribute(m_c_node, qname.local, AttributeNs(m_c_node, qname), text);
 }
 
-void Element::setAttributeNode(const ComPtr<IXMLDOMAttribute>& attribute) {
+void IXMLDOMElement::setAttributeNode(const ComPtr<IXMLDOMAttribute>& attribute) {
   RaiseFaultHere(FaultPoint::kSetAttributeNode);
   const EngineScope scope;
-  xmlNode* c_node = EngineNode(attribute.get());
-  if (c_node == nullptr) throw _com_error(_com_error::kInvalidArgument, "setAttributeNode: none");
-  if (c_node->parent == m_c_node) return;
-  if (c_node->parent != nullptr)
+  const auto* c_attr = reinterpret_cast<const xmlAttr*>(attribute->EngineNode());
+  if (!IsNamed(c_attr->parent, kAttributeHolder))
     throw _com_error(_com_error::kInvalidArgument, "setAttributeNode: it has an element");
 
-  auto* c_attr = reinterpret_cast<xmlAttr*>(c_node);
-  xmlAttr* c_old = FindAttribute(m_c_node, Chars(c_attr->name), Uri(c_attr->ns));
-  Move in = Move::To(c_node, m_c_node);
-  if (c_old != nullptr) {
-    Move out = Move::Out(reinterpret_cast<xmlNode*>(c_old));
-    out.Unlink();
-    out.Release();
+  std::string prefix(Prefix(c_attr->ns));
+  xmlNs* c_ns = prefix == "xml" ? XmlPrefixNs(m_c_node->doc) : FindNs(m_c_node, prefix);
+  if (c_attr->ns == nullptr) {
+    c_ns = nullptr;
+  } else if (Uri(c_ns) != Uri(c_attr->ns)) {
+    // Where the prefix means something else, any other for its namespace will do.
+    const bool isTaken = c_ns != nullptr;
+    c_ns = isTaken ? FindNsByUri(m_c_node, Uri(c_attr->ns)) : nullptr;
+    for (int i = 1; isTaken && FindNs(m_c_node, prefix) != nullptr; ++i)
+      prefix = "ns" + std::to_string(i);
+    if (c_ns == nullptr) {
+      c_ns = NewNs(prefix, Uri(c_attr->ns));
+      ChangesOf(m_c_node).Declare(m_c_node, c_ns);
+    }
   }
-  in.Link();
+  PutAttribute(m_c_node, Chars(c_attr->name), c_ns, AttributeValue(c_attr));
+}
+
+ComPtr<IXMLDOMNode> IXMLDOMDocument2::createNode(DomNodeType type, std::wstring_view name,
+                                                 std::wstring_view namespaceUri) {
+  RaiseFaultHere(FaultPoint::kCreateNode);
+  const EngineScope scope;
+  const PrefixedName qname = SplitName(name);
+  const std::string uri = EngineText(namespaceUri);
+  const bool isXml = qname.prefix == "xml";
+  const bool fits = qname.prefix.empty() == uri.empty() && qname.prefix != "xmlns" &&
+                    qname.local != "xmlns" && isXml == (uri == Chars(XML_XML_NAMESPACE));
+  if (type != DomNodeType::kAttribute || !fits)
+    throw _com_error(_com_error::kInvalidArgument, "createNode: not an attribute's name");
+
+  xmlDoc* c_document = m_c_node->doc;
+  NodePtr holder(NewElement(c_document, XmlChars(kAttributeHolder)));
+  xmlNs* c_ns = nullptr;
+  if (isXml) {
+    c_ns = XmlPrefixNs(c_document);
+  } else if (!uri.empty()) {
+    c_ns = NewNs(qname.prefix, uri);
+    AppendNs(holder.get(), c_ns);
+  }
+  xmlAttr* c_attr = NewAttribute(c_document, XmlChars(qname.local.c_str()), {});
+  AppendAttribute(holder.get(), c_attr);
+  c_attr->ns = c_ns;
+  return WrapNew(holder.release(), c_attr);
 }
 
 std::wstring AttributeText(const std::optional<std::wstring>& value) {
   if (!value.has_value())
     throw _com_error(_com_error::kBadVariantType, "the attribute is not there");
   return *value;
-}
-
-PrefixedName SplitName(std::wstring_view name) {
-  const std::size_t colon = name.find(L':');
-  const bool prefixed = colon != name.npos;
-  const std::wstring_view prefix = prefixed ? name.substr(0, colon) : std::wstring_view();
-  const std::wstring_view local = prefixed ? name.substr(colon + 1) : name;
-  if ((prefixed && !IsNCName(prefix)) || !IsNCName(local))
-    throw _com_error(_com_error::kInvalidArgument, "not an XML name");
-  return {ToUtf8(prefix), ToUtf8(local)};
 }
 
 }  // namespace cfgex::internal

@@ -44,7 +44,7 @@ class ExplainedDocument::CImpl final : public ParseObserver {
   void OnRefused(xmlParserCtxt* c_parser, ParseRefusal refusal) noexcept override;
   void OnPart(XmlDocPtr part) noexcept override { m_PartTree = std::move(part); }
 
-  ComPtr<internal::Document> m_pWhole;
+  ComPtr<IXMLDOMDocument2> m_pWhole;
   std::optional<Fault> m_Refusal;
 
  private:
@@ -52,7 +52,7 @@ class ExplainedDocument::CImpl final : public ParseObserver {
   void BlameNullCharacter(std::string_view bytes);
 
   XmlDocPtr m_PartTree;
-  ComPtr<internal::Document> m_pPart;
+  ComPtr<IXMLDOMDocument2> m_pPart;
   const xmlNode* m_c_open = nullptr;  // the innermost open element at the refusal
   mutable std::vector<ElementRecord> m_Elements;
   mutable bool m_Sorted = false;
@@ -66,15 +66,15 @@ void ExplainedDocument::CImpl::Read(std::string_view bytes, TextEncoding encodin
   if (m_OutOfMemory) throw std::bad_alloc();
   if (tree != nullptr) {
     m_Refusal.reset();  // a complaint that did not lead to refusal
-    m_pWhole = MakeCounted<internal::Document>();
-    m_pWhole->Adopt(std::move(tree));
+    m_pWhole = MakeCounted<IXMLDOMDocument2>();
+    m_pWhole->Adopt(tree.release());
     return;
   }
   if (!m_Refusal) m_Refusal = Fault{.rule = "well-formed", .message = L"This is no XML."};
   BlameNullCharacter(bytes);
   if (m_PartTree == nullptr) return;
-  m_pPart = MakeCounted<internal::Document>();
-  m_pPart->Adopt(std::move(m_PartTree));
+  m_pPart = MakeCounted<IXMLDOMDocument2>();
+  m_pPart->Adopt(m_PartTree.release());
   m_Refusal->is_partial = true;
   if (m_c_open != nullptr && m_c_open->type == XML_ELEMENT_NODE)
     m_Refusal->element = As<IXMLDOMElement>(Wrap(const_cast<xmlNode*>(m_c_open), nullptr));
@@ -190,8 +190,7 @@ ComPtr<IXMLDOMDocument2> ExplainedDocument::Document() const { return m_pImpl->m
 const std::optional<Fault>& ExplainedDocument::Refusal() const { return m_pImpl->m_Refusal; }
 
 Place ExplainedDocument::PlaceOf(const ComPtr<IXMLDOMNode>& element) const {
-  const xmlNode* c_node = EngineNode(element.get());
-  return c_node != nullptr ? m_pImpl->PlaceOf(c_node) : Place{};
+  return element ? m_pImpl->PlaceOf(element->EngineNode()) : Place{};
 }
 
 namespace {
@@ -245,7 +244,7 @@ FaultList ExplainedDocument::Validate(const ComPtr<IXMLDOMSchemaCollection2>& sc
   Collector collector(limit);
   const bool valid = AskEngine([&] {
     collector = Collector(limit);
-    return cache->Validate(m_pImpl->m_pWhole->Tree(), &Collector::Take, &collector);
+    return cache->Validate(m_pImpl->m_pWhole->Own().tree.get(), &Collector::Take, &collector);
   });
   if (collector.out_of_memory) throw std::bad_alloc();
 
@@ -272,7 +271,7 @@ FaultList ExplainedDocument::Validate(const ComPtr<IXMLDOMSchemaCollection2>& sc
 }
 
 Brothers CountBrothers(const ComPtr<IXMLDOMElement>& element) {
-  const xmlNode* c_element = EngineNode(element.get());
+  const xmlNode* c_element = element->EngineNode();
   const auto alike = [c_element](const xmlNode* c_node) {
     return c_node->type == XML_ELEMENT_NODE && xmlStrEqual(c_node->name, c_element->name);
   };

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <unordered_set>
 
-#include "platform/dom/dom_node.h"
 #include "platform/os/encoding.h"
 #include "platform/tree/namespaces.h"
+#include "platform/tree/nodes.h"
 
 namespace cfgex::internal {
 namespace {
@@ -94,7 +94,7 @@ const SimpleType* TextType(const ISchemaType& type) {
 std::wstring PrefixFor(IXMLDOMElement& element, const std::string& uri) {
   if (uri.empty()) return {};
   if (uri == Chars(XML_XML_NAMESPACE)) return L"xml:";
-  const xmlNode* c_element = EngineNode(&element);
+  const xmlNode* c_element = element.EngineNode();
   if (const xmlNs* c_known = FindNsByUri(c_element, uri)) return FromUtf8(Prefix(c_known)) + L":";
   std::wstring prefix = L"xsi";
   if (uri != kSchemaInstanceNamespace) {
@@ -109,7 +109,7 @@ std::wstring PrefixFor(IXMLDOMElement& element, const std::string& uri) {
 // Puts a new element into its namespace: the default one, or with `prefixed` one with a prefix, the
 // default one then being none.
 void SetNamespace(IXMLDOMElement& element, const std::string& uri, bool prefixed) {
-  xmlNode* c_element = EngineNode(&element);
+  xmlNode* c_element = element.EngineNode();
   xmlNs* c_ns = NewNs(prefixed ? "ns" : "", uri);
   AppendNs(c_element, c_ns);
   c_element->ns = c_ns;

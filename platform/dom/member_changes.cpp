@@ -18,9 +18,9 @@
 #include <optional>
 #include <vector>
 
-#include "platform/dom/node_tree.h"
 #include "platform/schema/schema_separation.h"
 #include "platform/tree/namespaces.h"
+#include "platform/tree/tree_walk.h"
 
 namespace cfgex::internal {
 namespace {
@@ -44,8 +44,6 @@ Place PlaceOf(const xmlNode* c_node) noexcept {
 NameKey KeyOf(const xmlNode* c_element) noexcept {
   return {Uri(c_element->ns), Chars(c_element->name)};
 }
-
-bool IsElement(const xmlNode* c_node) noexcept { return c_node->type == XML_ELEMENT_NODE; }
 
 // A group that adds nothing to its document but its members.
 bool IsPlainGroup(const xmlNode* c_group) noexcept {
@@ -102,10 +100,6 @@ bool IsSeparable(const xmlDoc* c_document, const SchemaCache& schemas) {
 // --- Being told
 
 void MemberChanges::Removing(const xmlNode* c_node) noexcept {
-  if (c_node->type == XML_ATTRIBUTE_NODE) {
-    if (c_node->parent != nullptr) Changed(c_node->parent);
-    return;
-  }
   const Place place = PlaceOf(c_node);
   if (place.c_root == nullptr) return;
   if (place.c_member != nullptr && place.c_member != c_node) {

@@ -1,26 +1,26 @@
 // Moving a tree is done in these steps. While the object is made, with nothing changed yet:
-//   1. count the wrappers in the tree, and make the fragment if it will need one;
+//   1. count the objects of nodes in the tree, and make the fragment if it will need one;
 //   2. copy the strings that live in the old document's dictionary, which may die first;
 //   3. for each namespace that the tree uses from outside, find the same declaration in the new
 //      place, or make one for the root; likewise for each prefix that stands before a colon in a
 //      text or attribute value, and xmlns="" where the new place would pull elements, or names in
 //      values, into its default namespace;
 //   4. find the root's declarations that the new place makes superfluous.
-// Then, raising nothing: unlink, settle (document, strings, namespaces, wrappers), link.
-#include <algorithm>
+// Then, raising nothing: unlink, settle (document, strings, namespaces, objects), link.
+#include "platform/dom/move.h"
+
 #include <new>
 
-#include "cfgex/com_error.h"
 #include "platform/dom/dom_document.h"
-#include "platform/dom/node_tree.h"
 #include "platform/tree/namespaces.h"
+#include "platform/tree/nodes.h"
 
 namespace cfgex::internal {
 namespace {
 
 // The fragment that the tree leaves. Its root or the root's parent has an object.
 Fragment* OldFragment(const xmlNode* c_root) noexcept {
-  return FragmentOf(Wrapper::Of(c_root) != nullptr ? c_root : c_root->parent);
+  return ObjectOf(ObjectOf(c_root) != nullptr ? c_root : c_root->parent)->TreeFragment();
 }
 
 }  // namespace
@@ -37,17 +37,17 @@ Move::Move(xmlNode* c_root, xmlNode* c_parent, const xmlNode* c_without)
   if (c_parent == nullptr) {
     m_Made = std::make_unique<Fragment>(nullptr);
     m_pNewFragment = m_Made.get();
-    m_pOldDocument->FixDeclaration(c_root);
+    m_pOldDocument->Own().FixDeclaration(c_root);
   } else {
-    m_pNewFragment = FragmentOf(c_parent);
+    m_pNewFragment = ObjectOf(c_parent)->TreeFragment();
   }
   const bool adopt = m_c_newDocument != m_c_oldDocument && m_c_oldDocument->dict != nullptr;
   try {
     PruneDeclarations();
     ForEachNode(c_root, c_without, [&](xmlNode* c_node) {
-      if (c_node->_private != nullptr) ++m_Wrappers;
+      if (c_node->_private != nullptr) ++m_Objects;
       if (adopt) AdoptStrings(c_node);
-      if (c_node->type == XML_ELEMENT_NODE) {
+      if (IsElement(c_node)) {
         if (c_node->ns != nullptr)
           ResolveNs(c_node, c_node->ns);
         else
@@ -59,7 +59,7 @@ Move::Move(xmlNode* c_root, xmlNode* c_parent, const xmlNode* c_without)
     });
     if (!AreValuesAtRisk()) return;
     ForEachNode(c_root, c_without, [&](xmlNode* c_node) {
-      if (c_node->type != XML_ELEMENT_NODE) return;
+      if (!IsElement(c_node)) return;
       for (const std::string& prefix : PrefixesInValues(c_node)) ResolvePrefix(c_node, prefix);
     });
   } catch (...) {
@@ -115,7 +115,7 @@ void Move::ReplaceNs(xmlNs*& c_ns) const noexcept {
 }
 
 void Move::PruneDeclarations() {
-  if (m_c_root->type != XML_ELEMENT_NODE) return;
+  if (!IsElement(m_c_root)) return;
   for (xmlNs* c_ns = m_c_root->nsDef; c_ns != nullptr; c_ns = c_ns->next) {
     xmlNs* c_outer = FindNs(m_c_parent, Prefix(c_ns));
     const bool isSame = c_outer != nullptr ? SameNs(c_ns, c_outer) : Uri(c_ns).empty();
@@ -126,7 +126,7 @@ void Move::PruneDeclarations() {
 }
 
 // Makes a declaration like `c_replaced`, with that prefix, to stand in for it.
-void Move::Declare(const std::string& prefix, xmlNs* c_replaced) {
+void Move::Declare(std::string_view prefix, xmlNs* c_replaced) {
   m_Declarations.push_back(nullptr);
   m_Declarations.back() = NewNs(prefix, Uri(c_replaced));
   if (c_replaced != nullptr) m_Namespaces.emplace_back(c_replaced, m_Declarations.back());
@@ -139,7 +139,7 @@ void Move::ResolveNs(const xmlNode* c_element, xmlNs* c_ns) {
       m_Namespaces.emplace_back(c_ns, XmlPrefixNs(m_c_newDocument));
     return;
   }
-  if (m_c_root->type == XML_ELEMENT_NODE && IsPrefixInside(c_element, Prefix(c_ns))) return;
+  if (IsPrefixInside(c_element, Prefix(c_ns))) return;
   ResolveOuterNs(c_ns);
 }
 
@@ -150,22 +150,12 @@ void Move::ResolveOuterNs(xmlNs* c_ns) {
     m_Namespaces.emplace_back(c_ns, c_found);
     return;
   }
-  std::string prefix(Prefix(c_ns));
-  // An attribute has no declarations of its own. Where its prefix means something else, any other
-  // for its namespace will do.
-  if (m_c_root->type == XML_ATTRIBUTE_NODE && c_found != nullptr) {
-    if (xmlNs* c_other = FindNsByUri(m_c_parent, Uri(c_ns))) {
-      m_Namespaces.emplace_back(c_ns, c_other);
-      return;
-    }
-    for (int i = 1; FindNs(m_c_parent, prefix) != nullptr; ++i) prefix = "ns" + std::to_string(i);
-  }
-  Declare(prefix, c_ns);
+  Declare(Prefix(c_ns), c_ns);
 }
 
 // Whether a prefix, or a name without one, means something else in the new place.
 bool Move::AreValuesAtRisk() const noexcept {
-  if (m_c_root->type != XML_ELEMENT_NODE) return false;
+  if (!IsElement(m_c_root)) return false;
   for (const xmlNode* c_at = m_c_root->parent; c_at != nullptr && c_at->type == XML_ELEMENT_NODE;
        c_at = c_at->parent) {
     for (const xmlNs* c_ns = c_at->nsDef; c_ns != nullptr; c_ns = c_ns->next)
@@ -198,10 +188,10 @@ bool Move::IsPrefixInside(const xmlNode* c_element, std::string_view prefix) con
 
 // --- The change itself
 
-void Move::Unlink() noexcept { m_pOldDocument->Changes().Unlink(m_c_root); }
+void Move::Unlink() noexcept { m_pOldDocument->Own().changes.Unlink(m_c_root); }
 
 void Move::Release() noexcept {
-  if (m_Wrappers == 0) {
+  if (m_Objects == 0) {
     xmlFreeNode(m_c_root);
     return;
   }
@@ -211,36 +201,24 @@ void Move::Release() noexcept {
 
 void Move::Link() noexcept {
   Settle();
-  m_pNewDocument->Changes().Link(m_c_root, m_c_parent, nullptr);
+  m_pNewDocument->Own().changes.Link(m_c_root, m_c_parent);
 }
 
 void Move::LinkInPlaceOf(xmlNode* c_old) noexcept {
   Settle();
-  m_pNewDocument->Changes().Replace(c_old, m_c_root);
-}
-
-void Move::SettleWrapper(Wrapper& wrapper) const noexcept {
-  wrapper.m_pFragment = m_pNewFragment;
-  wrapper.m_pDocument = m_pNewDocument;
+  m_pNewDocument->Own().changes.Replace(c_old, m_c_root);
 }
 
 void Move::Settle() noexcept {
   for (xmlNs* c_ns : m_Pruned) RemoveNs(m_c_root, c_ns);
-  for (xmlNs* c_ns : m_Declarations) {
-    if (m_c_root->type == XML_ELEMENT_NODE)
-      AppendNs(m_c_root, c_ns);
-    else if (m_c_parent != nullptr)
-      m_pNewDocument->Changes().Declare(m_c_parent, c_ns);
-    else
-      m_pNewFragment->c_ownNs = c_ns;  // an attribute that leaves its element needs no other
-  }
+  for (xmlNs* c_ns : m_Declarations) AppendNs(m_c_root, c_ns);
   m_Declarations.clear();
   for (const NewString& string : m_Strings) *string.slot = string.c_string;
   m_Strings.clear();
 
   ForEachNode(m_c_root, nullptr, [&](xmlNode* c_node) {
     c_node->doc = m_c_newDocument;
-    if (c_node->type == XML_ELEMENT_NODE) {
+    if (IsElement(c_node)) {
       ReplaceNs(c_node->ns);
       if (m_c_parent != nullptr) c_node->psvi = nullptr;
     } else if (c_node->type == XML_ATTRIBUTE_NODE) {
@@ -248,23 +226,23 @@ void Move::Settle() noexcept {
       for (xmlNode* c_text = c_node->children; c_text != nullptr; c_text = c_text->next)
         c_text->doc = m_c_newDocument;
     }
-    if (Wrapper* wrapper = Wrapper::Of(c_node)) SettleWrapper(*wrapper);
+    if (IXMLDOMNode* object = ObjectOf(c_node)) object->MoveTo(m_pNewFragment);
   });
   for (xmlNs* c_ns : m_Pruned) xmlFreeNs(c_ns);
 
   if (m_pNewFragment != m_pOldFragment) {
-    if (m_pNewFragment != nullptr) m_pNewFragment->wrappers += m_Wrappers;
+    if (m_pNewFragment != nullptr) m_pNewFragment->objects += m_Objects;
     static_cast<void>(m_Made.release());
     if (m_pOldFragment != nullptr) {
       if (m_pOldFragment->c_root == m_c_root) m_pOldFragment->c_root = nullptr;
-      m_pOldFragment->wrappers -= m_Wrappers;
-      if (m_pOldFragment->wrappers == 0) delete m_pOldFragment;
+      m_pOldFragment->objects -= m_Objects;
+      if (m_pOldFragment->objects == 0) delete m_pOldFragment;
     }
   }
   // Last: the old document may end here.
   if (m_pNewDocument != m_pOldDocument) {
-    for (std::size_t i = 0; i < m_Wrappers; ++i) m_pNewDocument->AddRef();
-    for (std::size_t i = 0; i < m_Wrappers; ++i) m_pOldDocument->Release();
+    for (std::size_t i = 0; i < m_Objects; ++i) m_pNewDocument->AddRef();
+    for (std::size_t i = 0; i < m_Objects; ++i) m_pOldDocument->Release();
   }
 }
 

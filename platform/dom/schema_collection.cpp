@@ -8,7 +8,7 @@ namespace cfgex::internal {
 void SchemaCollection::add(std::wstring_view namespaceUri,
                            const ComPtr<IXMLDOMDocument2>& document) {
   if (!document) throw _com_error(_com_error::kPointer, "add: no schema document");
-  Add(namespaceUri, EngineDocument(document.get()));
+  Add(namespaceUri, document->Own().tree.get());
 }
 
 ComPtr<ISchemaItem> SchemaCollection::getDeclaration(const ComPtr<IXMLDOMNode>& node) {
@@ -17,7 +17,7 @@ ComPtr<ISchemaItem> SchemaCollection::getDeclaration(const ComPtr<IXMLDOMNode>& 
   // The tree of a document that is bound elsewhere remembers what is not ours.
   if (!(node->get_ownerDocument()->get_namespaces() == ComPtr<IXMLDOMSchemaCollection2>(this)))
     return nullptr;
-  return ComPtr<ISchemaItem>(DeclarationOf(EngineNode(node.get())));
+  return ComPtr<ISchemaItem>(DeclarationOf(node->EngineNode()));
 }
 
 }  // namespace cfgex::internal

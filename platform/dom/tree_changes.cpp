@@ -4,8 +4,8 @@
 #include <new>
 #include <utility>
 
-#include "platform/dom/node_tree.h"
 #include "platform/tree/namespaces.h"
+#include "platform/tree/nodes.h"
 
 namespace cfgex::internal {
 namespace {
@@ -14,12 +14,12 @@ namespace {
 void ForgetDeclarationsBelow(xmlNode* c_element) noexcept {
   for (xmlNode* c_node = NextInTree(c_element, c_element); c_node != nullptr;
        c_node = NextInTree(c_node, c_element))
-    if (c_node->type == XML_ELEMENT_NODE) c_node->psvi = nullptr;
+    if (IsElement(c_node)) c_node->psvi = nullptr;
 }
 
 // What an attribute that came, or has another value, means for the element's declarations.
 void ForgetDeclarationsBy(const xmlAttr* c_attr) noexcept {
-  if (c_attr->parent != nullptr && IsTypeAttribute(c_attr)) ForgetDeclarationsBelow(c_attr->parent);
+  if (IsTypeAttribute(c_attr)) ForgetDeclarationsBelow(c_attr->parent);
 }
 
 constexpr int kSmallDocument = 100;  // nodes
@@ -79,25 +79,19 @@ void TreeChanges::PutIn(xmlNode* c_node, xmlNode* c_parent, xmlNode* c_before) n
   m_Members.Added(c_node);
 }
 
-void TreeChanges::Link(xmlNode* c_node, xmlNode* c_parent, xmlNode* c_before) noexcept {
-  if (c_node->type == XML_ATTRIBUTE_NODE) {
-    auto* c_attr = reinterpret_cast<xmlAttr*>(c_node);
-    AppendAttribute(c_parent, c_attr);
-    m_Members.Changed(c_parent);
-    ForgetDeclarationsBy(c_attr);
-    return;
-  }
+void TreeChanges::Link(xmlNode* c_node, xmlNode* c_parent) noexcept {
   const ContentChange change(*this, c_parent);
-  PutIn(c_node, c_parent, c_before);
+  PutIn(c_node, c_parent, nullptr);
+}
+
+void TreeChanges::LinkAttribute(xmlAttr* c_attr, xmlNode* c_element) noexcept {
+  AppendAttribute(c_element, c_attr);
+  m_Members.Changed(c_element);
+  ForgetDeclarationsBy(c_attr);
 }
 
 void TreeChanges::Unlink(xmlNode* c_node) noexcept {
   if (c_node->parent == nullptr) return;
-  if (c_node->type == XML_ATTRIBUTE_NODE) {
-    ForgetDeclarationsBy(reinterpret_cast<xmlAttr*>(c_node));
-    TakeOut(c_node);
-    return;
-  }
   const ContentChange change(*this, c_node->parent);
   TakeOut(c_node);
 }
@@ -123,7 +117,7 @@ void TreeChanges::PutValue(xmlAttr* c_attr, xmlNode* c_text, xmlNs* c_ns) noexce
   c_text->parent = reinterpret_cast<xmlNode*>(c_attr);
   c_attr->children = c_attr->last = c_text;
   c_attr->ns = c_ns;
-  if (c_attr->parent != nullptr) m_Members.Changed(c_attr->parent);
+  m_Members.Changed(c_attr->parent);
   ForgetDeclarationsBy(c_attr);
 }
 

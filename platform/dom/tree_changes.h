@@ -34,10 +34,11 @@ namespace cfgex::internal {
 
 class TreeChanges {
  public:
-  // Links a node that is in no tree as a child of `c_parent`, before its child `c_before`, or at
-  // the end; an attribute at the end of those of the element.
-  void Link(xmlNode* c_node, xmlNode* c_parent, xmlNode* c_before) noexcept;
-  // Takes a node, or an attribute, from its parent, if it has one.
+  // Links a node that is in no tree as the last child of `c_parent`, an attribute as the last of an
+  // element.
+  void Link(xmlNode* c_node, xmlNode* c_parent) noexcept;
+  void LinkAttribute(xmlAttr* c_attr, xmlNode* c_element) noexcept;
+  // Takes a node from its parent, if it has one.
   void Unlink(xmlNode* c_node) noexcept;
   // Links the child `c_new`, which is in no tree, in the place of `c_old`.
   void Replace(xmlNode* c_old, xmlNode* c_new) noexcept;
@@ -52,7 +53,7 @@ class TreeChanges {
   void Restart() noexcept;
 
   unsigned long Count() const noexcept { return m_Count; }
-  KeyedIndexes& Index() noexcept { return m_Index; }
+  KeyedIndex& Index() noexcept { return m_Index; }
 
   // The outcome that validating the whole document has (MemberChanges).
   ValidationOutcome Validate(xmlDoc* c_document, const SchemaCache& schemas) {
@@ -70,7 +71,7 @@ class TreeChanges {
   void TakeOut(xmlNode* c_node) noexcept;
   void PutIn(xmlNode* c_node, xmlNode* c_parent, xmlNode* c_before) noexcept;
 
-  KeyedIndexes m_Index;
+  KeyedIndex m_Index;
   MemberChanges m_Members;
   unsigned long m_Count = 0;
 };

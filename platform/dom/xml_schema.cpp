@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "cfgex/com_error.h"
-#include "platform/dom/dom_document.h"
 #include "platform/dom/instance_generator.h"
 #include "platform/os/encoding.h"
 #include "platform/schema/schema_file.h"
@@ -134,7 +133,7 @@ std::wstring CXMLSchema::CreateXmlInstance(const wchar_t* name, CSchemaElementCa
   SchemaModel& model = m_pImpl->m_Schema->model;
   const InstanceRoot root = FindRoot(model, ToUtf8(name), scope == nullptr ? "" : ToUtf8(scope));
   if (root.element == nullptr && root.type == nullptr) return {};
-  const auto document = MakeCounted<Document>();
+  const auto document = MakeCounted<IXMLDOMDocument2>();
   InstanceGenerator generator(model, *document, callback);
   const ComPtr<IXMLDOMElement> element = generator.Generate(root);
   return element ? element->get_xml() : std::wstring();

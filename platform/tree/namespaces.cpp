@@ -43,6 +43,10 @@ xmlNs* FindNsByUri(const xmlNode* c_element, std::string_view uri) noexcept {
   return nullptr;
 }
 
+bool IsNamed(const xmlNode* c_node, std::string_view name) noexcept {
+  return IsElement(c_node) && c_node->ns == nullptr && name == Chars(c_node->name);
+}
+
 xmlNs* NewNs(std::string_view prefix, std::string_view uri) {
   const std::string prefixText(prefix);
   const std::string uriText(uri);

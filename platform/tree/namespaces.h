@@ -36,6 +36,9 @@ xmlNs* OwnNs(const xmlNode* c_element, std::string_view prefix) noexcept;
 xmlNs* FindNs(const xmlNode* c_element, std::string_view prefix) noexcept;
 // A declaration in scope, with a prefix, that binds `uri`.
 xmlNs* FindNsByUri(const xmlNode* c_element, std::string_view uri) noexcept;
+// Whether the node is an element of that name in no namespace.
+bool IsNamed(const xmlNode* c_node, std::string_view name) noexcept;
+
 // A new declaration that belongs to nothing yet. Raises for lack of memory.
 xmlNs* NewNs(std::string_view prefix, std::string_view uri);
 // The document's namespace of the prefix "xml". Raises for lack of memory.

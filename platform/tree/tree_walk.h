@@ -5,6 +5,7 @@
 
 namespace cfgex::internal {
 
+inline bool IsElement(const xmlNode* c_node) noexcept { return c_node->type == XML_ELEMENT_NODE; }
 inline bool IsTextNode(const xmlNode* c_node) noexcept {
   return c_node->type == XML_TEXT_NODE || c_node->type == XML_CDATA_SECTION_NODE;
 }

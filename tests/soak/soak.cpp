@@ -25,7 +25,6 @@
 #include <thread>
 #include <vector>
 
-#include "platform/dom/live_counts.h"
 #include "src/instance_document.h"
 #include "tests/soak/soak_worker.h"
 #include "tests/support/sample.h"
@@ -44,18 +43,12 @@ constexpr long kBytesInUseTolerance = 100'000;
 constexpr long kResidentTolerance = 8'000'000;
 
 struct Memory {
-  long documents = 0;
-  long nodes = 0;
-  long fragments = 0;
   long inUse = 0;     // bytes
   long resident = 0;  // bytes
 };
 
 Memory Measure() {
   Memory now;
-  now.documents = g_LiveCounts.documents;
-  now.nodes = g_LiveCounts.nodes;
-  now.fragments = g_LiveCounts.fragments;
   now.inUse = static_cast<long>(mallinfo2().uordblks);
   long pages = 0;
   std::ifstream("/proc/self/statm") >> pages >> pages;
@@ -91,15 +84,11 @@ class Soak {
       const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
       const Memory now = Measure();
       std::printf(
-          "%ld operations, %.1f s; %ld documents, %ld nodes, %ld bytes in use, %ld KB "
-          "resident; %ld looks at the files\n",
-          m_Operations / kRounds * round, seconds.count(), now.documents, now.nodes, now.inUse,
-          now.resident / 1024, m_Looks.load());
+          "%ld operations, %.1f s; %ld bytes in use, %ld KB resident; %ld looks at the files\n",
+          m_Operations / kRounds * round, seconds.count(), now.inUse, now.resident / 1024,
+          m_Looks.load());
       std::fflush(stdout);
       if (round == 1) first = now;
-      Require(now.documents == first.documents && now.nodes == first.nodes &&
-                  now.fragments == first.fragments,
-              "objects of the document model are left over");
       Require(kIsSanitized || now.inUse < first.inUse + kBytesInUseTolerance,
               "memory is not given back");
       Require(kIsSanitized || now.resident < first.resident + kResidentTolerance,

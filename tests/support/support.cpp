@@ -1,5 +1,6 @@
 #include "tests/support/support.h"
 
+#include <libxml/tree.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -56,6 +57,13 @@ std::vector<std::string> Folder::Names() const {
     names.push_back(entry.path().filename().string());
   std::sort(names.begin(), names.end());
   return names;
+}
+
+long LiveNodes() {
+  static thread_local long count = 0;
+  xmlRegisterNodeDefault([](xmlNode*) { ++count; });
+  xmlDeregisterNodeDefault([](xmlNode*) { --count; });
+  return count;
 }
 
 std::string ReadBytes(const std::wstring& path) {

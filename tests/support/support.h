@@ -46,6 +46,10 @@ std::string ReadBytes(const std::wstring& path);  // "" when there is no such fi
 void WriteBytes(const std::wstring& path, std::string_view bytes);
 bool FileExists(const std::wstring& path);
 
+// How many nodes of the engine, documents included, this thread has made and not given back since
+// it first asked: for tests that hold the library to giving back what it took.
+long LiveNodes();
+
 // While it lives, the passages through the fault point (any, if none is named) are counted, and the
 // `nth` (from 1; 0 for none) fails. One at a time.
 class FailCall {

@@ -8,7 +8,7 @@
 #include <unordered_set>
 
 #include "platform/dom/fault_rules.h"
-#include "platform/dom/node_tree.h"
+#include "platform/tree/tree_walk.h"
 #include "platform/os/encoding.h"
 #include "platform/os/file.h"
 #include "platform/schema/schema_cache.h"

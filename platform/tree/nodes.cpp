@@ -1,11 +1,11 @@
-#include "platform/dom/node_tree.h"
+#include "platform/tree/nodes.h"
 
 #include <new>
 
 #include "cfgex/com_error.h"
-#include "platform/dom/dom_document.h"
 #include "platform/os/encoding.h"
 #include "platform/os/fault_point.h"
+#include "platform/tree/limits.h"
 #include "platform/tree/namespaces.h"
 
 namespace cfgex::internal {
@@ -19,32 +19,7 @@ T* Made(T* c_object) {
 
 }  // namespace
 
-// --- Ownership
-
-Fragment::~Fragment() {
-  if (c_root != nullptr) xmlFreeNode(c_root);
-  if (c_ownNs != nullptr) xmlFreeNs(c_ownNs);
-}
-
-Wrapper::Wrapper(Document& document, Fragment* fragment, xmlNode* c_node) noexcept
-    : m_pDocument(&document), m_pFragment(fragment), m_c_node(c_node) {
-  m_pDocument->AddRef();
-  if (m_pFragment != nullptr) ++m_pFragment->wrappers;
-  c_node->_private = this;
-}
-
-Wrapper::~Wrapper() {
-  m_c_node->_private = nullptr;
-  // The fragment's strings may live in the document's dictionary.
-  if (m_pFragment != nullptr && --m_pFragment->wrappers == 0) delete m_pFragment;
-  m_pDocument->Release();
-}
-
-Document& DocumentOf(const xmlNode* c_node) noexcept {
-  return *static_cast<Document*>(c_node->doc->_private);
-}
-
-// --- Shape and text
+// --- Text
 
 std::string TextOf(const xmlNode* c_node) {
   std::string text;
@@ -52,7 +27,7 @@ std::string TextOf(const xmlNode* c_node) {
   return text;
 }
 
-// --- Making nodes
+// --- Making
 
 std::string EngineText(std::wstring_view text) {
   if (!IsXmlText(text))
@@ -127,6 +102,8 @@ void RemoveNs(xmlNode* c_element, xmlNs* c_ns) noexcept {
 
 namespace {
 
+// The engine's own copying will not do: where it lacks memory, it leaves out children and says
+// nothing, and it uses the stack for each level.
 class Copier {
  public:
   explicit Copier(const xmlNode* c_root) : m_c_source(c_root), m_c_document(c_root->doc) {
