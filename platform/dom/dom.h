@@ -7,7 +7,7 @@
 // Text is wide. Elements that are created live in no namespace.
 //
 // Failures raise _com_error; "none" and "false" below are answers. A failed change leaves the tree
-// as it was. Want of memory is no failure of the platform: it raises std::bad_alloc, also where the
+// as it was. Lack of memory is no failure in this sense: it raises std::bad_alloc, also where the
 // engine lacks it.
 //
 // Threads: a document and all that came from it belong to one thread at a time.

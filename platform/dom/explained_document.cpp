@@ -270,18 +270,18 @@ FaultList ExplainedDocument::Validate(const ComPtr<IXMLDOMSchemaCollection2>& sc
   return list;
 }
 
-Brothers CountBrothers(const ComPtr<IXMLDOMElement>& element) {
+Siblings CountSiblings(const ComPtr<IXMLDOMElement>& element) {
   const xmlNode* c_element = element->EngineNode();
   const auto alike = [c_element](const xmlNode* c_node) {
     return c_node->type == XML_ELEMENT_NODE && xmlStrEqual(c_node->name, c_element->name);
   };
-  Brothers brothers;
+  Siblings siblings;
   for (const xmlNode* c_node = c_element->prev; c_node != nullptr; c_node = c_node->prev)
-    if (alike(c_node)) ++brothers.number;
-  brothers.count = brothers.number;
+    if (alike(c_node)) ++siblings.number;
+  siblings.count = siblings.number;
   for (const xmlNode* c_node = c_element->next; c_node != nullptr; c_node = c_node->next)
-    if (alike(c_node)) ++brothers.count;
-  return brothers;
+    if (alike(c_node)) ++siblings.count;
+  return siblings;
 }
 
 }  // namespace cfgex::internal

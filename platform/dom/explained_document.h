@@ -1,7 +1,7 @@
-// A document that says why it was refused, why it is not valid, and where its elements stand.
+// A document that says why it was refused, why it is not valid, and where its elements are.
 //
-// It is read by the very rules by which the library reads (IXMLDOMDocument::load); what differs is
-// that nothing is kept silent. It belongs to one thread.
+// It is read by the rules of IXMLDOMDocument2::load, but nothing is kept silent. It belongs to one
+// thread.
 #pragma once
 
 #include <memory>
@@ -44,11 +44,11 @@ class ExplainedDocument {
   std::unique_ptr<CImpl> m_pImpl;
 };
 
-// An element among those of its name below its parent: which one it is, from 1, and of how many.
-struct Brothers {
+// An element among its siblings of the same name: which one it is, from 1, and of how many.
+struct Siblings {
   std::size_t number = 1;
   std::size_t count = 1;
 };
-Brothers CountBrothers(const ComPtr<IXMLDOMElement>& element);
+Siblings CountSiblings(const ComPtr<IXMLDOMElement>& element);
 
 }  // namespace cfgex::internal

@@ -8,7 +8,7 @@
 
 namespace cfgex::internal {
 
-// Where something stands in a file: both from 1, 0 where not known. A column counts characters as
+// Where something is in a file: both from 1, 0 where not known. A column counts characters as
 // far as the engine does, bytes otherwise.
 struct Place {
   long line = 0;

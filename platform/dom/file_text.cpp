@@ -90,7 +90,7 @@ void FileText::Clear() noexcept {
   m_Items.clear();
 }
 
-// Gives whether there is a covering item; then its part is stale.
+// Returns whether there is a covering item; its part is stale then.
 bool FileText::MarkCovering(const xmlNode* c_item) noexcept {
   for (const xmlNode* c_above = c_item->parent; c_above != nullptr; c_above = c_above->parent) {
     const auto found = m_Items.find(c_above);
@@ -171,7 +171,7 @@ void FileText::RenewPart(const xmlDoc* c_document, PartPlace part) {
 }
 
 void FileText::AtItem(const xmlNode* c_item, std::string& text) {
-  // What stands before a part's first item belongs to it, however long it is.
+  // What comes before a part's first item belongs to it, however long it is.
   if (text.size() >= m_FullSize && c_item != m_Filled->c_first) {
     m_Filled->text = text;  // a copy, so that it takes no more memory than it needs
     m_Filled->isStale = false;

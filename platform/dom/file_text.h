@@ -21,19 +21,19 @@ namespace cfgex::internal {
 // Invariants, unless nothing is kept:
 //   1. m_Parts are the file in order. The text of a part that is not stale is what the serializer
 //      writes from its first item up to the first of the next part.
-//   2. m_Items holds the items that stand on lines of their own, each with the part that it is in;
+//   2. m_Items holds the items that are on lines of their own, each with the part that it is in;
 //      the others are covered by one that does, which does not indent.
 //   3. Whether the root or a group indents changes only when the first element comes into it or the
-//      last one leaves it: everything else that may come or go there is told to Clear. Of an item
+//      last one leaves it: at everything else that comes or goes there Clear is called. Of an item
 //      of the third level it has to be seen again after each change.
 class FileText final : private FileTextObserver {
  public:
-  // To be told of each change in an item, of each that comes (it is in its place already) and that
-  // goes (it still is), with all items below it.
+  // Call these when something in an item has changed, when an item has come (it is in its place),
+  // and when it is about to go (it still is), with all items below it.
   void Changed(const xmlNode* c_item) noexcept;
   void Added(const xmlNode* c_item) noexcept;
   void Removing(const xmlNode* c_item) noexcept;
-  // Of every other change outside of the items of the third level.
+  // Call this at every other change outside of the items of the third level.
   void Clear() noexcept;
 
   bool HasItem(const xmlNode* c_item) const { return m_Items.contains(c_item); }

@@ -1,4 +1,4 @@
-// Whom the nodes of the engine's trees belong to, and the objects that stand for them.
+// Who owns the nodes of the engine's trees, and the objects of these nodes.
 // `xmlNode::_private` points to the object of a node, if it has one.
 #pragma once
 

@@ -119,7 +119,7 @@ void SetNamespace(IXMLDOMElement& element, const std::string& uri, bool prefixed
 }  // namespace
 
 ComPtr<IXMLDOMElement> InstanceGenerator::Generate(const InstanceRoot& root) {
-  // What is asked for by its name has that name: nothing stands for it.
+  // An element that is asked for by its name is not replaced by a member of its substitution group.
   const bool is_abstract = root.element != nullptr
                                ? root.element->is_abstract
                                : root.type->complex && root.type->complex->is_abstract;

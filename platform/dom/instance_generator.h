@@ -69,7 +69,7 @@ class InstanceGenerator {
                                  const ISchemaType& type);
   bool IsOmitted(const ComPtr<ISchemaElement>& declaration, const ComPtr<IXMLDOMElement>& node);
 
-  // What stands at a place: the element itself or a member of its substitution group; the type
+  // What a place holds: the element itself or a member of its substitution group; the type
   // itself or, for an abstract one, a derived one; an alternative of a choice. It is the first of
   // these, in the order of declaration, that is not abstract and can be made, else the first that
   // is not abstract; null if there is none.

@@ -1,5 +1,5 @@
 // Invariants:
-//   1. m_Text was told of every member that has changed, come or gone.
+//   1. m_Text knows of every member that has changed, come or gone.
 //   2. m_IsFrameValid means: the schema is separable for the document, and the document is valid
 //      exactly if each in m_Pending is. Everything in m_Pending is a member of the document, or a
 //      group that is plain: only of such a one its name tells whether it is valid.
@@ -97,7 +97,7 @@ bool IsSeparable(const xmlDoc* c_document, const SchemaCache& schemas) {
 
 }  // namespace
 
-// --- Being told
+// --- Changes
 
 void MemberChanges::Removing(const xmlNode* c_node) noexcept {
   const Place place = PlaceOf(c_node);

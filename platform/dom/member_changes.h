@@ -14,7 +14,7 @@ namespace cfgex::internal {
 // Groups are the children of the root, members theirs; the frame is everything but the members.
 class MemberChanges {
  public:
-  // To be told of every change in the document's tree; nodes in no document are passed over.
+  // Call these at every change in the document's tree; nodes in no document are passed over.
   void Removing(const xmlNode* c_node) noexcept;  // it is still in its place
   void Added(xmlNode* c_node) noexcept;           // it is in its place already
   void Changed(xmlNode* c_element) noexcept;      // its text or its attributes
@@ -25,7 +25,7 @@ class MemberChanges {
   // schema allows that.
   ValidationOutcome Validate(xmlDoc* c_document, const SchemaCache& schemas);
 
-  // Whether all that is noted stands in the tree.
+  // Whether all that is noted is in the tree.
   bool IsRight(const xmlDoc* c_document) const;
 
   // The text of the document's file; groups and members are its items.

@@ -2,7 +2,7 @@
 //   1. count the objects of nodes in the tree, and make the fragment if it will need one;
 //   2. copy the strings that live in the old document's dictionary, which may die first;
 //   3. for each namespace that the tree uses from outside, find the same declaration in the new
-//      place, or make one for the root; likewise for each prefix that stands before a colon in a
+//      place, or make one for the root; likewise for each prefix before a colon in a
 //      text or attribute value, and xmlns="" where the new place would pull elements, or names in
 //      values, into its default namespace;
 //   4. find the root's declarations that the new place makes superfluous.
@@ -125,7 +125,7 @@ void Move::PruneDeclarations() {
   }
 }
 
-// Makes a declaration like `c_replaced`, with that prefix, to stand in for it.
+// Makes a declaration like `c_replaced`, with that prefix, to take its place.
 void Move::Declare(std::string_view prefix, xmlNs* c_replaced) {
   m_Declarations.push_back(nullptr);
   m_Declarations.back() = NewNs(prefix, Uri(c_replaced));

@@ -41,7 +41,7 @@ constexpr int kSmallDocument = 100;  // nodes
   }
 }
 
-// The scope of a change of what stands below `c_parent`, which may be the text of a key.
+// The scope of a change of what is below `c_parent`, which may be the text of a key.
 class TreeChanges::ContentChange {
  public:
   ContentChange(TreeChanges& changes, xmlNode* c_parent) noexcept

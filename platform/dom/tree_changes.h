@@ -1,25 +1,25 @@
 // The one way in which the tree of a document changes.
 //
 // Every link and unlink, text, attribute and namespace declaration of a node that has its place
-// goes through here. Nobody else tells those who keep something about the tree. What a tree goes
-// through between two places (Move) is no change in this sense.
+// goes through here, and nothing else notifies what is kept about the tree. What Move does to a
+// tree between two places is no change in this sense.
 //
 // Invariants, between two changes:
 //   1. The index answers as a walk over the tree would (keyed_index.h).
 //   2. What has changed since the document was found valid is noted as to be validated, or all of
 //      it is (member_changes.h).
 //   3. A part of the kept text that is not stale is what the serializer would write (file_text.h).
-//   4. `psvi` of an element is null, or tells of its declaration in the place where it is
+//   4. `psvi` of an element is null, or what the schema found for it in the place where it is
 //      (schema_cache.h).
 //   5. Count() differs from what it was before the last change of any node's children.
 //
-// A change is told in this order: the index forgets, validity and text hear of what goes, while it
-// is in its place; the nodes are linked; validity and text hear of what came, and the index learns.
-// Changes raise nothing: all that can fail is done before, by whoever makes one. Nodes in no
-// document are changed in the same way, and passed over by those who are told.
+// The order of a change: index, validity and text are told what goes, while it is in its place; the
+// nodes are linked; index, validity and text are told what came.
+// A change raises nothing: its caller has done before all that can fail. Nodes in no document are
+// changed in the same way; what is kept passes them over.
 //
-// A debug build holds 1, and what of 2 and 3 a walk shows, against small documents after each
-// change, and 2 and 3 against the plain way at each commit.
+// After each change of a small document a debug build checks 1, and what a walk shows of 2 and 3;
+// at each commit it compares 2 and 3 with the plain way.
 #pragma once
 
 #include <libxml/tree.h>
@@ -44,7 +44,7 @@ class TreeChanges {
   void Replace(xmlNode* c_old, xmlNode* c_new) noexcept;
   // Unlinks the children of the element, whoever owns them then, and links `c_text`, if not null.
   void PutText(xmlNode* c_element, xmlNode* c_text) noexcept;
-  // Gives an attribute the text, in the place of what it has, and the namespace.
+  // Replaces the text and the namespace of an attribute.
   void PutValue(xmlAttr* c_attr, xmlNode* c_text, xmlNs* c_ns) noexcept;
   // Adds a declaration to the element, or gives one that it has another URI, which it takes over.
   void Declare(xmlNode* c_element, xmlNs* c_ns) noexcept;

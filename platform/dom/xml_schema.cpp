@@ -59,7 +59,7 @@ std::vector<ISchemaElement*> ElementsOf(const ISchemaComplexType& type) {
   return result;
 }
 
-// The types that may stand in the place of a type by xsi:type, one step away. Anything may stand
+// The types that may replace a type by xsi:type, one step away. Anything may stand
 // for anyType, and is not looked at.
 using Derived = std::unordered_map<const ISchemaType*, std::vector<const ISchemaComplexType*>>;
 Derived DerivedTypes(const SchemaModel& model) {

@@ -15,7 +15,7 @@ namespace cfgex::internal {
 // What the generator tells its callback about one element of the schema.
 class CSchemaElementInfo {
  public:
-  // The element's declaration: of an element that stands for an abstract one its own, but with the
+  // The element's declaration: of an element in the place of an abstract one its own, but with the
   // occurrence of the place. None for the root when it was made of a type.
   virtual ComPtr<ISchemaElement> GetDeclaration() = 0;
   // The node generated for the element, with its attributes and, where the schema has one, its
@@ -35,7 +35,7 @@ class CXMLSchema {
     virtual void OnStart() = 0;  // before the first element
     virtual void OnEnd() = 0;    // after the last one
     // Once for each element, in document order; also for an optional one, which stays unless this
-    // leaves it out. What stands in an optional group is not asked for, and not generated.
+    // leaves it out. What is in an optional group is not asked for, and not generated.
     virtual void OnElement(CSchemaElementInfo& info) = 0;
 
    protected:
@@ -68,9 +68,9 @@ class CXMLSchema {
   // element that is abstract or cannot be made the first member of its substitution group that can,
   // for an abstract type likewise a derived one, with xsi:type. What can be made has a finite form
   // and needs no wildcard; where nothing can, it is the first that is not abstract. Wildcards
-  // generate nothing. A default or fixed value stands in the element, with blanks collapsed where
-  // its type does so; required attributes get theirs, else the empty text. Other attributes are
-  // not written.
+  // generate nothing. A default or fixed value becomes the element's text, with blanks collapsed
+  // where its type does so; required attributes get theirs, else the empty text. Other attributes
+  // are not written.
   //
   // The text is empty when the schema was not loaded, nothing has that name or what has it is
   // abstract, and when the element has no finite form: a required part contains itself or can only

@@ -1,7 +1,7 @@
 // Counted pointers to platform objects, and the counting that the objects share.
 //
 // The rules of counting: an object is born with one count, which belongs to whoever made it. A
-// ComPtr owns one count. Who is handed a plain pointer owns nothing.
+// ComPtr owns one count. A raw pointer is borrowed.
 #pragma once
 
 #include <atomic>
@@ -88,7 +88,7 @@ class Counted : public I {
   std::atomic<unsigned long> m_RefCount{1};
 };
 
-// Makes a counted object and gives the pointer that owns its first count.
+// Makes a counted object and returns the pointer that owns its first count.
 template <class T, class... Args>
 ComPtr<T> MakeCounted(Args&&... args) {
   return ComPtr<T>::Adopt(new T(std::forward<Args>(args)...));

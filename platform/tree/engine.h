@@ -44,7 +44,7 @@ class EngineScope {
  private:
   static void Take(void* scope, EngineError* error) noexcept;
 
-  mutable bool m_IsShort = false;  // a scope is const for those who use it
+  mutable bool m_IsShort = false;  // a scope is const to its users
   int m_Errno;
   xmlStructuredErrorFunc m_Structured;
   void* m_StructuredContext;

@@ -1,8 +1,9 @@
 // Names and namespaces in a tree of the engine.
 //
 // Everywhere in the library this holds: the namespace that an element or attribute points at is the
-// one that its prefix finds from there, walking up (FindNs). So what the serializer writes reads
-// back as the same names. The one exception is the prefix "xml", which belongs to the document.
+// one that its prefix finds from there, walking up (FindNs). So what the serializer writes is
+// read back as the same names. The one exception is the prefix "xml", which belongs to the
+// document.
 #pragma once
 
 #include <libxml/tree.h>
@@ -53,7 +54,7 @@ std::string AttributeValue(const xmlAttr* c_attr);
 // Whether `c_attr` is the xsi:type of its element.
 bool IsTypeAttribute(const xmlAttr* c_attr) noexcept;
 
-// The prefixes that names in the values of this element alone may have: what stands before a colon
+// The prefixes that names in the values of this element alone may have: what is before a colon
 // in one of its attributes, or in its text between child elements; "" if a word has none. Which
 // values are names, only a schema tells.
 std::set<std::string> PrefixesInValues(const xmlNode* c_element);

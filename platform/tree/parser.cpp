@@ -43,7 +43,7 @@ bool HasTooManyNamespaces(const xmlParserCtxt* c_parser) {
   return c_parser->nsNr > kCountOfOne * kMaxElementAttributes;
 }
 
-// Gives the engine its text piece by piece, since that alone lets a tag without an end be stopped.
+// Hands the engine its text piece by piece, since that alone lets a tag without an end be stopped.
 int Read(void* context, char* buffer, int length) {
   Run& run = *static_cast<Run*>(context);
   // The engine has room for five words per attribute, and at most twice as much as it needs.
@@ -58,7 +58,7 @@ int Read(void* context, char* buffer, int length) {
   return static_cast<int>(count);
 }
 
-// The engine takes the text to end before a null character that stands after the root, and before a
+// The engine takes the text to end before a null character after the root, and before a
 // character that is not there as a whole.
 void CheckEnd(Run& run) {
   const xmlParserInput* c_input = run.c_parser->input;

@@ -31,13 +31,13 @@ enum class ParseRefusal {
   kTooManyAttributes
 };
 
-// Is told what the parser meets, for those who want to know more than that a text was refused. It
-// is called from C code: nothing may be raised.
+// Is told what the parser meets, for callers that want to know more than that a text was refused.
+// The calls come from C code: nothing may be raised.
 class ParseObserver {
  public:
   // The parser starts, maybe once more: what was told before counts no longer.
   virtual void OnStart() noexcept = 0;
-  // An element was begun; it is `c_parser->node`, and the input stands at the end of its start tag.
+  // An element was begun; it is `c_parser->node`, and the input is at the end of its start tag.
   virtual void OnElement(xmlParserCtxt* c_parser) noexcept = 0;
   virtual void OnError(xmlParserCtxt* c_parser, const xmlError& error) noexcept = 0;
   // The text is refused by a rule of the library's own. `c_parser` is null if it did not start.
@@ -49,7 +49,7 @@ class ParseObserver {
   ~ParseObserver() = default;
 };
 
-// Parses a text as IXMLDOMDocument::load says; none when it is refused. `url` becomes the URL of
+// Parses a text as IXMLDOMDocument2::load says; none when it is refused. `url` becomes the URL of
 // the document: the path of its file in UTF-8, or empty. `observer` may be null.
 XmlDocPtr ParseXml(std::string_view bytes, TextEncoding encoding, const std::string& url,
                    ParseObserver* observer = nullptr);

@@ -55,7 +55,7 @@ class Writer {
   void Name(const xmlNs* c_ns, const xmlChar* c_name);
   void Declarations(const xmlNode* c_element);
   void Attributes(const xmlNode* c_element);
-  // Writes a node without children as a whole and gives false, or what stands before the children.
+  // Writes a node without children as a whole and returns false, or what comes before the children.
   bool Open(const xmlNode* c_node);
   void Close(const xmlNode* c_element);
   bool IsItem(const xmlNode* c_node) const {
@@ -64,15 +64,14 @@ class Writer {
   }
   bool IndentsChildren(const xmlNode* c_element) const;
   bool HasLinesOfItsOwn(const xmlNode* c_element);
-  // Starts a line inside the innermost open element if its children stand on lines of their own.
+  // Starts a line inside the innermost open element if its children are on lines of their own.
   void NewLine(std::size_t indentation) {
     if (m_Levels.back()) m_Out.append(1, '\n').append(2 * indentation, ' ');
   }
 
   bool m_Indent;
   FileTextObserver* m_pObserver = nullptr;
-  std::vector<bool>
-      m_Levels;  // of each open element: whether its children stand on their own lines
+  std::vector<bool> m_Levels;  // of each open element: whether its children are on their own lines
   std::string m_Out;
 };
 

@@ -17,8 +17,8 @@ std::string ToXml(const xmlNode* c_node);
 // they are. Reading this text and writing it again gives the same bytes.
 std::string ToFileText(const xmlDoc* c_document);
 
-// Looks on while the text of a file is written. Items are the elements down to the third level that
-// stand on lines of their own.
+// Is called while the text of a file is written. Items are the elements down to the third level
+// that are on lines of their own.
 class FileTextObserver {
  public:
   // The item comes next; `text` is what was written so far, and may be taken.
