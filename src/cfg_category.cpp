@@ -78,7 +78,7 @@ bool CCfgCategory::CImpl::CreateInstance(CCfgInstance& instance) {
     if (!idElement) return;
     idElement->put_text(newId);
 
-    const ComPtr<IXMLDOMElement> header = CreateHeaderDocument(generated, newId.c_str(), m_Option);
+    const ComPtr<IXMLDOMElement> header = CreateHeaderDocument(newId.c_str(), m_Option);
     if (!header) return;
     const ComPtr<IXMLDOMElement> group = generated->createElement(L"Category");
     group->appendChild(element);

@@ -65,7 +65,7 @@ bool CCfgConfigurationEx::CImpl::LoadConfigurationFile(const wchar_t* path) {
     const ComPtr<IXMLDOMDocument2> document = ReadConfiguration(path);
     if (!document) return;
     DropEmptyGroups(document);
-    // First what may fail: one file's document must not stand with another file's path.
+    // First what may fail: one file's document must not be kept with another file's path.
     m_ConfigFile = path;
     m_pDocument = document;
     m_FileSet.CopyToBackup(document->get_file().identity);

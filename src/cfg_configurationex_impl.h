@@ -43,7 +43,7 @@ class CCfgConfigurationEx::CImpl : public CountedImpl {
   // Loads one file and makes it current; if it is no configuration, copies it to a bad file. Raises
   // FileNotRead, with all files as they were.
   bool LoadConfigurationFile(const wchar_t* path);
-  // At the end of the store: refreshes the backup, or saves what has become invalid from oblivion.
+  // At the end of the store: refreshes the backup, or keeps an invalid document as a bad file.
   void CheckOnClose();
   // At the end: copies the main file over the backup, if it is the one that this store read or
   // wrote last, or is read now and good. May release the document.
@@ -65,7 +65,7 @@ class CCfgConfigurationEx::CImpl : public CountedImpl {
     const wchar_t* id = nullptr;
     bool always = false;
   };
-  // RemoveConfiguration, but for the survivor.
+  // RemoveConfiguration, except that the survivor stays.
   bool RemoveInstance(const wchar_t* xml, const Survivor& survivor, IdList* changedIds, bool save);
 
   // The commit of a change that was made in memory: validates the whole document, counts, and on

@@ -15,13 +15,13 @@ void AppendReferencedInstances(const ComPtr<IXMLDOMElement>& resultRoot,
   if (!resultRoot || !storeRoot) return;
   Guarded([&] {
     const ComPtr<IXMLDOMDocument2> result = resultRoot->get_ownerDocument();
-    for (const auto& [category, ids] : closure.Categories()) {
+    for (const auto& [category, names] : closure.ByCategory()) {
       const ComPtr<IXMLDOMElement> group = result->createElement(L"Category");
       bool filled = false;
-      for (const std::wstring* id : ids.InOrder()) {
+      for (const InstanceName* name : names) {
         // The instance asked for stays single when references lead back to it.
-        if (FindReferencedInstance(resultRoot, *id, category)) continue;
-        const ComPtr<IXMLDOMElement> stored = FindReferencedInstance(storeRoot, *id, category);
+        if (FindReferencedInstance(resultRoot, *name)) continue;
+        const ComPtr<IXMLDOMElement> stored = FindReferencedInstance(storeRoot, *name);
         if (!stored) continue;
         group->appendChild(stored->cloneNode(true));
         filled = true;
@@ -52,7 +52,7 @@ bool CCfgConfigurationEx::CImpl::GetConfiguration(const wchar_t* instanceId, OS:
 
 bool CCfgConfigurationEx::CImpl::ExportInstance(const ComPtr<IXMLDOMElement>& source,
                                                 const wchar_t* instanceId, OS::x_wstring& xml) {
-  const ComPtr<IXMLDOMElement> resultRoot = CreateHeaderDocument(m_pDocument, instanceId, m_Option);
+  const ComPtr<IXMLDOMElement> resultRoot = CreateHeaderDocument(instanceId, m_Option);
   if (!resultRoot) return false;
   const ComPtr<IXMLDOMElement> group = m_pDocument->createElement(L"Category");
   const ComPtr<IXMLDOMNode> copy = source->cloneNode(true);

@@ -8,7 +8,7 @@ bool CCfgConfigurationEx::CImpl::RemoveConfiguration(const wchar_t* xml, IdList*
   return RemoveInstance(xml, {}, changedIds, save);
 }
 
-// No guard stands around this operation: what its steps do not catch reaches the caller.
+// Not guarded: what its steps do not catch reaches the caller.
 bool CCfgConfigurationEx::CImpl::RemoveInstance(const wchar_t* xml, const Survivor& survivor,
                                                 IdList* changedIds, bool save) {
   if (xml == nullptr) return false;
@@ -24,9 +24,9 @@ bool CCfgConfigurationEx::CImpl::RemoveInstance(const wchar_t* xml, const Surviv
 
   ReferenceClosure closure;
   CollectReferences(storedRoot, id.c_str(), category.c_str(), closure);
-  if (survivor.id != nullptr && (survivor.always || closure.Holds(category, survivor.id))) {
+  if (survivor.id != nullptr && (survivor.always || closure.Holds({category, survivor.id}))) {
     ReferenceClosure surviving;
-    surviving.Enter(category, survivor.id);
+    surviving.Enter({category, survivor.id});
     CollectReferences(storedRoot, survivor.id, category.c_str(), surviving);
     closure = closure.Without(surviving);
   }

@@ -22,7 +22,7 @@ bool CCfgConfigurationEx::CImpl::SetConfiguration(const wchar_t* xml, IdList* ch
       }
 
       if (!Commit()) return;
-      // The change stands in memory, valid: a failing save does not take that back.
+      // The change is in memory, and valid: a failing save does not take that back.
       result = true;
       if (save) Save();
     });

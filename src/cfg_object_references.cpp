@@ -126,7 +126,7 @@ void DropWhatTargetReaches(const Element& field, const std::wstring& oldId, cons
   CollectReferences(root, oldId.c_str(), L"*", closure);
   ReferenceClosure target;
   if (const Element element = FindInstanceElement(root, oldId.c_str(), L"*"))
-    target.Enter(element->get_tagName(), oldId);
+    target.Enter({element->get_tagName(), oldId});
   RemoveClosureInstances(field, closure.Without(target), holder);
 }
 
@@ -135,7 +135,7 @@ void BringWhatTargetReaches(const Element& field, const Element& target, const s
                             bool sameDocument, const Element& holder) {
   ReferenceClosure closure;
   const Element sourceRoot = RootOf(target);
-  if (!sameDocument) closure.Enter(target->get_tagName(), newId);
+  if (!sameDocument) closure.Enter({target->get_tagName(), newId});
   CollectReferences(sourceRoot, newId.c_str(), L"*", closure);
   CopyClosureInstances(RootOf(field), sourceRoot, closure, holder);
 }
@@ -209,11 +209,11 @@ class TargetBringer {
  public:
   TargetBringer(const Element& root, const Element& holder) : m_Root(root), m_Holder(holder) {}
 
-  void Bring(const Element& target, const std::wstring& category, const std::wstring& id) {
+  void Bring(const Element& target, const InstanceName& name) {
     const Element sourceRoot = RootOf(target);
     const std::size_t before = m_Closure.Size();
-    m_Closure.Enter(category, id);
-    CollectReferences(sourceRoot, id.c_str(), L"*", m_Closure);
+    m_Closure.Enter(name);
+    CollectReferences(sourceRoot, name.id.c_str(), L"*", m_Closure);
     ReferenceClosure news = m_Closure.Since(before);
     if (!(sourceRoot == m_LastSourceRoot)) {
       if (before > 0) CopyClosureInstances(m_Root, sourceRoot, HeldBy(sourceRoot), m_Holder);
@@ -230,8 +230,9 @@ class TargetBringer {
     for (long index = 0; index < instances->get_length(); ++index) {
       const auto instance = As<IXMLDOMElement>(instances->get_item(index));
       const Element id = Child(instance, L"InstanceId");
-      if (id && m_Closure.Holds(instance->get_tagName(), id->get_text()))
-        held.EnterOnce(instance->get_tagName(), id->get_text());
+      if (!id) continue;
+      const InstanceName name{instance->get_tagName(), id->get_text()};
+      if (m_Closure.Holds(name)) held.EnterOnce(name);
     }
     return held;
   }
@@ -259,7 +260,7 @@ bool CCfgObject::CImpl::SetValue(const wchar_t* name, const CCfgInstanceArray& v
       value.GetItem(index, instance);
       replacement->appendChild(MakeItem(document, instance));
       if (const Element target = ElementOf(instance))
-        bringer.Bring(target, instance.GetCategory().str(), instance.GetInstanceId().str());
+        bringer.Bring(target, {instance.GetCategory().str(), instance.GetInstanceId().str()});
     }
     Replace(field, replacement);
     result = true;

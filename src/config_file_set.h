@@ -23,7 +23,7 @@ class CConfigFileSet {
  public:
   // Derives the names. Nothing changes when `path` is null, has no dot in its first 259
   // characters, or is so long that a derived name would not fit into 260 characters with its end.
-  // Gives whether the set is ready, now or from an earlier path, whose names then stay. The
+  // Returns whether the set is ready, now or from an earlier path, whose names are kept then. The
   // recovery file of another path is forgotten.
   bool DeriveFileNames(const wchar_t* path);
 

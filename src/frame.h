@@ -30,7 +30,7 @@ class CountedImpl {
 };
 
 // Makes the CImpl of a handle. `file` and `line` are those of the constructor, for the exception
-// that tells of a failed allocation.
+// that reports a failed allocation.
 template <class Impl, class... Args>
 Impl* MakeImpl(const wchar_t* file, int line, Args&&... args) {
   try {
@@ -57,8 +57,8 @@ void Guarded(Body&& body) {
 // The public classes are outside of all namespaces, and so are the CImpl behind them.
 using namespace cfgex::internal;
 
-// The members that every handle class has in the same form. To stand in the class's source, once
-// CImpl is complete. (A class's name cannot stand in parentheses.)
+// The members that every handle class has in the same form, for the class's source, once CImpl is
+// complete. (A class's name cannot be in parentheses.)
 // NOLINTBEGIN(bugprone-macro-parentheses)
 #define CFGEX_DEFINE_HANDLE(Class)                                          \
   Class::Class(const Class& other) : m_pImpl(other.m_pImpl) { _AddRef(); }  \

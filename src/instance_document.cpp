@@ -1,5 +1,6 @@
 #include "src/instance_document.h"
 
+#include <cstdint>
 #include <string_view>
 
 #include "platform/dom/create_object.h"
@@ -60,14 +61,14 @@ bool ValidateDocument(const ComPtr<IXMLDOMDocument2>& document, std::wstring& fa
   return valid;
 }
 
-ComPtr<IXMLDOMElement> CreateHeaderDocument(const ComPtr<IXMLDOMDocument2>& existing,
-                                            const wchar_t* rootName, const wchar_t* instanceId,
-                                            std::uint32_t major, std::uint32_t minor,
-                                            std::uint32_t revision, CCfgOption& option) {
-  if (rootName == nullptr || !existing) return nullptr;
+ComPtr<IXMLDOMElement> CreateHeaderDocument(const wchar_t* instanceId, CCfgOption& option) {
   if (instanceId == nullptr) instanceId = L"";
   const OS::x_wstring schemaFile = option.GetSchemaFile();
   if (!FitsIntoHeader(instanceId) || !FitsIntoHeader(schemaFile.str())) return nullptr;
+  unsigned long major = 0;
+  unsigned long minor = 0;
+  unsigned long revision = 0;
+  option.GetSchemaVersion(major, minor, revision);
   ComPtr<IXMLDOMElement> root;
   Guarded([&] {
     const ComPtr<IXMLDOMDocument2> document = NewDocument(option);
@@ -75,27 +76,17 @@ ComPtr<IXMLDOMElement> CreateHeaderDocument(const ComPtr<IXMLDOMDocument2>& exis
 
     OS::x_wstring text;
     text.Format(
-        L"<%s xmlns:xsi=\"%s\" xsi:noNamespaceSchemaLocation=\"%s\" instance_id=\"%s\""
+        L"<Configuration xmlns:xsi=\"%s\" xsi:noNamespaceSchemaLocation=\"%s\" instance_id=\"%s\""
         L" major_version=\"%d\" minor_version=\"%d\" revision=\"%d\"/>",
-        rootName, kXsiNamespace, WithBlanksNumbered(schemaFile).c_str(),
-        WithBlanksNumbered(instanceId).c_str(), major, minor, revision);
+        kXsiNamespace, WithBlanksNumbered(schemaFile).c_str(),
+        WithBlanksNumbered(instanceId).c_str(), static_cast<std::uint32_t>(major),
+        static_cast<std::uint32_t>(minor), static_cast<std::uint32_t>(revision));
     if (!document->loadXML(text.str())) return;
     std::wstring reason;
     if (!ValidateDocument(document, reason)) return;
     root = document->get_documentElement();
   });
   return root;
-}
-
-ComPtr<IXMLDOMElement> CreateHeaderDocument(const ComPtr<IXMLDOMDocument2>& existing,
-                                            const wchar_t* instanceId, CCfgOption& option) {
-  unsigned long major = 0;
-  unsigned long minor = 0;
-  unsigned long revision = 0;
-  option.GetSchemaVersion(major, minor, revision);
-  return CreateHeaderDocument(existing, L"Configuration", instanceId,
-                              static_cast<std::uint32_t>(major), static_cast<std::uint32_t>(minor),
-                              static_cast<std::uint32_t>(revision), option);
 }
 
 bool ParseInstanceDocument(const wchar_t* text, const CCfgOption& option,

@@ -10,7 +10,6 @@
 // Each step answers a failure of the XML platform with its failure value and raises none.
 #pragma once
 
-#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -23,23 +22,15 @@ namespace cfgex::internal {
 // the option is not initialised or no document can be made.
 ComPtr<IXMLDOMDocument2> NewDocument(const CCfgOption& option);
 
-// Whether the document, as it stands, is valid. If not, `failureText` tells the first fault:
+// Whether the document, as it is, is valid. If not, `failureText` names the first fault:
 // "At line ", the line, a newline, the reason. Unchanged when valid, or when it cannot be told.
 bool ValidateDocument(const ComPtr<IXMLDOMDocument2>& document, std::wstring& failureText);
 
-// Makes a document that holds the header alone and gives its root element, which keeps it alive.
-// None when `rootName` is null or `existing` absent, when the option is not initialised, when
-// the schema does not allow the bare header, and when the id or the schema's path holds a double
-// quote,
-// "&" or "<": they stand in the header as they are. A null `instanceId` makes the empty one.
-ComPtr<IXMLDOMElement> CreateHeaderDocument(const ComPtr<IXMLDOMDocument2>& existing,
-                                            const wchar_t* rootName, const wchar_t* instanceId,
-                                            std::uint32_t major, std::uint32_t minor,
-                                            std::uint32_t revision, CCfgOption& option);
-
-// The same for the root "Configuration" and the version of the schema in use.
-ComPtr<IXMLDOMElement> CreateHeaderDocument(const ComPtr<IXMLDOMDocument2>& existing,
-                                            const wchar_t* instanceId, CCfgOption& option);
+// Makes a document that holds the header alone, with the version of the schema in use, and returns
+// its root element, which keeps it alive. A null `instanceId` makes the empty one. None when the
+// option is not initialised, when the schema does not allow the bare header, and when the id or the
+// schema's path holds a double quote, "&" or "<": they are in the header as they are.
+ComPtr<IXMLDOMElement> CreateHeaderDocument(const wchar_t* instanceId, CCfgOption& option);
 
 // Whether `text` is a well-formed and valid document.
 bool ParseInstanceDocument(const wchar_t* text, const CCfgOption& option,

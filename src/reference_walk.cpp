@@ -1,6 +1,6 @@
 #include "src/reference_walk.h"
 
-#include <string_view>
+#include <unordered_set>
 
 #include "platform/os/encoding.h"
 #include "src/element_declaration.h"
@@ -9,36 +9,28 @@
 
 namespace cfgex::internal {
 
-void ReferenceClosure::Enter(const std::wstring& category, const std::wstring& id) {
-  const auto group = m_Categories.try_emplace(category).first;
-  const std::wstring* kept = &*group->second.m_Known.insert(id).first;
-  group->second.m_Order.push_back(kept);
-  m_Log.push_back({&group->first, kept});
-}
-
-bool ReferenceClosure::EnterOnce(const std::wstring& category, const std::wstring& id) {
-  if (Holds(category, id)) return false;
-  Enter(category, id);
+bool ReferenceClosure::EnterOnce(const InstanceName& name) {
+  if (Holds(name)) return false;
+  Enter(name);
   return true;
 }
 
-bool ReferenceClosure::Holds(const std::wstring& category, const std::wstring& id) const {
-  const auto group = m_Categories.find(category);
-  return group != m_Categories.end() && group->second.m_Known.contains(id);
+std::map<std::wstring, std::vector<const InstanceName*>> ReferenceClosure::ByCategory() const {
+  std::map<std::wstring, std::vector<const InstanceName*>> result;
+  for (const InstanceName* name : m_Order) result[name->category].push_back(name);
+  return result;
 }
 
 ReferenceClosure ReferenceClosure::Since(std::size_t size) const {
   ReferenceClosure result;
-  for (std::size_t index = size; index < m_Log.size(); ++index)
-    result.Enter(*m_Log[index].category, *m_Log[index].id);
+  for (std::size_t index = size; index < m_Order.size(); ++index) result.Enter(*m_Order[index]);
   return result;
 }
 
 ReferenceClosure ReferenceClosure::Without(const ReferenceClosure& other) const {
   ReferenceClosure result;
-  for (const Entry& entry : m_Log) {
-    if (!other.Holds(*entry.category, *entry.id)) result.Enter(*entry.category, *entry.id);
-  }
+  for (const InstanceName* name : m_Order)
+    if (!other.Holds(*name)) result.Enter(*name);
   return result;
 }
 
@@ -60,7 +52,7 @@ bool IsElementOfType(const ComPtr<IXMLDOMElement>& element, const wchar_t* typeN
   return result;
 }
 
-std::optional<Reference> ReadReference(const ComPtr<IXMLDOMNode>& node) {
+std::optional<InstanceName> ReadReference(const ComPtr<IXMLDOMNode>& node) {
   const auto idElement = As<IXMLDOMElement>(node);
   if (!idElement) return std::nullopt;
   std::wstring id = idElement->get_text();
@@ -68,15 +60,14 @@ std::optional<Reference> ReadReference(const ComPtr<IXMLDOMNode>& node) {
   const auto parent = As<IXMLDOMElement>(idElement->get_parentNode());
   if (!parent) return std::nullopt;
 
-  const bool single = IsElementOfType(parent, L"ReferenceType");
-  if (!single) {
+  if (!IsElementOfType(parent, L"ReferenceType")) {
     if (parent->get_tagName() != L"Item") return std::nullopt;
     const auto array = As<IXMLDOMElement>(parent->get_parentNode());
     if (!array || !IsElementOfType(array, L"ReferenceArrayType")) return std::nullopt;
   }
   const auto categoryElement = As<IXMLDOMElement>(parent->selectSingleNode(L"Category"));
   if (!categoryElement) return std::nullopt;
-  return Reference{categoryElement->get_text(), std::move(id), !single};
+  return InstanceName{categoryElement->get_text(), std::move(id)};
 }
 
 ComPtr<IXMLDOMElement> FindInstanceElement(const ComPtr<IXMLDOMElement>& root,
@@ -88,9 +79,9 @@ ComPtr<IXMLDOMElement> FindInstanceElement(const ComPtr<IXMLDOMElement>& root,
 }
 
 ComPtr<IXMLDOMElement> FindReferencedInstance(const ComPtr<IXMLDOMElement>& root,
-                                              const std::wstring& id,
-                                              const std::wstring& category) {
-  return IsNCName(category) ? FindInstanceElement(root, id.c_str(), category.c_str()) : nullptr;
+                                              const InstanceName& name) {
+  if (!IsNCName(name.category)) return nullptr;
+  return FindInstanceElement(root, name.id.c_str(), name.category.c_str());
 }
 
 ComPtr<IXMLDOMElement> TargetOf(const ComPtr<IXMLDOMElement>& reference) {
@@ -100,7 +91,7 @@ ComPtr<IXMLDOMElement> TargetOf(const ComPtr<IXMLDOMElement>& reference) {
     const auto category = As<IXMLDOMElement>(reference->selectSingleNode(L"Category"));
     if (!id || !category) return;
     target = FindReferencedInstance(reference->get_ownerDocument()->get_documentElement(),
-                                    id->get_text(), category->get_text());
+                                    {category->get_text(), id->get_text()});
   });
   return target;
 }
@@ -115,8 +106,8 @@ struct WalkLevel {
 };
 
 // Starts the walk of an instance.
-void Enter(const ComPtr<IXMLDOMElement>& root, const std::wstring& instanceId,
-           const std::wstring& category, std::vector<WalkLevel>& levels) {
+void Enter(const ComPtr<IXMLDOMElement>& root, const wchar_t* instanceId, const wchar_t* category,
+           std::vector<WalkLevel>& levels) {
   Guarded([&] {
     WalkLevel level{IdsInInstance(root, category, instanceId)};
     level.length = level.ids->get_length();
@@ -125,12 +116,12 @@ void Enter(const ComPtr<IXMLDOMElement>& root, const std::wstring& instanceId,
 }
 
 // Goes on with an instance to its next reference that is new to the closure; nothing at its end.
-std::optional<Reference> NextNewReference(WalkLevel& level, ReferenceClosure& closure) {
-  std::optional<Reference> found;
+std::optional<InstanceName> NextNewReference(WalkLevel& level, ReferenceClosure& closure) {
+  std::optional<InstanceName> found;
   Guarded([&] {
     while (!found && level.next < level.length) {
       found = ReadReference(level.ids->get_item(level.next++));
-      if (found && !closure.EnterOnce(found->category, found->id)) found.reset();
+      if (found && !closure.EnterOnce(*found)) found.reset();
     }
   });
   return found;
@@ -143,8 +134,9 @@ void CollectReferences(const ComPtr<IXMLDOMElement>& root, const wchar_t* instan
   std::vector<WalkLevel> levels;
   Enter(root, instanceId, category, levels);
   while (!levels.empty()) {
-    if (const std::optional<Reference> found = NextNewReference(levels.back(), closure)) {
-      if (IsNCName(found->category)) Enter(root, found->id, found->category, levels);
+    if (const std::optional<InstanceName> found = NextNewReference(levels.back(), closure)) {
+      if (IsNCName(found->category))
+        Enter(root, found->id.c_str(), found->category.c_str(), levels);
     } else {
       levels.pop_back();
     }
@@ -155,9 +147,9 @@ void RemoveClosureInstances(const ComPtr<IXMLDOMElement>& context, const Referen
                             const ComPtr<IXMLDOMElement>& spared) {
   if (!context) return;
   Guarded([&] {
-    for (const auto& [category, ids] : closure.Categories()) {
-      for (const std::wstring* id : ids.InOrder()) {
-        const ComPtr<IXMLDOMElement> element = FindReferencedInstance(context, *id, category);
+    for (const auto& [category, names] : closure.ByCategory()) {
+      for (const InstanceName* name : names) {
+        const ComPtr<IXMLDOMElement> element = FindReferencedInstance(context, *name);
         if (element && !(element == spared)) element->get_parentNode()->removeChild(element);
       }
     }
@@ -179,14 +171,14 @@ void CopyClosureInstances(const ComPtr<IXMLDOMElement>& target,
                           const ComPtr<IXMLDOMElement>& sparedSource) {
   if (!target || !source) return;
   Guarded([&] {
-    for (const auto& [category, ids] : closure.Categories()) {
+    for (const auto& [category, names] : closure.ByCategory()) {
       // What names no instance must not keep the others from being copied.
       if (!IsNCName(category)) continue;
       const ComPtr<IXMLDOMNode> receiving = ReceivingElement(target, category);
-      for (const std::wstring* id : ids.InOrder()) {
-        const ComPtr<IXMLDOMElement> original = FindReferencedInstance(source, *id, category);
+      for (const InstanceName* name : names) {
+        const ComPtr<IXMLDOMElement> original = FindReferencedInstance(source, *name);
         if (!original || original == sparedSource) continue;
-        const ComPtr<IXMLDOMElement> present = FindReferencedInstance(target, *id, category);
+        const ComPtr<IXMLDOMElement> present = FindReferencedInstance(target, *name);
         if (present && present == sparedTarget) continue;
         const ComPtr<IXMLDOMNode> copy = original->cloneNode(true);
         if (present) {
@@ -202,9 +194,9 @@ void CopyClosureInstances(const ComPtr<IXMLDOMElement>& target,
 void MergeClosureIds(const ReferenceClosure& closure, std::vector<OS::x_wstring>& ids) {
   std::unordered_set<std::wstring> present;
   for (const OS::x_wstring& id : ids) present.insert(id.str());
-  for (const auto& [category, list] : closure.Categories()) {
-    for (const std::wstring* id : list.InOrder()) {
-      if (present.insert(*id).second) ids.emplace_back(*id);
+  for (const auto& [category, names] : closure.ByCategory()) {
+    for (const InstanceName* name : names) {
+      if (present.insert(name->id).second) ids.emplace_back(name->id);
     }
   }
 }

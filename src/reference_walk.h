@@ -1,23 +1,22 @@
 // References between instances, and the operations on all that an instance reaches by them.
 //
-// An instance is addressed by its category, the tag name of its element, and its id. Instances
-// stand beside each other under the `Category` elements of a document; a reference is a small
-// element at any depth of an instance whose children `Category` and `InstanceId` name another:
+// An instance is addressed by its category, the tag name of its element, and its id. Instances are
+// the children of the `Category` elements of a document; a reference is a small element at any
+// depth of an instance, whose children `Category` and `InstanceId` name another:
 //
 //   * an element of the schema type "ReferenceType", or based on it, or
 //   * an `Item` in an element of the type "ReferenceArrayType", or based on it.
 //
 // An empty `InstanceId` refers to nothing. Types are known only in a document bound to a schema.
 //
-// None of these operations fails towards its caller: where the platform fails, each ends with what
-// it has done so far. None locks anything, and none uses the machine's stack for the length of a
-// chain of references.
+// None of these operations reports a failure: where the platform fails, each ends with what it has
+// done so far. None locks anything. None recurses along a chain of references.
 #pragma once
 
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
-#include <unordered_set>
 #include <vector>
 
 #include "cfgex/os_string.h"
@@ -25,62 +24,48 @@
 
 namespace cfgex::internal {
 
-// The instances that a walk has found, by category in ascending order and, within one, in the order
-// of discovery. It holds what references say: a dangling one stands in it too.
+// What names an instance, and what a reference says.
+struct InstanceName {
+  std::wstring category;
+  std::wstring id;
+
+  auto operator<=>(const InstanceName&) const = default;
+};
+
+// The instances that a walk has found. It holds what references say, dangling ones too.
 class ReferenceClosure {
  public:
   ReferenceClosure() = default;
   ReferenceClosure(ReferenceClosure&&) = default;
   ReferenceClosure& operator=(ReferenceClosure&&) = default;
 
-  class Ids {
-   public:
-    // Each points to an id that lives as long as the closure.
-    const std::vector<const std::wstring*>& InOrder() const { return m_Order; }
+  // Enters a name, also one that is there already.
+  void Enter(const InstanceName& name) { m_Order.push_back(&*m_Names.insert(name).first); }
+  // Enters a name unless it is there; false if it was.
+  bool EnterOnce(const InstanceName& name);
 
-   private:
-    friend class ReferenceClosure;
-    std::unordered_set<std::wstring> m_Known;  // makes the walk's test for membership cheap
-    std::vector<const std::wstring*> m_Order;
-  };
-
-  // Enters a pair, also one that is there already.
-  void Enter(const std::wstring& category, const std::wstring& id);
-  // Enters a pair unless it is there; false if it was.
-  bool EnterOnce(const std::wstring& category, const std::wstring& id);
-
-  const std::map<std::wstring, Ids>& Categories() const { return m_Categories; }
-  bool Holds(const std::wstring& category, const std::wstring& id) const;
-  std::size_t Size() const { return m_Log.size(); }  // pairs entered
+  bool Holds(const InstanceName& name) const { return m_Names.contains(name); }
+  std::size_t Size() const { return m_Order.size(); }  // names entered
+  // The names by category, in ascending order, and within one in the order of entering. They live
+  // as long as the closure.
+  std::map<std::wstring, std::vector<const InstanceName*>> ByCategory() const;
   // What was entered after the closure had the size `size`.
   ReferenceClosure Since(std::size_t size) const;
-  // What does not stand in `other`.
+  // What is not in `other`.
   ReferenceClosure Without(const ReferenceClosure& other) const;
 
  private:
-  struct Entry {
-    const std::wstring* category;
-    const std::wstring* id;
-  };
-
-  std::map<std::wstring, Ids> m_Categories;
-  std::vector<Entry> m_Log;  // in the order of entering; points into m_Categories
-};
-
-// A reference, found through its id.
-struct Reference {
-  std::wstring category;
-  std::wstring id;
-  bool inArray;  // an `Item` of a reference array
+  std::set<InstanceName> m_Names;
+  std::vector<const InstanceName*> m_Order;
 };
 
 // The reference whose `InstanceId` child `node` is; nothing if it is no such thing.
-std::optional<Reference> ReadReference(const ComPtr<IXMLDOMNode>& node);
+std::optional<InstanceName> ReadReference(const ComPtr<IXMLDOMNode>& node);
 
 // The instance that a reference names, or none. What a reference says is data: "*" is no category
 // here, but a text that is no XML name and so names nothing.
 ComPtr<IXMLDOMElement> FindReferencedInstance(const ComPtr<IXMLDOMElement>& root,
-                                              const std::wstring& id, const std::wstring& category);
+                                              const InstanceName& name);
 
 // The same for a reference element, or an `Item`; none also if it has not both children. The schema
 // is not asked.

@@ -1,6 +1,7 @@
 #include "src/regenerate_ids.h"
 
 #include <map>
+#include <set>
 #include <unordered_set>
 #include <utility>
 #include <vector>
@@ -15,7 +16,6 @@ namespace cfgex::internal {
 namespace {
 
 using Element = ComPtr<IXMLDOMElement>;
-using Pair = std::pair<std::wstring, std::wstring>;  // category and id
 
 // First everything is found under its old id, then everything is renamed: in between no path would
 // tell an instance that has its new id from one that never existed.
@@ -25,15 +25,15 @@ class Regeneration {
                CCfgOption& option)
       : m_Root(std::move(root)), m_IsTaken(isTaken), m_Option(option) {}
 
-  void Run(const Pair& start, const wchar_t* copyId) {
+  void Run(const InstanceName& start, const wchar_t* copyId) {
     const Element startElement =
-        FindInstanceElement(m_Root, start.second.c_str(), start.first.c_str());
+        FindInstanceElement(m_Root, start.id.c_str(), start.category.c_str());
     if (!startElement) return;
-    const Pair startPair{startElement->get_tagName(), start.second};
-    m_NewIds[startPair] = copyId;
-    Collect(startPair);
+    const InstanceName startName{startElement->get_tagName(), start.id};
+    m_NewIds[startName] = copyId;
+    Collect(startName);
     while (!m_ToWalk.empty()) {
-      const Pair next = std::move(m_ToWalk.back());
+      const InstanceName next = std::move(m_ToWalk.back());
       m_ToWalk.pop_back();
       Guarded([&] { Visit(next); });
     }
@@ -46,32 +46,31 @@ class Regeneration {
 
  private:
   // Notes the references of one instance, and their targets for a visit.
-  void Collect(const Pair& instance) {
-    const ComPtr<IXMLDOMNodeList> ids = IdsInInstance(m_Root, instance.first, instance.second);
+  void Collect(const InstanceName& instance) {
+    const ComPtr<IXMLDOMNodeList> ids = IdsInInstance(m_Root, instance.category, instance.id);
     const long length = ids->get_length();
     for (long index = 0; index < length; ++index) {
       const auto idElement = As<IXMLDOMElement>(ids->get_item(index));
-      const std::optional<Reference> reference = ReadReference(idElement);
-      if (!reference) continue;
-      Pair target{reference->category, reference->id};
-      if (m_Seen.insert(target.first + L'\0' + target.second).second) m_ToWalk.push_back(target);
-      m_References.emplace_back(idElement, std::move(target));
+      std::optional<InstanceName> target = ReadReference(idElement);
+      if (!target) continue;
+      if (m_Seen.insert(*target).second) m_ToWalk.push_back(*target);
+      m_References.emplace_back(idElement, *std::move(target));
     }
   }
 
-  void Visit(const Pair& target) {
+  void Visit(const InstanceName& target) {
     if (m_NewIds.contains(target)) return;
     const std::wstring newId = MakeInstanceId(
         [&](const std::wstring& id) { return m_Used.contains(id) || m_IsTaken(id); });
     m_Used.insert(newId);
-    const Element element = FindReferencedInstance(m_Root, target.second, target.first);
+    const Element element = FindReferencedInstance(m_Root, target);
     if (element) {
       const auto idElement = As<IXMLDOMElement>(element->selectSingleNode(L"InstanceId"));
       if (!idElement) return;
       m_NewIds[target] = newId;
       m_Instances.emplace_back(idElement, newId);
       Collect(target);
-    } else if (AddDefaultInstance(target.first, newId)) {
+    } else if (AddDefaultInstance(target.category, newId)) {
       m_NewIds[target] = newId;
     }
   }
@@ -89,12 +88,12 @@ class Regeneration {
   const Element m_Root;
   const std::function<bool(const std::wstring&)>& m_IsTaken;
   CCfgOption& m_Option;
-  std::map<Pair, std::wstring> m_NewIds;
+  std::map<InstanceName, std::wstring> m_NewIds;
   std::unordered_set<std::wstring> m_Used;  // the new ids
-  std::unordered_set<std::wstring> m_Seen;  // pairs that were noted for a visit
-  std::vector<Pair> m_ToWalk;
-  std::vector<std::pair<Element, Pair>> m_References;         // the id element, what it names
-  std::vector<std::pair<Element, std::wstring>> m_Instances;  // the id element, the new id
+  std::set<InstanceName> m_Seen;            // noted for a visit
+  std::vector<InstanceName> m_ToWalk;
+  std::vector<std::pair<Element, InstanceName>> m_References;  // the id element, what it names
+  std::vector<std::pair<Element, std::wstring>> m_Instances;   // the id element, the new id
 };
 
 }  // namespace

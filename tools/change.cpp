@@ -65,15 +65,15 @@ LoadedFile Change::Result() const {
   return {m_File.Option(), m_File.Path(), std::move(bytes), std::move(document)};
 }
 
-// What was lost comes back as an application would bring it: as the document of an instance with
-// all that it reaches. That is read from a store in which the lost instances stand beside the
-// changed ones, so nothing that was changed goes back to its old form.
+// What was lost comes back as an application would write it: as the document of an instance with
+// all that it reaches. That is read from a store which holds the lost instances beside the changed
+// ones, so nothing that was changed goes back to its old form.
 void Change::PutBack(const std::vector<InstanceName>& lost) {
   const LoadedFile merged = Result();
   const auto document = merged.Root()->get_ownerDocument();
   const auto group = document->createElement(L"Category");
-  for (const auto& [category, id] : lost) {
-    const Element old = m_File.Target({category, id, false});
+  for (const InstanceName& name : lost) {
+    const Element old = m_File.Target(name);
     if (old) group->appendChild(old->cloneNode(true));
   }
   merged.Root()->appendChild(group);

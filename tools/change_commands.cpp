@@ -149,10 +149,10 @@ void Remove(const Arguments& arguments, Report& report) {
   change.File().ForEachInstance([&](const Element& from) {
     if (from == stored) return;
     for (const Edge& edge : ReferencesOf(from)) {
-      if (edge.target.category == name.first && edge.target.id == name.second) ++dangling;
+      if (edge.target == name) ++dangling;
     }
   });
-  report.data.update(JsonName(name.first, name.second));
+  report.data.update(JsonName(name.category, name.id));
   change.Finish({name}, report);
   if (dangling > 0)
     report.Note(Counted(dangling, L"reference leads", L"references lead") +

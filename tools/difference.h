@@ -7,8 +7,6 @@
 
 namespace cfgexctl {
 
-using InstanceName = std::pair<std::wstring, std::wstring>;  // category and id
-
 // The instances of a configuration as texts; of those that stand twice, each text.
 using Content = std::map<InstanceName, std::wstring>;
 Content ContentOf(const LoadedFile& file);

@@ -84,7 +84,7 @@ Element Follow(const Element& from, const Step& step, std::wstring& xpath) {
   xpath += step.name;
   Element element = named.front();
   auto number = step.numbers.begin();
-  // The first number picks among brothers, unless the one there is is a list itself.
+  // The first number picks among siblings, unless the one there is is a list itself.
   if (number != step.numbers.end() && !IsListType(TypeOf(element)) &&
       (named.size() > 1 || *number == 1)) {
     if (*number > named.size()) return nullptr;
@@ -170,11 +170,11 @@ std::optional<bool> TruthValue(const std::wstring& text) {
 }
 
 // A reference's two parts; nothing for what has not both.
-std::optional<Reference> PartsOf(const Element& reference) {
+std::optional<InstanceName> PartsOf(const Element& reference) {
   const Element category = ChildElement(reference, L"Category");
   const Element id = ChildElement(reference, L"InstanceId");
   if (!category || !id) return std::nullopt;
-  return Reference{category->get_text(), id->get_text(), false};
+  return InstanceName{category->get_text(), id->get_text()};
 }
 
 bool IsReferenceItem(const Element& element) {
@@ -289,12 +289,12 @@ bool SetList(CCfgInstance& instance, const Field& field, const std::wstring& val
 }
 
 // The target's name, complete: a name without a category is looked up.
-Reference TargetNamed(const Field& field, const std::wstring& name, const LoadedFile& file) {
+InstanceName TargetNamed(const Field& field, const std::wstring& name, const LoadedFile& file) {
   const Element target = file.TryFind(name);
   if (!target)
     throw Stop(kMissing,
                OnOneLine(field.path) + L": there is no instance " + Quoted(name) + L" to refer to");
-  return {target->get_tagName(), IdOf(target), false};
+  return {target->get_tagName(), IdOf(target)};
 }
 
 bool SetText(CCfgInstance& instance, const std::wstring& xpath, const std::wstring& text) {
@@ -315,7 +315,7 @@ bool SetReference(CCfgInstance& instance, const Field& field, const std::wstring
                   const LoadedFile& file) {
   const std::wstring idPath = field.xpath + L"/InstanceId";
   if (value.empty()) return SetText(instance, idPath, L"");
-  const Reference target = TargetNamed(field, value, file);
+  const InstanceName target = TargetNamed(field, value, file);
   return SetText(instance, field.xpath + L"/Category", target.category) &&
          SetText(instance, idPath, target.id);
 }
@@ -326,7 +326,7 @@ bool SetReferences(CCfgInstance& instance, const Field& field, const std::wstrin
   std::vector<std::wstring> wanted;
   for (const Json& item : ParseList(field, value)) {
     if (!item.is_string()) StopNoValue(field, item, L"text");
-    const Reference target = TargetNamed(field, Wide(item.get<std::string>()), file);
+    const InstanceName target = TargetNamed(field, Wide(item.get<std::string>()), file);
     OS::x_wstring xml;
     if (!store.GetConfiguration(target.id.c_str(), target.category.c_str(), xml))
       throw Stop(kInvalid, Quoted(target.id) + L" cannot be read from the store");

@@ -33,10 +33,10 @@ std::wstring IdOf(const ComPtr<IXMLDOMElement>& instance) {
 
 namespace {
 
-// The element's part of a field path: its name, and its number where it has brothers.
+// The element's part of a field path: its name, and its number where it has siblings.
 std::wstring Step(const ComPtr<IXMLDOMElement>& element) {
   const std::wstring name = element->get_tagName();
-  const auto [number, count] = CountBrothers(element);
+  const auto [number, count] = CountSiblings(element);
   std::wstring index = L"[" + std::to_wstring(number) + L"]";
   if (name == L"Item") return index;
   return count > 1 ? name + index : name;

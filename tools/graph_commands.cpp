@@ -8,14 +8,11 @@
 namespace cfgexctl {
 namespace {
 
-using Name = std::pair<std::wstring, std::wstring>;  // category and id
-
-Name KeyOf(const Element& instance) { return {instance->get_tagName(), IdOf(instance)}; }
-Name KeyOf(const Edge& edge) { return {edge.target.category, edge.target.id}; }
+InstanceName KeyOf(const Element& instance) { return {instance->get_tagName(), IdOf(instance)}; }
 
 // One line of the tree, still to be written.
 struct Branch {
-  Name name;
+  InstanceName name;
   std::wstring field;  // through which it was reached; empty for the root
   std::size_t depth = 0;
 };
@@ -24,14 +21,14 @@ struct Branch {
 
 // A stack of its own: chains may be as long as the file.
 void ReportTree(const LoadedFile& file, const Element& instance, Report& report) {
-  std::set<Name> seen;
+  std::set<InstanceName> seen;
   std::vector<Branch> open = {{KeyOf(instance), {}, 0}};
   Json nodes = Json::array();
   while (!open.empty()) {
     const Branch branch = std::move(open.back());
     open.pop_back();
     const auto& [category, id] = branch.name;
-    const Element target = branch.depth == 0 ? instance : file.Target({category, id, false});
+    const Element target = branch.depth == 0 ? instance : file.Target(branch.name);
     const bool repeated = !seen.insert(branch.name).second;
 
     constexpr std::size_t kDeepest = 50;  // the indentation of a long chain would grow with it
@@ -52,7 +49,7 @@ void ReportTree(const LoadedFile& file, const Element& instance, Report& report)
     if (!target || repeated) continue;
     const std::vector<Edge> edges = ReferencesOf(target);
     for (auto edge = edges.rbegin(); edge != edges.rend(); ++edge)
-      open.push_back({KeyOf(*edge), edge->field, branch.depth + 1});
+      open.push_back({edge->target, edge->field, branch.depth + 1});
   }
   report.data["tree"] = std::move(nodes);
 }
@@ -63,16 +60,15 @@ void Referrers(const Arguments& arguments, Report& report) {
   // What is not there any more may still be referred to.
   const std::wstring name = Wide(arguments.instance);
   const Element instance = file.TryFind(name);
-  const Reference parts = ParseName(name);
-  const Name wanted = instance ? KeyOf(instance) : Name{parts.category, parts.id};
+  const InstanceName wanted = instance ? KeyOf(instance) : ParseName(name);
   std::size_t count = 0;
-  report.data.update(JsonName(wanted.first, wanted.second));
+  report.data.update(JsonName(wanted.category, wanted.id));
   report.data["exists"] = static_cast<bool>(instance);
   Json referrers = Json::array();
   file.ForEachInstance([&](const Element& from) {
     for (const Edge& edge : ReferencesOf(from)) {
-      if (edge.target.id != wanted.second) continue;
-      if (!wanted.first.empty() && edge.target.category != wanted.first) continue;
+      if (edge.target.id != wanted.id) continue;
+      if (!wanted.category.empty() && edge.target.category != wanted.category) continue;
       ++count;
       const long line = file.PlaceOf(edge.element).line;
       report.Line(OnOneLine(file.Path()) + L":" + std::to_wstring(line) + L": " + NameOf(from) +
@@ -102,26 +98,26 @@ std::wstring Escaped(std::wstring_view text) {
 }
 
 std::wstring Dot(const std::wstring& text) { return L"\"" + Escaped(text) + L"\""; }
-std::wstring Dot(const Name& name) { return Dot(name.first + L":" + name.second); }
-std::wstring Label(const Name& name) {
-  return L"\"" + Escaped(name.first) + L"\\n" + Escaped(name.second) + L"\"";
+std::wstring Dot(const InstanceName& name) { return Dot(name.category + L":" + name.id); }
+std::wstring Label(const InstanceName& name) {
+  return L"\"" + Escaped(name.category) + L"\\n" + Escaped(name.id) + L"\"";
 }
 
 class DotGraph {
  public:
-  void AddNode(const Name& name, bool exists) {
+  void AddNode(const InstanceName& name, bool exists) {
     if (!m_Nodes.emplace(name, exists).second) return;
-    m_Json["nodes"].push_back(JsonName(name.first, name.second));
+    m_Json["nodes"].push_back(JsonName(name.category, name.id));
     if (!exists) m_Json["nodes"].back()["missing"] = true;
     m_Text += "  " + Narrow(Dot(name)) + " [label=" + Narrow(Label(name)) +
               (exists ? "];\n" : ", style=dashed, color=red];\n");
   }
-  void AddEdge(const Name& from, const Edge& edge) {
-    const Name to = KeyOf(edge);
+  void AddEdge(const InstanceName& from, const Edge& edge) {
+    const InstanceName to = edge.target;
     m_Text += "  " + Narrow(Dot(from)) + " -> " + Narrow(Dot(to)) +
               " [label=" + Narrow(Dot(edge.field)) + "];\n";
-    m_Json["edges"].push_back({{"from", JsonName(from.first, from.second)},
-                               {"to", JsonName(to.first, to.second)},
+    m_Json["edges"].push_back({{"from", JsonName(from.category, from.id)},
+                               {"to", JsonName(to.category, to.id)},
                                {"field", Narrow(edge.field)}});
   }
   std::string Text() const {
@@ -130,18 +126,18 @@ class DotGraph {
   const Json& Data() const { return m_Json; }
 
  private:
-  std::map<Name, bool> m_Nodes;
+  std::map<InstanceName, bool> m_Nodes;
   std::string m_Text;
   Json m_Json = {{"nodes", Json::array()}, {"edges", Json::array()}};
 };
 
 void AddInstance(const LoadedFile& file, const Element& instance, DotGraph& graph,
                  std::vector<Element>* found) {
-  const Name name = KeyOf(instance);
+  const InstanceName name = KeyOf(instance);
   graph.AddNode(name, true);
   for (const Edge& edge : ReferencesOf(instance)) {
     const Element target = file.Target(edge.target);
-    graph.AddNode(KeyOf(edge), static_cast<bool>(target));
+    graph.AddNode(edge.target, static_cast<bool>(target));
     graph.AddEdge(name, edge);
     if (target && found != nullptr) found->push_back(target);
   }
@@ -157,7 +153,7 @@ void Graph(const Arguments& arguments, Report& report) {
     file.ForEachInstance(
         [&](const Element& instance) { AddInstance(file, instance, graph, nullptr); });
   } else {
-    std::set<Name> seen;
+    std::set<InstanceName> seen;
     std::vector<Element> open = {file.Find(Wide(arguments.instance))};
     while (!open.empty()) {
       const Element instance = open.back();

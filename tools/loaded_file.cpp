@@ -90,16 +90,16 @@ void LoadedFile::ForEachInstance(const std::function<void(const Element&)>& visi
   }
 }
 
-Reference ParseName(const std::wstring& name) {
+InstanceName ParseName(const std::wstring& name) {
   const std::size_t colon = name.find(L':');
-  if (colon == std::wstring::npos) return {L"", name, false};
-  return {name.substr(0, colon), name.substr(colon + 1), false};
+  if (colon == std::wstring::npos) return {L"", name};
+  return {name.substr(0, colon), name.substr(colon + 1)};
 }
 
 // An id may hold a colon: it is tried whole first.
 Element LoadedFile::TryFind(const std::wstring& name) const {
   if (Element whole = FindInstanceElement(m_Root, name.c_str(), L"*")) return whole;
-  const Reference parts = ParseName(name);
+  const InstanceName parts = ParseName(name);
   return parts.category.empty() ? nullptr : Target(parts);
 }
 
@@ -108,8 +108,8 @@ Element LoadedFile::Find(const std::wstring& name) const {
   throw Stop(kMissing, L"there is no instance " + Quoted(name) + L" in " + OnOneLine(m_Path));
 }
 
-Element LoadedFile::Target(const Reference& reference) const {
-  return FindReferencedInstance(m_Root, reference.id, reference.category);
+Element LoadedFile::Target(const InstanceName& reference) const {
+  return FindReferencedInstance(m_Root, reference);
 }
 
 std::vector<Edge> ReferencesOf(const Element& instance) {

@@ -34,7 +34,7 @@ struct Edge {
   Element from;        // the instance
   std::wstring field;  // the path of the reference in it
   Element element;     // the reference itself
-  Reference target;
+  InstanceName target;
 };
 
 class LoadedFile {
@@ -62,7 +62,7 @@ class LoadedFile {
   Element TryFind(const std::wstring& name) const;
   Element Find(const std::wstring& name) const;
   // The instance that a reference names; none if it leads nowhere.
-  Element Target(const Reference& reference) const;
+  Element Target(const InstanceName& reference) const;
 
  private:
   CCfgOption m_Option;
@@ -76,7 +76,7 @@ class LoadedFile {
 std::vector<Edge> ReferencesOf(const Element& instance);
 
 // "CATEGORY:ID" in two parts; the category is empty where there is no colon.
-Reference ParseName(const std::wstring& name);
+InstanceName ParseName(const std::wstring& name);
 // An instance as one word, and as the beginning of a JSON object.
 std::wstring NameOf(const Element& instance);
 Json JsonName(const std::wstring& category, const std::wstring& id);
