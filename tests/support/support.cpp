@@ -16,14 +16,13 @@
 namespace test {
 namespace {
 
-std::atomic<std::optional<FaultPoint>> g_Point;
+std::atomic<int> g_Point{-1};  // -1 for any
 std::atomic<int> g_Nth{0};
 std::atomic<bool> g_Onward{false};
 std::atomic<int> g_Passed{0};
 
 bool CountAndFail(Passage& passage) noexcept {
-  const std::optional<FaultPoint> wanted = g_Point;
-  if (wanted && wanted != passage.point) return false;
+  if (g_Point >= 0 && g_Point != static_cast<int>(passage.point)) return false;
   const int passed = ++g_Passed;
   return g_Onward ? passed >= g_Nth : passed == g_Nth;
 }
@@ -80,7 +79,7 @@ void WriteBytes(const std::wstring& path, std::string_view bytes) {
 bool FileExists(const std::wstring& path) { return std::filesystem::exists(Narrow(path)); }
 
 FailCall::FailCall(std::optional<FaultPoint> point, int nth, bool onward) {
-  g_Point = point;
+  g_Point = point ? static_cast<int>(*point) : -1;
   g_Nth = nth;
   g_Onward = onward;
   g_Passed = 0;
