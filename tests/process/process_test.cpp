@@ -19,7 +19,9 @@
 #include <cstring>
 #include <functional>
 #include <locale>
+#include <map>
 #include <mutex>
+#include <sstream>
 #include <thread>
 #include <vector>
 
@@ -34,52 +36,39 @@ using process::UseEverything;
 
 // --- traces
 
-// All of a process that a library might leave changed.
-struct Surroundings {
-  std::vector<void (*)(int)> handlers;
-  std::vector<std::string> environment;
-  std::vector<std::string> descriptors;
-  std::string locale = std::setlocale(LC_ALL, nullptr);
-  std::string cppLocale = std::locale().name();
-  std::string directory = std::filesystem::current_path();
-  mode_t mask = 0;
+// All of a process that a library might leave changed, by name.
+std::map<std::string, std::string> Surroundings() {
+  std::map<std::string, std::string> found;
   sigset_t blocked{};
-
-  Surroundings() {
-    for (int number = 1; number < NSIG; ++number) {
-      struct sigaction action {};
-      handlers.push_back(sigaction(number, nullptr, &action) == 0 ? action.sa_handler : nullptr);
-    }
-    for (char** entry = environ; *entry != nullptr; ++entry) environment.emplace_back(*entry);
-    for (int number = 0; number < 256; ++number)
-      if (fcntl(number, F_GETFD) != -1)
-        descriptors.push_back(
-            std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(number)));
-    mask = umask(0);
-    umask(mask);
-    pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
+  pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
+  for (int number = 1; number < NSIG; ++number) {
+    struct sigaction action {};
+    sigaction(number, nullptr, &action);
+    std::ostringstream signal;
+    signal << reinterpret_cast<void*>(action.sa_handler) << sigismember(&blocked, number);
+    found["signal " + std::to_string(number)] = signal.str();
   }
-
-  void RequireSame(const Surroundings& other) const {
-    Require(handlers == other.handlers, "a signal handler");
-    Require(environment == other.environment, "the environment");
-    Require(descriptors == other.descriptors, "a descriptor");
-    Require(locale == other.locale && cppLocale == other.cppLocale, "the locale");
-    Require(directory == other.directory, "the working directory");
-    Require(mask == other.mask, "the umask");
-    Require(std::memcmp(&blocked, &other.blocked, sizeof blocked) == 0, "the signal mask");
-  }
-};
+  for (char** entry = environ; *entry != nullptr; ++entry) found["environment"] += *entry;
+  for (int number = 0; number < 256; ++number)
+    if (fcntl(number, F_GETFD) != -1)
+      found["descriptor " + std::to_string(number)] =
+          std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(number));
+  found["locale"] = std::setlocale(LC_ALL, nullptr) + std::locale().name();
+  found["working directory"] = std::filesystem::current_path();
+  const mode_t mask = umask(0);
+  umask(mask);
+  found["umask"] = std::to_string(mask);
+  return found;
+}
 
 void Traces() {
   umask(0027);
-  const Surroundings before;
-  {
-    const Site site;
-    UseEverything(site);
-  }
-  const Surroundings after;
-  before.RequireSame(after);
+  const auto before = Surroundings();
+  UseEverything(Site());
+  const auto after = Surroundings();
+  for (const auto& [name, value] : after)
+    Require(before.contains(name) && before.at(name) == value, name);
+  Require(after.size() == before.size(), "something is gone");
 }
 
 // --- locales
