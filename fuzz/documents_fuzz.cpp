@@ -129,11 +129,6 @@ class Trial {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  UseMemoryForFiles();
-  return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   const std::vector<std::string> parts = Split({reinterpret_cast<const char*>(data), size});
   Kit& kit = Kit::For(parts[0].empty() ? 's' : parts[0][0]);

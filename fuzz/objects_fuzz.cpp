@@ -26,7 +26,7 @@ namespace {
 constexpr int kOperations = 24;
 constexpr std::size_t kLargest = 100'000;  // of a document's text; what embeds itself doubles
 
-std::wstring XmlOf(const CCfgObject& object) {
+std::wstring ElementOf(const CCfgObject& object) {
   const auto element = As<IXMLDOMElement>(object.GetRawInterface());
   return element ? element->get_xml() : L"";
 }
@@ -173,14 +173,15 @@ class Trial {
   }
 
   bool Embed(CCfgObject& object, const wchar_t* name, const CCfgObject& value) {
-    const std::wstring xml = XmlOf(value);
+    const std::wstring xml = ElementOf(value);
     if (!object.SetFieldValue(name, value)) return false;
     static const std::wstring kPlain[] = {L"Part", L"Part/Part", L"Plain"};
     const bool isPlain = std::find(std::begin(kPlain), std::end(kPlain), name) != std::end(kPlain);
     CCfgObject back(m_Kit.option);
     // The field has the name of what was put there.
     if (isPlain && object.GetFieldValue(name, back) && xml.starts_with(L"<Part"))
-      CHECK(std::wstring(name) == L"Plain" || XmlOf(back) == xml, Show(xml + L"\n" + XmlOf(back)));
+      CHECK(std::wstring(name) == L"Plain" || ElementOf(back) == xml,
+            Show(xml + L"\n" + ElementOf(back)));
     return true;
   }
 
@@ -196,7 +197,7 @@ class Trial {
     if (object.GetFieldValue(name, back)) {
       CHECK(back.GetInstanceId() == id.c_str(), Show(id + L" " + back.GetInstanceId().str()));
       CHECK(isSame || back.GetCategory() == category.c_str(),
-            Show(XmlOf(object) + L"\n" + DocumentOf(back)));
+            Show(ElementOf(object) + L"\n" + DocumentOf(back)));
     }
     return true;
   }
@@ -223,7 +224,7 @@ class Trial {
     std::vector<std::wstring> texts;
     for (std::size_t n = 0; n < 6; ++n) {
       texts.push_back(DocumentOf(Any(n)));
-      texts.push_back(XmlOf(Any(n)));
+      texts.push_back(ElementOf(Any(n)));
     }
     return texts;
   }
@@ -243,11 +244,6 @@ class Trial {
 };
 
 }  // namespace
-
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  UseMemoryForFiles();
-  return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   std::vector<std::string> parts = Split({reinterpret_cast<const char*>(data), size});

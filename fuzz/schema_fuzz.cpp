@@ -139,11 +139,6 @@ void VisitCategory(const CCfgOption& option, const std::wstring& name) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  UseMemoryForFiles();
-  return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   static const Folder s_Folder;
   const std::vector<std::string> parts = Split({reinterpret_cast<const char*>(data), size});

@@ -2,15 +2,17 @@
 
 #include <libxml/parser.h>
 #include <libxml/xmlschemas.h>
-#include <libxml/xpath.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
+#include "platform/dom/create_object.h"
 #include "platform/dom/dom.h"
 #include "platform/os/encoding.h"
+#include "platform/schema/schema_cache.h"
+#include "platform/tree/tree_walk.h"
 #include "tests/support/sample.h"
 
 namespace fuzz {
@@ -86,136 +88,42 @@ std::string_view Choices::Piece() {
   return piece;
 }
 
-void UseMemoryForFiles() {
-  if (std::getenv("TMPDIR") == nullptr && std::filesystem::is_directory("/dev/shm"))
-    setenv("TMPDIR", "/dev/shm", 1);
-}
-
 namespace {
 
 struct FreeEngine {
-  void operator()(xmlDoc* document) const { xmlFreeDoc(document); }
-  void operator()(xmlSchema* schema) const { xmlSchemaFree(schema); }
   void operator()(xmlParserCtxt* parser) const { xmlFreeParserCtxt(parser); }
   void operator()(xmlSchemaParserCtxt* parser) const { xmlSchemaFreeParserCtxt(parser); }
   void operator()(xmlSchemaValidCtxt* validator) const { xmlSchemaFreeValidCtxt(validator); }
-  void operator()(xmlXPathContext* context) const { xmlXPathFreeContext(context); }
-  void operator()(xmlXPathObject* object) const { xmlXPathFreeObject(object); }
 };
 template <class T>
 using Owned = std::unique_ptr<T, FreeEngine>;
 
-int Depth(const xmlNode* root) {
-  int deepest = 0;
-  int depth = 0;
-  for (const xmlNode* node = root; node != nullptr;) {
-    if (node->type == XML_ELEMENT_NODE) deepest = std::max(deepest, depth + 1);
-    if (node->type == XML_ELEMENT_NODE && node->children != nullptr) {
-      node = node->children;
-      ++depth;
-      continue;
-    }
-    while (node != root && node->next == nullptr) {
-      node = node->parent;
-      --depth;
-    }
-    if (node == root) break;
-    node = node->next;
+bool IsTooDeep(const xmlNode* root) {
+  for (const xmlNode* node = root; node != nullptr; node = NextInTree(node, root)) {
+    int depth = 0;
+    for (const xmlNode* at = node; at->type == XML_ELEMENT_NODE; at = at->parent)
+      if (++depth > kMaxDepth) return true;
   }
-  return deepest;
+  return false;
 }
 
 // The document that stands in the bytes; none if it is not one that may be loaded.
-Owned<xmlDoc> Parse(const std::string& bytes, bool isUtf8) {
+XmlDocPtr Parse(const std::string& bytes, bool isUtf8) {
   if (bytes.empty() || (isUtf8 && bytes.find('\0') != bytes.npos)) return nullptr;
   const Owned<xmlParserCtxt> parser(xmlNewParserCtxt());
   const int options = XML_PARSE_NONET | XML_PARSE_HUGE | XML_PARSE_NOERROR | XML_PARSE_NOWARNING |
                       XML_PARSE_NOENT;  // else it reads names of namespaces wrong
-  Owned<xmlDoc> document(xmlCtxtReadMemory(parser.get(), bytes.data(),
-                                           static_cast<int>(bytes.size()), nullptr,
-                                           isUtf8 ? "UTF-8" : nullptr, options));
+  XmlDocPtr document(xmlCtxtReadMemory(parser.get(), bytes.data(), static_cast<int>(bytes.size()),
+                                       nullptr, isUtf8 ? "UTF-8" : nullptr, options));
   if (document == nullptr || parser->nsWellFormed == 0) return nullptr;
   if (document->intSubset != nullptr) return nullptr;
   // The engine passes over what follows a null character behind the root, and over a part of one.
   const xmlParserInput& input = *parser->input;
   if (input.cur != input.end || (input.buf->raw != nullptr && xmlBufUse(input.buf->raw) != 0))
     return nullptr;
-  if (Depth(xmlDocGetRootElement(document.get())) > kMaxDepth) return nullptr;
+  if (IsTooDeep(xmlDocGetRootElement(document.get()))) return nullptr;
   return document;
 }
-
-// All that XML Schema offers and the other schemas do not use. Between the marks stand the rules
-// that tie parts of a document together.
-constexpr const char* kRichSchema = R"(<xs:schema xmlns:xs="http://www.w3.org/2001/XMLSchema"
-    version="3.2.1.0">
-  <xs:element name="Configuration">
-    <xs:complexType>
-      <xs:sequence>
-        <xs:element name="Category" minOccurs="0" maxOccurs="unbounded">
-          <xs:complexType>
-            <xs:choice minOccurs="0" maxOccurs="unbounded">
-              <xs:element ref="P"/><xs:element ref="Q"/><xs:element ref="Any"/>
-            </xs:choice>
-          </xs:complexType>
-        </xs:element>
-      </xs:sequence>
-      <xs:attribute name="instance_id" type="xs:string"/>
-      <xs:attribute name="major_version" type="xs:int"/>
-      <xs:attribute name="minor_version" type="xs:int"/>
-      <xs:attribute name="revision" type="xs:int"/>
-      <xs:anyAttribute processContents="lax"/>
-    </xs:complexType>
-<!--{-->
-    <xs:key name="Ids"><xs:selector xpath="Category/P|Category/Q"/><xs:field xpath="InstanceId"/></xs:key>
-    <xs:keyref name="Refs" refer="Ids"><xs:selector xpath=".//Ref"/><xs:field xpath="InstanceId"/></xs:keyref>
-    <xs:unique name="Ranks"><xs:selector xpath=".//Q"/><xs:field xpath="@rank"/></xs:unique>
-<!--}-->
-  </xs:element>
-  <xs:element name="P" type="ItemType"/>
-  <xs:element name="Q"><xs:complexType><xs:complexContent><xs:extension base="ItemType">
-    <xs:sequence>
-      <xs:element ref="Head" minOccurs="0" maxOccurs="3"/>
-      <xs:choice minOccurs="0"><xs:element name="A" type="xs:int"/><xs:element name="B" nillable="true" type="xs:date"/></xs:choice>
-      <xs:any namespace="##other" processContents="lax" minOccurs="0"/>
-    </xs:sequence>
-    <xs:attribute name="rank" type="xs:positiveInteger"/>
-<!--{-->
-    <xs:attribute name="mark" type="xs:ID"/>
-    <xs:attribute name="marks" type="xs:IDREFS"/>
-<!--}-->
-  </xs:extension></xs:complexContent></xs:complexType></xs:element>
-  <xs:element name="Any"><xs:complexType mixed="true">
-    <xs:sequence>
-      <xs:element name="InstanceId" type="InstanceIdType"/>
-      <xs:any processContents="skip" minOccurs="0" maxOccurs="unbounded"/>
-    </xs:sequence>
-    <xs:anyAttribute processContents="skip"/>
-  </xs:complexType></xs:element>
-  <xs:element name="Head" type="xs:anySimpleType"/>
-  <xs:element name="Number" substitutionGroup="Head" type="xs:decimal"/>
-  <xs:element name="List" substitutionGroup="Head"><xs:simpleType><xs:list itemType="UnionType"/></xs:simpleType></xs:element>
-  <xs:simpleType name="UnionType"><xs:union memberTypes="xs:boolean xs:duration"/></xs:simpleType>
-  <xs:simpleType name="InstanceIdType"><xs:restriction base="xs:string"/></xs:simpleType>
-  <xs:complexType name="ReferenceType"><xs:sequence>
-    <xs:element name="Category" type="xs:string" minOccurs="0"/>
-    <xs:element name="InstanceId" type="xs:string" minOccurs="0"/>
-  </xs:sequence></xs:complexType>
-  <xs:complexType name="EmbeddedObjectType" abstract="true"/>
-  <xs:complexType name="PartType"><xs:complexContent><xs:extension base="EmbeddedObjectType"><xs:sequence>
-    <xs:element name="Label" type="xs:string" minOccurs="0" default="l"/>
-    <xs:element name="Ref" type="ReferenceType" minOccurs="0"/>
-    <xs:element name="Part" type="EmbeddedObjectType" minOccurs="0"/>
-  </xs:sequence></xs:extension></xs:complexContent></xs:complexType>
-  <xs:complexType name="ItemType"><xs:sequence>
-    <xs:element name="InstanceId" type="InstanceIdType"/>
-    <xs:element name="Text" nillable="true" type="xs:string" minOccurs="0" maxOccurs="2"/>
-    <xs:element name="Fixed" type="xs:string" fixed="f" minOccurs="0"/>
-    <xs:element name="Raw" minOccurs="0"/>
-    <xs:element name="Ref" type="ReferenceType" minOccurs="0" maxOccurs="2"/>
-    <xs:element name="Part" type="EmbeddedObjectType" minOccurs="0"/>
-    <xs:element name="When" type="xs:dateTime" minOccurs="0"/>
-  </xs:sequence></xs:complexType>
-</xs:schema>)";
 
 constexpr const char* kRichStart =
     "<Configuration><Category><P><InstanceId>a</InstanceId><Text/><Ref><Category>Q</Category>"
@@ -225,7 +133,7 @@ constexpr const char* kRichStart =
     "</Ref></Q><Any><InstanceId>e</InstanceId>text<x/></Any></Category></Configuration>";
 
 std::string RichSchema(bool withTies) {
-  std::string schema = kRichSchema;
+  std::string schema = test::SchemaText("rich.xsd");
   static const std::string kEnd = "<!--}-->";
   for (std::size_t from; !withTies && (from = schema.find("<!--{-->")) != schema.npos;)
     schema.erase(from, schema.find(kEnd) + kEnd.size() - from);
@@ -243,21 +151,15 @@ std::string SampleStart() {
 }
 
 std::string BuildingSchema() {
-  std::string schema = test::ReadBytes(test::Wide(CFGEX_EXAMPLES "/building/building.xsd"));
-  std::string types = test::ReadBytes(test::Wide(CFGEX_EXAMPLES "/building/cfgex-types.xsd"));
-  // One file: the text of the included schema without its root in the place of the include.
-  static const std::string kInclude = "<xs:include schemaLocation=\"cfgex-types.xsd\"/>";
-  const std::size_t root = types.find("<xs:schema");
-  types = types.substr(types.find('>', root) + 1);
-  types.erase(types.rfind("</xs:schema>"));
-  schema.replace(schema.find(kInclude), kInclude.size(), types);
-  return schema;
+  const std::string folder = CFGEX_EXAMPLES "/building/";
+  std::string schema = test::ReadBytes(test::Wide(folder + "building.xsd"));
+  return schema.insert(schema.find("cfgex-types.xsd"), folder);
 }
 
 }  // namespace
 
 struct Kit::Engine {
-  Owned<xmlSchema> schema;
+  XmlSchemaPtr schema;
 
   bool IsValid(xmlDoc* document) const {
     if (document == nullptr) return false;
@@ -314,18 +216,14 @@ bool Kit::IsValidText(const std::wstring& text) const {
 
 std::multiset<Pair> Kit::Contents(const std::wstring& path) const {
   std::multiset<Pair> contents;
-  const Owned<xmlDoc> document = Parse(test::ReadBytes(path), false);
-  if (document == nullptr) return contents;
-  const Owned<xmlXPathContext> context(xmlXPathNewContext(document.get()));
-  const Owned<xmlXPathObject> found(xmlXPathEval(
-      BAD_CAST "/Configuration/Category/*[namespace-uri() = '']/InstanceId", context.get()));
-  if (found == nullptr || found->nodesetval == nullptr) return contents;
-  for (int i = 0; i < found->nodesetval->nodeNr; ++i) {
-    xmlNode* node = found->nodesetval->nodeTab[i];
-    xmlChar* text = xmlNodeGetContent(node);
-    contents.emplace(test::Wide(reinterpret_cast<const char*>(node->parent->name)),
-                     test::Wide(reinterpret_cast<const char*>(text)));
-    xmlFree(text);
+  const auto document = CreateObject<IXMLDOMDocument2>(L"MSXML2.DOMDocument.6.0");
+  if (!document->load(path)) return contents;
+  const auto found =
+      document->selectNodes(L"/Configuration/Category/*[namespace-uri() = '']/InstanceId");
+  for (long i = 0; i < found->get_length(); ++i) {
+    const auto id = found->get_item(i);
+    const auto instance = As<IXMLDOMElement>(id->get_parentNode());
+    contents.emplace(instance->get_tagName(), id->get_text());
   }
   return contents;
 }
@@ -353,3 +251,10 @@ std::string Difference(const Snapshot& before, const Snapshot& after) {
 }
 
 }  // namespace fuzz
+
+// Temporary folders of each target are in memory, if the system has such a place.
+extern "C" int LLVMFuzzerInitialize(int*, char***);
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  if (std::filesystem::is_directory("/dev/shm")) setenv("TMPDIR", "/dev/shm", 0);
+  return 0;
+}

@@ -95,7 +95,4 @@ Snapshot Take(CCfgConfigurationEx& store, const std::set<Pair>& names);
 // The first difference, for a report.
 std::string Difference(const Snapshot& before, const Snapshot& after);
 
-// Temporary folders of this process lie in memory, if the system has such a place.
-void UseMemoryForFiles();
-
 }  // namespace fuzz

@@ -12,67 +12,15 @@ namespace {
 
 using namespace test;
 
-// A schema whose categories show what can and what cannot be made.
-const char* const kMakersSchema = R"(<?xml version="1.0"?>
-<xs:schema xmlns:xs="http://www.w3.org/2001/XMLSchema" version="1.0.0.0">
-  <xs:element name="Configuration">
-    <xs:complexType>
-      <xs:sequence><xs:element ref="Category" minOccurs="0" maxOccurs="unbounded"/></xs:sequence>
-      <xs:attribute name="instance_id" type="xs:string"/>
-      <xs:attribute name="major_version" type="xs:string"/>
-      <xs:attribute name="minor_version" type="xs:string"/>
-      <xs:attribute name="revision" type="xs:string"/>
-    </xs:complexType>
-  </xs:element>
-  <xs:element name="Category">
-    <xs:complexType><xs:choice minOccurs="0" maxOccurs="unbounded">
-      <xs:element ref="Good"/><xs:element ref="Demanding"/><xs:element ref="NoId"/>
-      <xs:element ref="DeepId"/><xs:element ref="Endless"/>
-    </xs:choice></xs:complexType>
-  </xs:element>
-  <xs:simpleType name="InstanceIdType"><xs:restriction base="xs:string"/></xs:simpleType>
-  <xs:complexType name="EmbeddedObjectType"/>
-  <xs:complexType name="AddressType"><xs:complexContent><xs:extension base="EmbeddedObjectType">
-    <xs:sequence>
-      <xs:element name="Street" type="xs:string"/>
-      <xs:element name="Number" type="xs:integer" default="1"/>
-    </xs:sequence>
-  </xs:extension></xs:complexContent></xs:complexType>
-  <xs:element name="Good"><xs:complexType><xs:sequence>
-    <xs:element name="InstanceId" type="InstanceIdType"/>
-    <xs:element name="Text" type="xs:string"/>
-    <xs:element name="Port" type="xs:integer" default="80"/>
-    <xs:element name="Kind" type="xs:string" fixed="good"/>
-    <xs:element name="Optional" type="xs:string" minOccurs="0" default="left out"/>
-    <xs:element name="Address" type="AddressType"/>
-    <xs:choice><xs:element name="First" type="xs:string"/><xs:element name="Second" type="xs:string"/></xs:choice>
-  </xs:sequence></xs:complexType></xs:element>
-  <xs:element name="Demanding"><xs:complexType><xs:sequence>
-    <xs:element name="InstanceId" type="InstanceIdType"/><xs:element name="Port" type="xs:integer"/>
-  </xs:sequence></xs:complexType></xs:element>
-  <xs:element name="NoId"><xs:complexType/></xs:element>
-  <xs:element name="DeepId"><xs:complexType><xs:sequence><xs:element name="In"><xs:complexType><xs:sequence>
-    <xs:element name="InstanceId" type="InstanceIdType"/>
-  </xs:sequence></xs:complexType></xs:element></xs:sequence></xs:complexType></xs:element>
-  <xs:element name="Endless"><xs:complexType><xs:sequence>
-    <xs:element name="InstanceId" type="InstanceIdType"/><xs:element ref="Endless"/>
-  </xs:sequence></xs:complexType></xs:element>
-</xs:schema>
-)";
-
 class CategoryTest : public testing::Test {
  protected:
-  std::string TextOf(const CCfgObject& object, const wchar_t* field) {
-    OS::x_wstring text;
-    return object.GetFieldValue(field, text) ? Narrow(text.str()) : "none";
-  }
   // Every upper-case hexadecimal digit as "h".
   static std::wstring ShapeOf(std::wstring id) {
     for (wchar_t& c : id)
       if (std::wstring_view(L"0123456789ABCDEF").find(c) != std::wstring_view::npos) c = L'h';
     return id;
   }
-  Sample sample{{}, kMakersSchema};
+  Sample sample{{}, SchemaText("makers.xsd")};
   CCfgInstance instance{sample.option};
 };
 
@@ -80,24 +28,20 @@ TEST_F(CategoryTest, ANewInstanceHoldsWhatTheSchemaGives) {
   CCfgCategory category(L"Good", sample.option);
   ASSERT_TRUE(category.CreateInstance(instance));
   EXPECT_EQ(instance.GetCategory(), L"Good");
-  OS::x_wstring xml;
-  ASSERT_TRUE(instance.GetXml(xml));
+  const std::wstring xml = XmlOf(instance);
   const std::wstring id = instance.GetInstanceId().str();
   EXPECT_EQ(ShapeOf(id), L"{hhhhhhhh-hhhh-hhhh-hhhh-hhhhhhhhhhhh}") << Narrow(id);
-  EXPECT_NE(xml.str().find(L" instance_id=\"" + id + L"\" major_version=\"1\""),
-            std::wstring::npos);
-  EXPECT_NE(
-      xml.str().find(L"<Category><Good><InstanceId>" + id +
+  EXPECT_NE(xml.find(L" instance_id=\"" + id + L"\" major_version=\"1\""), std::wstring::npos);
+  EXPECT_NE(xml.find(L"<Category><Good><InstanceId>" + id +
                      L"</InstanceId><Text/><Port>80</Port><Kind>good</Kind>"
                      L"<Address><Street/><Number>1</Number></Address><First/></Good></Category>"),
-      std::wstring::npos)
-      << Narrow(xml.str());
+            std::wstring::npos)
+      << Narrow(xml);
   EXPECT_FALSE(instance.SetFieldValue(L"Port", L"text")) << "types are checked";
 
-  OS::x_wstring stored;
-  EXPECT_FALSE(sample.store->GetConfiguration(id.c_str(), stored)) << "no store knows it yet";
-  ASSERT_TRUE(sample.store->SetConfiguration(xml, nullptr, nullptr));
-  EXPECT_TRUE(sample.store->GetConfiguration(id.c_str(), stored));
+  EXPECT_EQ(sample.Get(id), L"") << "no store knows it yet";
+  ASSERT_TRUE(sample.Set(xml));
+  EXPECT_NE(sample.Get(id), L"");
 }
 
 TEST_F(CategoryTest, WhatCannotBeMadeLeavesTheInstanceAsItWas) {

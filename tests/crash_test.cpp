@@ -42,22 +42,7 @@ void CrashTest::Learn(Stage& stage) {
 }
 
 void CrashTest::CheckRemains(Stage& stage) const {
-  const Files files = stage.Read();
-  for (const auto& [name, content] : stage.Before()) EXPECT_TRUE(files.contains(name)) << name;
-  for (const char* name : {"main.backup.xml", "main.tmp.xml"}) {
-    const auto file = files.find(name);
-    if (file == files.end()) continue;
-    const auto before = stage.Before().find(name);
-    EXPECT_TRUE(ContentOf(file->second) ||
-                (before != stage.Before().end() && before->second == file->second))
-        << name;
-  }
-  for (const auto& [name, content] : files) {
-    if (!name.ends_with(".bad") || GetParam().kind == StoreCase::kClosing) continue;
-    EXPECT_TRUE(std::any_of(stage.Before().begin(), stage.Before().end(),
-                            [&text = content](const auto& old) { return old.second == text; }))
-        << name;
-  }
+  stage.CheckFiles();
   EXPECT_EQ(stage.Open(), !m_Contents.empty());
   if (m_Contents.empty()) return;
   EXPECT_TRUE(m_Contents.contains(stage.Content())) << stage.Content();
@@ -136,11 +121,6 @@ TEST_P(TwoCrashesTest, LoseNothingEither) {
 INSTANTIATE_TEST_SUITE_P(Operations, CrashTest,
                          testing::ValuesIn(StoreCases().begin(), StoreCases().end()), NameOfCase);
 
-std::vector<StoreCase> Openings() {
-  std::vector<StoreCase> cases(StoreCases().begin(), StoreCases().end());
-  std::erase_if(cases, [](const StoreCase& c) { return c.kind != StoreCase::kOpening; });
-  return cases;
-}
-INSTANTIATE_TEST_SUITE_P(Openings, TwoCrashesTest, testing::ValuesIn(Openings()), NameOfCase);
+INSTANTIATE_TEST_SUITE_P(Openings, TwoCrashesTest, testing::ValuesIn(OpeningCases()), NameOfCase);
 
 }  // namespace

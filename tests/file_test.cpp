@@ -9,7 +9,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <cstring>
 #include <filesystem>
 #include <functional>
 #include <thread>
@@ -37,10 +36,6 @@ mode_t ModeOf(const std::wstring& path) { return StatusOf(path).st_mode & 07777;
 
 void SetMode(const std::wstring& path, mode_t mode) { ::chmod(Narrow(path).c_str(), mode); }
 
-std::ptrdiff_t OpenDescriptors() {
-  return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
-}
-
 bool Replaced(const std::wstring& path, std::string_view content) {
   try {
     ReplaceFile(path, content);
@@ -50,18 +45,10 @@ bool Replaced(const std::wstring& path, std::string_view content) {
   }
 }
 
-// Runs `body` in a process without the rights of root, the folder having the permissions `mode`;
-// gives whether it returned true there.
+// Whether `body` is done by nobody, the folder having the permissions `mode`.
 bool AsOrdinaryUser(const Folder& folder, mode_t mode, const std::function<bool()>& body) {
   ::chmod(folder.Root().c_str(), mode);
-  const pid_t child = ::fork();
-  if (child == 0) {
-    if (::geteuid() == 0 && (::setgid(65534) != 0 || ::setuid(65534) != 0)) ::_exit(2);
-    ::_exit(body() ? 0 : 1);
-  }
-  int status = -1;
-  ::waitpid(child, &status, 0);
-  return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+  return test::DoneAs(65534, 65534, body);
 }
 
 TEST(FileTest, ContentIsReplacedAndReadBackWhole) {
@@ -78,6 +65,9 @@ TEST(FileTest, ContentIsReplacedAndReadBackWhole) {
     ASSERT_TRUE(OS::CopyFileW(path, folder.Path(L"copy"), false));
     EXPECT_EQ(ReadBytes(folder.Path(L"copy")), content);
   }
+  EXPECT_FALSE(OS::CopyFileW(path, folder.Path(L"copy"), true));
+  fs::remove(folder.Root() / "copy");
+  EXPECT_TRUE(OS::CopyFileW(path, folder.Path(L"copy"), true));
   EXPECT_EQ(folder.Names(), (Names{"copy", "größe \u4E2D.xml"}));
   // A file that tells no size.
   EXPECT_EQ(ReadWholeFile(L"/proc/self/status", read), Reading::kDone);
@@ -149,95 +139,18 @@ TEST(FileTest, WhatIsNoRegularFileIsRefusedWithoutWaiting) {
   EXPECT_EQ(folder.Names(), (Names{"device", "directory", "fifo", "file"}));
 }
 
-TEST(FileTest, AnExistingTargetIsAFailureWhereAskedFor) {
+TEST(FileTest, AFailureNamesCallPathAndReason) {
   const Folder folder;
-  WriteBytes(folder.Path(L"a"), "a");
-  EXPECT_TRUE(OS::CopyFileW(folder.Path(L"a"), folder.Path(L"b"), true));
-  WriteBytes(folder.Path(L"a"), "changed");
-  EXPECT_FALSE(OS::CopyFileW(folder.Path(L"a"), folder.Path(L"b"), true));
-  EXPECT_EQ(ReadBytes(folder.Path(L"b")), "a");
-}
-
-TEST(FileTest, AnyFailingCallLeavesOldOrNewAndNothingElse) {
-  const std::string oldContent(100000, 'o'), newContent(200000, 'n');
-  const Folder folder;
-  const std::wstring target = folder.Path(L"target"), source = folder.Path(L"source");
-  WriteBytes(source, newContent);
-  SetMode(source, 0600);
-  for (const bool exists : {true, false}) {
-    for (const bool copying : {true, false}) {
-      bool done = false;
-      for (int nth = 1; nth < 200; ++nth) {
-        SCOPED_TRACE(std::to_string(nth) + (copying ? " of a copy" : " of a write"));
-        fs::remove(Narrow(target));
-        if (exists) WriteBytes(target, oldContent);
-        const std::ptrdiff_t descriptors = OpenDescriptors();
-        bool reached = false;
-        {
-          const test::FailCall fail(std::nullopt, nth);
-          done = copying ? OS::CopyFileW(source, target, false) : Replaced(target, newContent);
-          reached = fail.Passed() >= nth;
-        }
-        EXPECT_EQ(OpenDescriptors(), descriptors);
-        EXPECT_EQ(folder.Names(),
-                  fs::exists(Narrow(target)) ? (Names{"source", "target"}) : Names{"source"});
-        const std::string content = ReadBytes(target);
-        EXPECT_TRUE(content == newContent || (!done && content == (exists ? oldContent : "")));
-        EXPECT_TRUE(done || reached);
-        if (!reached) break;
-      }
-      EXPECT_TRUE(done);
-    }
-  }
-}
-
-TEST(FileTest, ContentIsOnTheDiskBeforeItTakesTheTargetsName) {
-  using enum FaultPoint;
-  static std::string calls;
-  const Folder folder;
-  WriteBytes(folder.Path(L"file"), "old");
-  for (const bool copying : {false, true}) {
-    calls.clear();
-    g_FaultHook = [](Passage& passage) noexcept {
-      for (const auto kept : {kWrite, kFchmod, kFsync, kClose, kRename, kUnlink}) {
-        if (passage.point == kept) calls.append(NameOf(kept)).append(" ");
-      }
-      return false;
-    };
-    const bool done = copying ? OS::CopyFileW(folder.Path(L"file"), folder.Path(L"copy"), false)
-                              : Replaced(folder.Path(L"file"), "new");
-    g_FaultHook = nullptr;
-    EXPECT_TRUE(done);
-    // In the end the directory and the lock are closed, and the source of a copy.
-    // Before, the old file is looked at, or for the first copy the umask.
-    EXPECT_EQ(calls, std::string("close write fchmod fsync close rename fsync close close ") +
-                         (copying ? "close " : ""));
-  }
-}
-
-TEST(FileTest, FailuresNameCallPathAndReasonAndLeakNoDescriptor) {
-  using enum FaultPoint;
-  const Folder folder;
-  WriteBytes(folder.Path(L"file"), "old");
-  const std::ptrdiff_t descriptors = OpenDescriptors();
-  for (const auto call : {kOpen, kWrite, kFsync, kClose, kRename, kFchmod, kFstat, kDup}) {
-    for (int i = 0; i < 256; ++i) {
-      // The first that is closed is the old one, which was only looked at.
-      const test::FailCall fail(call, call == kClose ? 2 : 1);
-      EXPECT_FALSE(Replaced(folder.Path(L"file"), "new")) << NameOf(call);
-    }
-  }
-  EXPECT_EQ(OpenDescriptors(), descriptors);
-  const test::FailCall fail(kWrite, 1);
+  const test::FailCall fail(FaultPoint::kWrite, 1);
   try {
     ReplaceFile(folder.Path(L"file"), "new");
     ADD_FAILURE();
   } catch (const _com_error& error) {
     EXPECT_EQ(error.Error(), _com_error::kWriteFault);
     const std::string text = error.what();
-    EXPECT_NE(text.find("write"), std::string::npos) << text;
-    EXPECT_NE(text.find(folder.Root().string()), std::string::npos) << text;
-    EXPECT_NE(text.find("No space left"), std::string::npos) << text;
+    for (const std::string& part :
+         {std::string("write"), folder.Root().string(), std::string("No space left")})
+      EXPECT_NE(text.find(part), std::string::npos) << text;
   }
 }
 
@@ -261,18 +174,13 @@ TEST(FileTest, ACallThatKeepsFailingLeavesNoMoreThanOneNewFile) {
 TEST(FileTest, DiskThatIsFullHalfwayLeavesTheOldContent) {
   const Folder folder;
   WriteBytes(folder.Path(L"file"), "old");
-  const pid_t child = ::fork();
-  if (child == 0) {
+  const bool isReplaced = test::DoneAs(::geteuid(), ::getegid(), [&] {
     const rlimit limit{8192, 8192};
     ::signal(SIGXFSZ, SIG_IGN);
     ::setrlimit(RLIMIT_FSIZE, &limit);
-    ::_exit(Replaced(folder.Path(L"file"), std::string(20000, 'n'))
-                ? 1
-                : 0);  // written short, then not at all
-  }
-  int status = -1;
-  ::waitpid(child, &status, 0);
-  EXPECT_EQ(status, 0);
+    return Replaced(folder.Path(L"file"), std::string(20000, 'n'));  // short, then not at all
+  });
+  EXPECT_FALSE(isReplaced);
   EXPECT_EQ(ReadBytes(folder.Path(L"file")), "old");
   EXPECT_EQ(folder.Names(), Names{"file"});
 }
@@ -360,10 +268,6 @@ TEST(FileTest, TargetIsWrittenInPlaceWhereTheDirectoryTakesNoFile) {
     EXPECT_EQ(AsOrdinaryUser(folder, 0555, copy), narrowed);
     EXPECT_EQ(ModeOf(path), narrowed ? 0622u : 0666u);
   }
-  // One that has other names is left alone.
-  fs::create_hard_link(Narrow(path), folder.Root() / "link");
-  EXPECT_FALSE(AsOrdinaryUser(folder, 0555, [&] { return Replaced(path, "new"); }));
-  fs::remove(folder.Root() / "link");
   SetMode(path, 0666);
   // A target that may not be written is not replaced either.
   for (const mode_t mode : {0555u, 0777u}) {

@@ -20,19 +20,7 @@ using Handles =
                    CCfgBooleanArray, CCfgIntegerArray, CCfgUnsignedIntegerArray, CCfgStringArray,
                    CCfgObjectArray, CCfgInstanceArray>;
 
-class Names {
- public:
-  template <class Handle>
-  static std::string GetName(int index) {
-    static const char* const names[] = {"Option",       "Configuration", "Category",
-                                        "Object",       "Instance",      "BooleanArray",
-                                        "IntegerArray", "UnsignedArray", "StringArray",
-                                        "ObjectArray",  "InstanceArray"};
-    return names[index];
-  }
-};
-
-TYPED_TEST_SUITE(HandleTest, Handles, Names);
+TYPED_TEST_SUITE(HandleTest, Handles);
 
 // A use after free or a leak in any order of ends is the address sanitizer's to find.
 TYPED_TEST(HandleTest, SharesItsStateUntilTheLastOneGoes) {

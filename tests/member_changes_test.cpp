@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <random>
+#include <sstream>
 #include <vector>
 
 #include "platform/dom/create_object.h"
@@ -66,47 +67,24 @@ class KeptTextTest : public testing::Test {
   ComPtr<IXMLDOMSchemaCollection2> m_Schemas;
 };
 
-class MemberChangesTest : public KeptTextTest, public testing::WithParamInterface<const char*> {};
+class MemberChangesTest : public KeptTextTest, public testing::WithParamInterface<std::size_t> {};
 
-// Each a way to change the sample schema, as text to find and what to put for it. The first are
-// separable, the others not, each for a reason of its own.
-const char* const kVariants[] = {
-    "",
-    "<xs:sequence><xs:element ref=\"Category\" minOccurs=\"0\" "
-    "maxOccurs=\"unbounded\"/></xs:sequence>|"
-    "<xs:choice minOccurs='0' maxOccurs='unbounded'><xs:element ref='Category'/></xs:choice>",
-    "<xs:element ref=\"Category\" minOccurs=\"0\" maxOccurs=\"unbounded\"/>|<xs:element "
-    "name='Category' "
-    "minOccurs='0' maxOccurs='unbounded'><xs:complexType><xs:choice minOccurs='0' "
-    "maxOccurs='unbounded'>"
-    "<xs:element ref='P'/><xs:element ref='R'/></xs:choice></xs:complexType></xs:element>",
-    "</xs:element>\n  <xs:element name=\"Category\">|<xs:unique name='u'><xs:selector "
-    "xpath='Category/*'/><xs:field xpath='Name'/></xs:unique></xs:element><xs:element "
-    "name='Category'>",
-    "minOccurs=\"0\" maxOccurs=\"unbounded\"/></xs:sequence>\n      <xs:attribute|"
-    "minOccurs=\"1\" maxOccurs=\"3\"/></xs:sequence><xs:attribute",
-    "<xs:element ref=\"P\"/><xs:element ref=\"Q\"/>|"
-    "<xs:sequence><xs:element ref=\"P\"/><xs:element ref=\"Q\"/></xs:sequence>",
-    "<xs:element ref=\"R\"/>|<xs:element name=\"R\" type=\"LevelType\"/>",
-    "<xs:element ref=\"P\"/><xs:element ref=\"Q\"/><xs:element ref=\"R\"/>|"
-    "<xs:any processContents='lax'/>",
-    "      <xs:choice minOccurs=\"0\" maxOccurs=\"unbounded\">|"
-    "      <xs:choice minOccurs=\"0\" maxOccurs=\"4\">",
-    "<xs:complexType name=\"LinkType\">|<xs:complexType name=\"OtherType\"><xs:attribute "
-    "name='k' type='xs:ID'/></xs:complexType><xs:complexType name=\"LinkType\">",
-    "<xs:element name=\"Q\" type=\"ItemType\"/>|"
-    "<xs:element name=\"Q\" type=\"ItemType\"/><xs:element name=\"S\" substitutionGroup=\"Q\"/>",
-};
+// The sample schema and its variants in data/schemas/variants.txt, which tells their form.
+std::vector<std::string> Variants() {
+  std::vector<std::string> variants = {SchemaText("sample.xsd")};
+  std::istringstream file(SchemaText("variants.txt"));
+  std::string found;
+  for (std::string line; std::getline(file, line);) {
+    if (line.starts_with("- ")) found = line.substr(2);
+    if (!line.starts_with("+ ")) continue;
+    std::string& schema = variants.emplace_back(variants.front());
+    schema.replace(schema.find(found), found.size(), line.substr(2));
+  }
+  return variants;
+}
 
 TEST_P(MemberChangesTest, AnswersLikeAFreshDocument) {
-  std::string schema = kSampleSchema;
-  const std::string variant = GetParam();
-  if (const std::size_t bar = variant.find('|'); bar != std::string::npos) {
-    const std::size_t place = schema.find(variant.substr(0, bar));
-    ASSERT_NE(place, std::string::npos) << variant;
-    schema.replace(place, bar, variant.substr(bar + 1));
-  }
-  Compile(schema);
+  Compile(Variants().at(GetParam()));
   for (unsigned seed = 0; seed < 4; ++seed) {
     std::mt19937 random(seed);
     const auto below = [&random](std::size_t n) { return static_cast<long>(random() % n); };
@@ -266,7 +244,8 @@ TEST_F(KeptTextTest, FollowsHowAMemberIsLaidOut) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Schemas, MemberChangesTest, testing::ValuesIn(kVariants),
+INSTANTIATE_TEST_SUITE_P(Schemas, MemberChangesTest,
+                         testing::Range(std::size_t{0}, Variants().size()),
                          [](const auto& variant) {
                            return "Variant" + std::to_string(variant.index);
                          });

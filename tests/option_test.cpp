@@ -2,11 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <atomic>
 #include <thread>
 #include <vector>
 
-#include "platform/os/system.h"
 #include "tests/support/sample.h"
 
 namespace {
@@ -18,33 +18,33 @@ std::string SchemaWithRoot(const std::string& attributes) {
          "><xs:element name='Configuration'/></xs:schema>";
 }
 
-struct Version {
-  const char* text;
-  unsigned long major, minor, revision;
-};
+using Version = std::array<unsigned long, 3>;
 
-class OptionVersionTest : public testing::TestWithParam<Version> {};
-
-TEST_P(OptionVersionTest, EachNumberNeedsOneMorePiece) {
-  const Version& expected = GetParam();
-  const Folder folder;
-  const std::wstring file = folder.Path(L"s.xsd");
-  WriteBytes(file, SchemaWithRoot("version='" + std::string(expected.text) + "'"));
-  CCfgOption option;
-  ASSERT_TRUE(option.Initialize(file.c_str()));
-  unsigned long major = 9, minor = 9, revision = 9;
-  option.GetSchemaVersion(major, minor, revision);
-  EXPECT_EQ(major, expected.major);
-  EXPECT_EQ(minor, expected.minor);
-  EXPECT_EQ(revision, expected.revision);
+Version VersionOf(const CCfgOption& option) {
+  Version version = {9, 9, 9};
+  option.GetSchemaVersion(version[0], version[1], version[2]);
+  return version;
 }
 
-INSTANTIATE_TEST_SUITE_P(Versions, OptionVersionTest,
-                         testing::Values(Version{"1.2.3", 1, 2, 0}, Version{"1.2.3.4", 1, 2, 3},
-                                         Version{"1.2", 1, 0, 0}, Version{"7", 0, 0, 0},
-                                         Version{"", 0, 0, 0}, Version{"1..3.4", 1, 0, 3},
-                                         Version{"x.2y. -3.4", 0, 2, 4294967293},
-                                         Version{"4294967295.0.0.0", 4294967295, 0, 0}));
+TEST(OptionTest, EachNumberOfTheVersionNeedsOneMorePiece) {
+  const std::pair<std::string, Version> cases[] = {{"1.2.3", {1, 2, 0}},
+                                                   {"1.2.3.4", {1, 2, 3}},
+                                                   {"1.2", {1, 0, 0}},
+                                                   {"7", {0, 0, 0}},
+                                                   {"", {0, 0, 0}},
+                                                   {"1..3.4", {1, 0, 3}},
+                                                   {".1.2.", {0, 1, 2}},
+                                                   {"x.2y. -3.4", {0, 2, 4294967293}},
+                                                   {"4294967295.0.0.0", {4294967295, 0, 0}}};
+  const Folder folder;
+  const std::wstring file = folder.Path(L"s.xsd");
+  for (const auto& [text, version] : cases) {
+    WriteBytes(file, SchemaWithRoot("version='" + text + "'"));
+    CCfgOption option;
+    ASSERT_TRUE(option.Initialize(file.c_str())) << text;
+    EXPECT_EQ(VersionOf(option), version) << text;
+  }
+}
 
 TEST(OptionTest, KeepsItsSchemaUntilItIsUninitialised) {
   const Folder folder;
@@ -52,7 +52,6 @@ TEST(OptionTest, KeepsItsSchemaUntilItIsUninitialised) {
   const std::wstring second = folder.Path(L"b.xsd");
   WriteBytes(first, SchemaWithRoot("version='1.0.0.0'"));
   WriteBytes(second, SchemaWithRoot("version='2.0.0.0' targetNamespace='urn:b'"));
-  unsigned long major = 0, minor = 0, revision = 0;
 
   CCfgOption option;
   const CCfgOption copy(option);
@@ -70,29 +69,10 @@ TEST(OptionTest, KeepsItsSchemaUntilItIsUninitialised) {
   EXPECT_TRUE(option.Uninitialize());
   EXPECT_EQ(copy.GetSchemaCache(), nullptr);
   EXPECT_TRUE(option.GetSchemaFile().empty());
-  copy.GetSchemaVersion(major, minor, revision);
-  EXPECT_EQ(major, 0U);
+  EXPECT_EQ(VersionOf(copy), Version{});
   ASSERT_TRUE(option.Initialize(second.c_str()));
   EXPECT_EQ(copy.GetTargetNamespace(), L"urn:b");
-  copy.GetSchemaVersion(major, minor, revision);
-  EXPECT_EQ(major, 2U);
-}
-
-TEST(OptionTest, AVersionIsSplitAtItsSeparators) {
-  const struct {
-    const wchar_t *text, *separator, *pieces;
-  } cases[] = {{L"1.2", L".", L"0|1|2"},      {L"", L".", L"0|"},        {L".a.", L".", L"0||a|"},
-               {L"a::b::", L"::", L"0|a|b|"}, {L"a:b", L"::", L"0|a:b"}, {L"a", L"", L"0"},
-               {L"a", nullptr, L"0"}};
-  for (const auto& each : cases) {
-    std::vector<OS::x_wstring> tokens{L"0"};
-    const bool done = OS::SplitStringToTokensW(&tokens, each.text, each.separator);
-    EXPECT_EQ(done, tokens.size() > 1);
-    std::wstring pieces;
-    for (const OS::x_wstring& token : tokens) pieces += L"|" + token.str();
-    EXPECT_EQ(pieces.substr(1), each.pieces);
-  }
-  EXPECT_FALSE(OS::SplitStringToTokensW(nullptr, L"a", L"."));
+  EXPECT_EQ(VersionOf(copy)[0], 2U);
 }
 
 TEST(OptionTest, RefusesWhatIsNoSchema) {

@@ -31,35 +31,64 @@ class RecoveryTest : public testing::Test {
     EXPECT_TRUE(option.Initialize(folder.Path(L"s.xsd").c_str()));
   }
   bool Open(const std::wstring& name) { return store.Initialize(folder.Path(name).c_str()); }
+  bool Set(const std::wstring& xml) {
+    return store.SetConfiguration(xml.c_str(), nullptr, nullptr);
+  }
+  void CloseStore() { store = CCfgConfigurationEx(option); }
   std::string NameOf(const std::wstring& id) {
     OS::x_wstring xml;
-    OS::x_wstring name;
-    if (!store.GetConfiguration(id.c_str(), xml)) return "none";
-    CCfgInstance(xml, option).GetFieldValue(L"Name", name);
-    return Narrow(name.str());
+    store.GetConfiguration(id.c_str(), xml);
+    return TextOf(CCfgInstance(xml, option), L"Name");
   }
-  std::vector<std::string> BadFiles() const {
+  static std::vector<std::string> BadFiles(const Folder& folder) {
     std::vector<std::string> names = folder.Names();
     std::erase_if(names, [](const std::string& name) { return !name.ends_with(".bad"); });
     return names;
   }
+  std::vector<std::string> BadFiles() const { return BadFiles(folder); }
 
   Folder folder;
   CCfgOption option;
   CCfgConfigurationEx store{option};
 };
 
-TEST_F(RecoveryTest, AGoodFileIsLoadedAndBackedUp) {
-  WriteBytes(folder.Path(L"main.xml"), kGood);
-  ASSERT_TRUE(Open(L"main.xml"));
-  EXPECT_EQ(NameOf(L"a"), "good");
-  EXPECT_EQ(ReadBytes(folder.Path(L"main.backup.xml")), kGood);
-  EXPECT_EQ(folder.Names(), (std::vector<std::string>{"main.backup.xml", "main.xml", "s.xsd"}));
+struct Opening {
+  std::optional<std::string> main, backup;
+  bool opens;
+  std::string after;  // the main file, and if it opens the backup
+  std::size_t bad;    // files put aside
+};
 
-  WriteBytes(folder.Path(L"main.xml"), kOther);
-  ASSERT_TRUE(Open(L"main.xml"));
-  EXPECT_EQ(NameOf(L"a"), "other");
-  EXPECT_EQ(ReadBytes(folder.Path(L"main.backup.xml")), kOther);
+TEST_F(RecoveryTest, AFileThatIsNotGoodIsPutAsideAndGivesWayToItsBackup) {
+  std::vector<Opening> cases = {{kGood, {}, true, kGood, 0},
+                                {kOther, kGood, true, kOther, 0},
+                                {{}, kGood, false, kGood, 0},
+                                {kInvalid, {}, false, kInvalid, 1},
+                                {kInvalid, "<Bad/>", false, "<Bad/>", 2}};
+  for (const std::string& bad :
+       {kInvalid, std::string(), kGood.substr(0, 40), std::string("\xff\xfe\x00", 3),
+        "<!DOCTYPE Configuration>" + kGood,
+        // valid by the schema, but no configuration
+        std::string("<Category/>"), std::string("<P><InstanceId>a</InstanceId></P>")})
+    cases.push_back({bad, kGood, true, kGood, 1});
+  for (const auto& [main, backup, opens, after, bad] : cases) {
+    SCOPED_TRACE(main.value_or("missing"));
+    const Folder place(Folder::Place::kMemory);
+    const std::wstring path = place.Path(L"main.xml");
+    if (main) WriteBytes(path, *main);
+    if (backup) WriteBytes(place.Path(L"main.backup.xml"), *backup);
+    WriteBytes(place.Path(L".main.bad.cfgex-new"), "remains of a crash");
+    EXPECT_EQ(store.Initialize(path.c_str()), opens);
+    EXPECT_EQ(ReadBytes(path), after);
+    EXPECT_EQ(NameOf(L"a"), !opens ? "none" : after == kGood ? "good" : "other");
+    const std::vector<std::string> aside = BadFiles(place);
+    EXPECT_EQ(aside.size(), bad);
+    EXPECT_TRUE(bad != 1 || ReadBytes(place.Path(Wide(aside[0]))) == main);
+    EXPECT_EQ(test::FileExists(place.Path(L".main.bad.cfgex-new")), bad == 0);
+    EXPECT_TRUE(!opens || ReadBytes(place.Path(L"main.backup.xml")) == after);
+    EXPECT_EQ(store.Initialize(path.c_str()), opens || !main) << "a missing file takes two tries";
+    CloseStore();
+  }
 }
 
 TEST(OpeningTest, DropsEmptyGroupsOnceThereAreMoreThanAHundred) {
@@ -68,49 +97,10 @@ TEST(OpeningTest, DropsEmptyGroupsOnceThereAreMoreThanAHundred) {
     groups.insert(groups.begin() + 50, Item(L"P", L"a"));
     groups.push_back(L"<!--somebody's-->");
     Sample sample(groups);
-    const std::wstring one = Document(L"a", {Item(L"P", L"a", L"<Name>n</Name>")});
-    ASSERT_TRUE(sample.store->SetConfiguration(one.c_str(), nullptr, nullptr));
+    ASSERT_TRUE(sample.Set(Alone(L"a", L"<Name>n</Name>")));
     const std::string layout = sample.Layout();
     EXPECT_EQ(std::count(layout.begin(), layout.end(), '['), kept + 2) << empty;
   }
-}
-
-TEST_F(RecoveryTest, ABadFileIsQuarantinedAndReplacedByItsBackup) {
-  const std::string bad[] = {kInvalid, "", kGood.substr(0, 40), "\xff\xfe\x00",
-                             "<!DOCTYPE Configuration>" + kGood,
-                             // valid by the schema, but no configuration
-                             "<Category/>", "<P><InstanceId>a</InstanceId></P>"};
-  for (const std::string& text : bad) {
-    WriteBytes(folder.Path(L"main.xml"), text);
-    WriteBytes(folder.Path(L"main.backup.xml"), kGood);
-    ASSERT_TRUE(Open(L"main.xml")) << text;
-    EXPECT_EQ(NameOf(L"a"), "good");
-    EXPECT_EQ(ReadBytes(folder.Path(L"main.xml")), kGood);
-    ASSERT_EQ(BadFiles().size(), 1U);
-    const std::wstring quarantined = folder.Path(Wide(BadFiles().front()));
-    EXPECT_EQ(ReadBytes(quarantined), text);
-    std::filesystem::remove(Narrow(quarantined));
-  }
-}
-
-TEST_F(RecoveryTest, WhatACrashLeftOfABadFileIsRemovedByTheNextWhateverItsNumber) {
-  WriteBytes(folder.Path(L"main.xml"), kInvalid);
-  WriteBytes(folder.Path(L"main.backup.xml"), kGood);
-  WriteBytes(folder.Path(L".main.bad.cfgex-new"), "remains");
-  ASSERT_TRUE(Open(L"main.xml"));
-  EXPECT_EQ(BadFiles().size(), 1U);
-  EXPECT_FALSE(test::FileExists(folder.Path(L".main.bad.cfgex-new")));
-}
-
-TEST_F(RecoveryTest, WithoutAGoodBackupNothingIsLoaded) {
-  WriteBytes(folder.Path(L"main.xml"), kInvalid);
-  EXPECT_FALSE(Open(L"main.xml"));
-  EXPECT_EQ(ReadBytes(folder.Path(L"main.xml")), kInvalid);
-
-  WriteBytes(folder.Path(L"main.backup.xml"), "<Bad/>");
-  EXPECT_FALSE(Open(L"main.xml"));
-  EXPECT_EQ(ReadBytes(folder.Path(L"main.xml")), "<Bad/>");
-  EXPECT_EQ(NameOf(L"a"), "none");
 }
 
 TEST_F(RecoveryTest, ABadFileIsKeptOnce) {
@@ -165,11 +155,9 @@ TEST_F(RecoveryTest, ADamagedFileIsNotReplacedBeforeItIsSafe) {
       g_FaultHook = nullptr;
       EXPECT_EQ(ReadBytes(place.Path(L"main.xml")), row.opens ? kGood : kInvalid);
       EXPECT_EQ(std::filesystem::is_symlink(place.Root() / "main.xml"), isLink);
-      const std::vector<std::string> names = place.Names();
-      const auto bad = std::find_if(names.begin(), names.end(),
-                                    [](const auto& name) { return name.ends_with(".bad"); });
-      EXPECT_TRUE(bad != names.end() || !row.opens);
-      EXPECT_TRUE(bad == names.end() || ReadBytes(place.Path(Wide(*bad))) == kInvalid);
+      const std::vector<std::string> bad = BadFiles(place);
+      EXPECT_TRUE(!bad.empty() || !row.opens);
+      EXPECT_TRUE(bad.empty() || ReadBytes(place.Path(Wide(bad[0]))) == kInvalid);
     }
   }
 }
@@ -186,8 +174,7 @@ TEST_F(RecoveryTest, OnlyAGoodFileGoesOverTheBackupAtTheEnd) {
     WriteBytes(main, kGood);
     if (isSettled) std::this_thread::sleep_for(std::chrono::milliseconds(20));
     ASSERT_TRUE(Open(L"main.xml"));
-    const std::wstring change = Document(L"b", {Item(L"P", L"b")});
-    ASSERT_TRUE(!isSaved || store.SetConfiguration(change.c_str(), nullptr, nullptr));
+    ASSERT_TRUE(!isSaved || Set(Alone(L"b")));
     std::string text = ReadBytes(main);
     text[isGood ? text.find("good") : text.rfind('<')] = '_';  // the size stays
     WriteBytes(isRenamed ? folder.Path(L"new") : main, text);
@@ -195,7 +182,7 @@ TEST_F(RecoveryTest, OnlyAGoodFileGoesOverTheBackupAtTheEnd) {
     {
       std::optional<Mishap> unread;
       if (isUnread) unread.emplace(Mishap::Calls{FaultPoint::kRead, Narrow(main), EIO}, 0);
-      store = CCfgConfigurationEx(option);
+      CloseStore();
     }
     EXPECT_EQ(ReadBytes(backup), isGood && !isUnread ? text : kGood);
     EXPECT_EQ(ReadBytes(main), text);
@@ -218,7 +205,7 @@ TEST_F(RecoveryTest, WhatComesAfterTheReadingIsNotBackedUp) {
     };
     if (isClosing) {
       WriteBytes(Wide(main), kOther);
-      store = CCfgConfigurationEx(option);
+      CloseStore();
     } else {
       EXPECT_TRUE(Open(L"main.xml"));
     }
@@ -228,26 +215,14 @@ TEST_F(RecoveryTest, WhatComesAfterTheReadingIsNotBackedUp) {
   }
 }
 
-TEST_F(RecoveryTest, AMissingFileTakesTwoTries) {
-  WriteBytes(folder.Path(L"main.backup.xml"), kGood);
-  EXPECT_FALSE(Open(L"main.xml"));
-  EXPECT_TRUE(BadFiles().empty());
-  EXPECT_TRUE(Open(L"main.xml"));
-  EXPECT_EQ(NameOf(L"a"), "good");
-}
-
-TEST_F(RecoveryTest, AnUninitialisedSchemaLoadsNothing) {
-  WriteBytes(folder.Path(L"main.xml"), kGood);
-  option.Uninitialize();
-  EXPECT_FALSE(Open(L"main.xml"));
-  EXPECT_EQ(ReadBytes(folder.Path(L"main.xml")), kGood);
-}
-
-TEST_F(RecoveryTest, ANullPathChangesNothing) {
+TEST_F(RecoveryTest, NeitherANullPathNorAnUninitialisedSchemaChangesAnything) {
   WriteBytes(folder.Path(L"main.xml"), kGood);
   ASSERT_TRUE(Open(L"main.xml"));
   EXPECT_FALSE(store.Initialize(nullptr));
   EXPECT_EQ(NameOf(L"a"), "good");
+  option.Uninitialize();
+  EXPECT_FALSE(Open(L"main.xml"));
+  EXPECT_EQ(ReadBytes(folder.Path(L"main.xml")), kGood);
 }
 
 // What leads to no text is no configuration, and no damage either: it stays as it is.
@@ -288,8 +263,8 @@ TEST_F(RecoveryTest, WithoutADotThereAreNoCompanions) {
   WriteBytes(directory + L"/main", kGood);
   ASSERT_TRUE(store.Initialize((directory + L"/main").c_str()));
   EXPECT_EQ(NameOf(L"a"), "good");
-  ASSERT_TRUE(store.SetConfiguration(Document(L"b", {Item(L"P", L"b")}).c_str(), nullptr, nullptr));
-  store = CCfgConfigurationEx(option);
+  ASSERT_TRUE(Set(Alone(L"b")));
+  CloseStore();
   EXPECT_EQ(Sample::Layout(Wide(ReadBytes(directory + L"/main"))), "[P:a P:b]");
   const std::filesystem::directory_iterator files(Narrow(directory));
   EXPECT_EQ(std::distance(begin(files), end(files)), 1);
@@ -321,33 +296,25 @@ TEST_F(RecoveryTest, AnEarlierBackupIsNotRefreshed) {
   ASSERT_TRUE(Open(L"main.xml"));
   WriteBytes(folder.Path(L"main.xml"), kInvalid);
   ASSERT_TRUE(Open(L"plain/main"));
-  for (int commit = 1; commit <= 10; ++commit)
-    ASSERT_TRUE(
-        store.SetConfiguration(Document(L"b", {Item(L"P", L"b")}).c_str(), nullptr, nullptr));
-  store = CCfgConfigurationEx(option);
+  for (int commit = 1; commit <= 10; ++commit) ASSERT_TRUE(Set(Alone(L"b")));
+  CloseStore();
   EXPECT_EQ(ReadBytes(folder.Path(L"main.backup.xml")), kGood);
   EXPECT_FALSE(test::FileExists(folder.Path(L"main.tmp.xml")));
 }
 
 TEST_F(RecoveryTest, AnInvalidDocumentInMemoryIsQuarantinedAtTheEnd) {
   // Only the whole store breaks this rule; the instance by itself is valid.
-  std::string schema = kSampleSchema;
-  const std::string unique =
-      "<xs:unique name='n'><xs:selector xpath='Category/*'/><xs:field xpath='Name'/></xs:unique>";
-  schema.insert(schema.find("</xs:element>\n  <xs:element name=\"Category\">"), unique);
-  WriteBytes(folder.Path(L"u.xsd"), schema);
+  WriteBytes(folder.Path(L"u.xsd"), SampleSchemaWith(kNamesDiffer));
   CCfgOption strict;
   ASSERT_TRUE(strict.Initialize(folder.Path(L"u.xsd").c_str()));
   store = CCfgConfigurationEx(strict);
   WriteBytes(folder.Path(L"main.xml"), kGood);
   ASSERT_TRUE(Open(L"main.xml"));
-  const std::wstring twin = Document(L"b", {Item(L"P", L"b", L"<Name>good</Name>")});
-  EXPECT_FALSE(store.SetConfiguration(twin.c_str(), nullptr, nullptr));
-  EXPECT_FALSE(store.SetConfiguration(Document(L"c", {Item(L"P", L"c")}).c_str(), nullptr, nullptr))
-      << "a store that is invalid in memory refuses every commit";
+  EXPECT_FALSE(Set(Alone(L"b", L"<Name>good</Name>")));
+  EXPECT_FALSE(Set(Alone(L"c"))) << "a store that is invalid in memory refuses every commit";
   EXPECT_EQ(ReadBytes(folder.Path(L"main.xml")), kGood);
   std::filesystem::permissions(folder.Root() / "main.xml", std::filesystem::perms::owner_read);
-  store = CCfgConfigurationEx(option);
+  CloseStore();
   ASSERT_EQ(BadFiles().size(), 1U);
   EXPECT_EQ(std::filesystem::status(folder.Root() / BadFiles().front()).permissions(),
             std::filesystem::perms::owner_read | std::filesystem::perms::owner_write)
@@ -362,18 +329,11 @@ TEST_F(RecoveryTest, EveryTenthCommitKeepsTheFileOfTheOneBefore) {
   ASSERT_TRUE(Open(L"main.xml"));
   const std::wstring temp = folder.Path(L"main.tmp.xml");
   for (int commit = 1; commit <= 20; ++commit) {
-    if (commit == 5) {
-      ASSERT_TRUE(Open(L"main.xml"));  // the count goes on
-    }
+    ASSERT_TRUE(commit != 5 || Open(L"main.xml"));  // the count goes on
     const std::string before = ReadBytes(folder.Path(L"main.xml"));
-    const std::wstring name = L"<Name>" + std::to_wstring(commit) + L"</Name>";
-    ASSERT_TRUE(
-        store.SetConfiguration(Document(L"a", {Item(L"P", L"a", name)}).c_str(), nullptr, nullptr));
-    if (commit < 10) {
-      EXPECT_FALSE(test::FileExists(temp)) << commit;
-    } else if (commit % 10 == 0) {
-      EXPECT_EQ(ReadBytes(temp), before) << commit;
-    }
+    ASSERT_TRUE(Set(Alone(L"a", L"<Name>" + std::to_wstring(commit) + L"</Name>")));
+    EXPECT_TRUE(commit >= 10 || !test::FileExists(temp)) << commit;
+    EXPECT_TRUE(commit % 10 != 0 || ReadBytes(temp) == before) << commit;
   }
 }
 
@@ -382,7 +342,7 @@ TEST_F(RecoveryTest, CopiesOfAHandleAreOneStore) {
   CCfgConfigurationEx copy(store);
   ASSERT_TRUE(Open(L"main.xml"));
   std::filesystem::remove(Narrow(folder.Path(L"main.backup.xml")));
-  store = CCfgConfigurationEx(option);
+  CloseStore();
   EXPECT_FALSE(test::FileExists(folder.Path(L"main.backup.xml"))) << "not the last handle";
   OS::x_wstring xml;
   EXPECT_TRUE(copy.GetConfiguration(L"a", xml));
@@ -428,15 +388,13 @@ TEST(ConfigFileSetTest, BadFilesOfOneMillisecondAreAllKept) {
   }
 }
 
-struct Derivation {
-  std::wstring path;
-  std::wstring backup;  // empty when there are no names
-};
-
 TEST(ConfigFileSetTest, DerivesNamesFromThePathUpToItsLastDot) {
   const std::wstring longest(248, L'x');
   const std::wstring tooLong(249, L'x');
-  const Derivation cases[] = {
+  const struct {
+    std::wstring path;
+    std::wstring backup;  // empty when there are no names
+  } cases[] = {
       {L"main.xml", L"main.backup.xml"},
       {L"a.b.xml", L"a.b.backup.xml"},
       {L"conf.d/main", L"conf.backup.xml"},
@@ -449,7 +407,7 @@ TEST(ConfigFileSetTest, DerivesNamesFromThePathUpToItsLastDot) {
       {L"a.b" + std::wstring(300, L'x') + L".xml", L"a.backup.xml"},
       {std::wstring(300, L'x') + L".xml", L""},
   };
-  for (const Derivation& c : cases) {
+  for (const auto& c : cases) {
     CConfigFileSet set;
     EXPECT_EQ(set.DeriveFileNames(c.path.c_str()), !c.backup.empty()) << Narrow(c.path);
     EXPECT_EQ(set.GetBackupFile(), c.backup) << Narrow(c.path);

@@ -16,60 +16,19 @@ namespace {
 using namespace test;
 
 std::wstring Named(const std::wstring& name) { return L"<Name>" + name + L"</Name>"; }
-std::wstring Alone(const std::wstring& id, const std::wstring& fields = L"") {
-  return Document(id, {Item(L"P", id, fields)});
-}
-
-// The sample schema with a constraint on the whole document.
-std::string SchemaWith(const std::string& constraint) {
-  std::string schema = kSampleSchema;
-  return schema.insert(schema.find("</xs:element>\n  <xs:element name=\"Category\">"), constraint);
-}
-const std::string kNamesDiffer =
-    "<xs:unique name='n'><xs:selector xpath='Category/*'/><xs:field xpath='Name'/></xs:unique>";
-const std::string kReferencesLeadSomewhere =
-    "<xs:unique name='u'><xs:selector xpath='Category/*'/><xs:field "
-    "xpath='InstanceId'/></xs:unique>"
-    "<xs:keyref name='k' refer='u'><xs:selector xpath='Category/*/Ref'/>"
-    "<xs:field xpath='InstanceId'/></xs:keyref>";
-
-TEST(RemoveTest, ARefusalChangesNothing) {
-  Sample sample({Item(L"P", L"a")});
-  const std::string before = ReadBytes(sample.configFile);
-  const std::wstring refused[] = {L"",
-                                  L"<Configuration",
-                                  L"<!DOCTYPE Configuration>" + Alone(L"a"),
-                                  L"<Wrong instance_id='a'/>",
-                                  Alone(L"a", L"<Level>10</Level>"),
-                                  Configuration({Item(L"P", L"a")}),
-                                  Document(L"a", {Item(L"P", L"b")}),
-                                  Alone(L"unknown")};
-  Ids changed;
-  for (const std::wstring& document : refused)
-    EXPECT_FALSE(sample.store->RemoveConfiguration(document.c_str(), &changed)) << Narrow(document);
-  EXPECT_FALSE(sample.store->RemoveConfiguration(nullptr, &changed));
-  CCfgConfigurationEx closed(sample.option);
-  EXPECT_FALSE(closed.RemoveConfiguration(refused[0].c_str(), &changed));
-  EXPECT_THROW(closed.RemoveConfiguration(Alone(L"a").c_str(), &changed), _com_error);
-  EXPECT_NE(sample.Get(L"a"), L"");
-  sample.option.Uninitialize();
-  EXPECT_FALSE(sample.store->RemoveConfiguration(Alone(L"a").c_str(), &changed));
-  EXPECT_TRUE(changed.empty());
-  EXPECT_EQ(ReadBytes(sample.configFile), before);
-}
 
 TEST(RemoveTest, WhatMakesTheDocumentInvalidStaysInMemoryUntilItIsMended) {
   Sample sample({Item(L"P", L"a", RefTo(L"Q", L"b")), Item(L"Q", L"b")},
-                SchemaWith(kReferencesLeadSomewhere).c_str());
+                SampleSchemaWith(kReferencesLeadSomewhere));
   const std::string before = ReadBytes(sample.configFile);
   Ids changed;
   EXPECT_FALSE(
       sample.store->RemoveConfiguration(Document(L"b", {Item(L"Q", L"b")}).c_str(), &changed));
   EXPECT_EQ(Join(changed), "b");
   EXPECT_EQ(sample.Get(L"b"), L"");
-  EXPECT_FALSE(sample.store->SetConfiguration(Alone(L"c").c_str(), nullptr, nullptr));
+  EXPECT_FALSE(sample.Set(Alone(L"c")));
   EXPECT_EQ(ReadBytes(sample.configFile), before);
-  EXPECT_TRUE(sample.store->SetConfiguration(Alone(L"a").c_str(), nullptr, nullptr));
+  EXPECT_TRUE(sample.Set(Alone(L"a")));
   EXPECT_EQ(sample.Layout(), "[P:a P:c][]");
 }
 
@@ -78,7 +37,7 @@ TEST(CopyTest, ARefusalChangesNothing) {
   Sample sample({Item(L"P", L"s") + Item(L"P", L"t") + Item(L"P", L"&lt;") + Item(L"P", L"b") +
                      Item(L"P", L"invalid", dangling),
                  Item(L"Q", L"q")},
-                SchemaWith(kReferencesLeadSomewhere).c_str());
+                SampleSchemaWith(kReferencesLeadSomewhere));
   const std::string before = ReadBytes(sample.configFile);
   const std::pair<const wchar_t*, const wchar_t*> refused[] = {
       {nullptr, L"t"}, {L"s", nullptr}, {L"none", L"t"},    {L"s", L"none"},
@@ -107,13 +66,12 @@ TEST(CopyTest, WhatMakesTheDocumentInvalidIsNotSaved) {
     for (const bool removing : {false, true}) {
       Sample sample(
           {Item(L"P", L"s", Named(L"n")) + Item(L"P", L"t") + Item(L"P", L"o", RefTo(L"P", L"t"))},
-          SchemaWith(removing ? kReferencesLeadSomewhere : kNamesDiffer).c_str());
+          SampleSchemaWith(removing ? kReferencesLeadSomewhere : kNamesDiffer));
       const std::string before = ReadBytes(sample.configFile);
       EXPECT_FALSE(sample.store->CopyConfiguration(L"s", L"t", deep, nullptr, nullptr));
       EXPECT_EQ(ReadBytes(sample.configFile), before);
       EXPECT_EQ(sample.Get(L"t").empty(), removing);
-      EXPECT_TRUE(
-          sample.store->SetConfiguration(Alone(L"t", Named(L"other")).c_str(), nullptr, nullptr));
+      EXPECT_TRUE(sample.Set(Alone(L"t", Named(L"other"))));
       EXPECT_EQ(sample.Layout(), "[P:s P:o P:t]");
     }
   }
@@ -136,10 +94,8 @@ TEST(RemoveAndCopyTest, AFailedSaveIsRaisedAndTheNextCommitSavesTheChange) {
     }
     EXPECT_EQ(ReadBytes(sample.configFile), before);
     EXPECT_EQ(sample.Get(L"t").empty(), operation == kRemove);
-    std::thread([&sample] {  // the lock is free for others
-      EXPECT_TRUE(sample.store->SetConfiguration(Alone(L"c").c_str(), nullptr, nullptr));
-    })
-        .join();
+    // The lock is free for others.
+    std::thread([&sample] { EXPECT_TRUE(sample.Set(Alone(L"c"))); }).join();
     EXPECT_EQ(sample.Layout(), operation == kRemove ? "[P:s P:c]" : "[P:s P:t P:c]");
     sample.Reopen();
     EXPECT_EQ(sample.Get(L"t").find(L"new") == std::wstring::npos, operation == kRemove);

@@ -1,11 +1,9 @@
 // Who can read a configuration file and its companions, tried by reading them as somebody else.
 
 #include <fcntl.h>
-#include <grp.h>
 #include <gtest/gtest.h>
 #include <linux/posix_acl.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -46,16 +44,7 @@ constexpr Somebody kOwner{1001, 1001}, kMember{1002, 2001}, kNamed{1003, 1003},
 constexpr Somebody kReaders[] = {kOwner, kMember, kNamed, kStranger, {1005, 0}};
 
 bool DoneAs(const Somebody& who, const std::function<bool()>& body) {
-  if (who.user == 0) return body();
-  const pid_t child = ::fork();
-  if (child == 0) {
-    if (::setgroups(0, nullptr) != 0 || ::setgid(who.group) != 0 || ::setuid(who.user) != 0)
-      ::_exit(2);
-    ::_exit(body() ? 0 : 1);
-  }
-  int status = -1;
-  ::waitpid(child, &status, 0);
-  return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+  return who.user == 0 ? body() : test::DoneAs(who.user, who.group, body);
 }
 
 // Who of kReaders can read the file, a letter for each.

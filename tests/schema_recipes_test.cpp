@@ -44,12 +44,10 @@ TEST(StarterSchemaTest, HasAllNamedTypesAsFieldsKnowThem) {
                                  : type == FieldType::kReference
                                      ? L"<Category>P</Category><InstanceId></InstanceId>"
                                      : L"";
-    const Sample sample(
+    Sample sample(
         {Item(L"P", L"a", L"<Plain>" + content + L"</Plain><Derived>" + content + L"</Derived>")},
-        SchemaWith(fields, derived).c_str());
-    OS::x_wstring xml;
-    ASSERT_TRUE(sample.store->GetConfiguration(L"a", xml)) << name;
-    const CCfgInstance instance(xml, sample.option);
+        SchemaWith(fields, derived));
+    const CCfgInstance instance = sample.Read(L"a");
     const auto root = As<IXMLDOMElement>(instance.GetRawInterface());
     ASSERT_TRUE(root) << name;
     const auto field = [&](const wchar_t* path) {
@@ -63,61 +61,41 @@ TEST(StarterSchemaTest, HasAllNamedTypesAsFieldsKnowThem) {
 
 class RecipesTest : public testing::Test {
  protected:
-  RecipesTest() {
-    WriteBytes(config, "<Configuration/>");
-    EXPECT_TRUE(option.Initialize(Wide(CFGEX_EXAMPLES "/recipes/recipes.xsd").c_str()));
-    EXPECT_TRUE(store.Initialize(config.c_str()));
-  }
-
   CCfgInstance New(const wchar_t* category, const wchar_t* id) {
     CCfgInstance instance(option);
     EXPECT_TRUE(CCfgCategory(category, option).CreateInstance(instance)) << Narrow(category);
     EXPECT_TRUE(instance.SetInstanceId(id));
     return instance;
   }
-  bool Put(const CCfgInstance& instance) {
-    OS::x_wstring xml;
-    return instance.GetXml(xml) && store.SetConfiguration(xml, nullptr, nullptr);
-  }
-  CCfgInstance Read(const wchar_t* id) {
-    OS::x_wstring xml;
-    EXPECT_TRUE(store.GetConfiguration(id, xml)) << Narrow(id);
-    return CCfgInstance(xml, option);
-  }
-  bool Stands(const wchar_t* id) {
-    OS::x_wstring xml;
-    return store.GetConfiguration(id, xml);
+  static std::string Schema() {
+    std::string schema = ReadBytes(Wide(CFGEX_EXAMPLES "/recipes/recipes.xsd"));
+    const std::string folder = "../../schema";
+    return schema.replace(schema.find(folder), folder.size(), CFGEX_SCHEMA_DIR);
   }
 
-  Folder folder;
-  const std::wstring config = folder.Path(L"main.xml");
-  CCfgOption option;
-  CCfgConfigurationEx store{option};
+  Sample sample{{}, Schema()};
+  CCfgOption option = sample.option;
 };
 
 TEST_F(RecipesTest, ANewInstanceHasItsDefaultsAndNoOptionalField) {
   CCfgInstance room = New(L"Room", L"r");
   for (const auto& [field, expected] :
-       {std::pair(L"Kind", L"office"), std::pair(L"PostalCode", L""), std::pair(L"Name", L"")}) {
-    OS::x_wstring text(L"?");
-    EXPECT_TRUE(room.GetFieldValue(field, text));
-    EXPECT_EQ(text, OS::x_wstring(expected));
-  }
+       {std::pair(L"Kind", "office"), std::pair(L"PostalCode", ""), std::pair(L"Name", "")})
+    EXPECT_EQ(TextOf(room, field), expected);
   int warmest = 0;
   unsigned int format = 0;
   EXPECT_TRUE(room.GetFieldValue(L"Comfort/Warmest", warmest) && warmest == 250);
   EXPECT_TRUE(room.GetFieldValue(L"Format", format) && format == 3);
-  OS::x_wstring remarks;
-  EXPECT_FALSE(room.GetFieldValue(L"Remarks", remarks));
+  EXPECT_EQ(TextOf(room, L"Remarks"), "none");
   EXPECT_FALSE(room.SetFieldValue(L"Remarks", L"new"));
-  EXPECT_TRUE(Put(room));
+  EXPECT_TRUE(sample.Set(room));
 }
 
 TEST_F(RecipesTest, WhatTheSchemaForbidsIsRefusedOnStoring) {
   const auto stored = [&](const wchar_t* field, const auto& value) {
     CCfgInstance room = New(L"Room", L"r");
     EXPECT_TRUE(room.SetFieldValue(field, value)) << Narrow(field);
-    return Put(room);
+    return sample.Set(room);
   };
   const auto offsets = [](int count, long value) {
     CCfgIntegerArray array;
@@ -141,7 +119,7 @@ TEST_F(RecipesTest, AnObjectOfAnotherKindIsPutInAsAWhole) {
   CCfgInstance device = New(L"Device", L"d");
   unsigned int baud = 0;
   EXPECT_TRUE(device.GetFieldValue(L"Driver/Baud", baud) && baud == 9600);  // the first kind
-  ASSERT_TRUE(Put(device));
+  ASSERT_TRUE(sample.Set(device));
 
   const CCfgInstance other(
       Document(L"e", {Item(L"Device", L"e",
@@ -155,7 +133,7 @@ TEST_F(RecipesTest, AnObjectOfAnotherKindIsPutInAsAWhole) {
   EXPECT_TRUE(device.SetFieldValue(L"Driver", driver));
   EXPECT_TRUE(device.SetFieldValue(L"Driver/Host", L"plant.example"));
   EXPECT_FALSE(device.GetFieldValue(L"Driver/Baud", baud));
-  EXPECT_TRUE(Put(device));
+  EXPECT_TRUE(sample.Set(device));
 
   CCfgObject field(option);  // what only one of the kinds declares
   for (const wchar_t* name : {L"Baud", L"Host"})
@@ -163,18 +141,16 @@ TEST_F(RecipesTest, AnObjectOfAnotherKindIsPutInAsAWhole) {
 }
 
 TEST_F(RecipesTest, AListOfObjectsGrowsThroughTheText) {
-  ASSERT_TRUE(Put(New(L"Rule", L"rule")));
-  OS::x_wstring text;
-  ASSERT_TRUE(store.GetConfiguration(L"rule", text));
-  std::wstring xml = text.str();
+  ASSERT_TRUE(sample.Set(New(L"Rule", L"rule")));
+  std::wstring xml = sample.Get(L"rule");
   // [add-object]
   const std::wstring empty = L"<Escalation/>";
   xml.replace(xml.find(empty), empty.size(),
               L"<Escalation><Step><AfterMinutes>5</AfterMinutes></Step></Escalation>");
   // [end]
-  ASSERT_TRUE(store.SetConfiguration(xml.c_str(), nullptr, nullptr));
+  ASSERT_TRUE(sample.Set(xml));
 
-  CCfgInstance rule = Read(L"rule");
+  CCfgInstance rule = sample.Read(L"rule");
   CCfgObjectArray steps;
   ASSERT_TRUE(rule.GetFieldValue(L"Escalation", steps));
   ASSERT_EQ(steps.GetItemCount(), 1U);
@@ -196,12 +172,11 @@ TEST_F(RecipesTest, ACycleTravelsAndLeavesAsAWhole) {
   rooms.AddItem(first);
   rooms.AddItem(second);
   EXPECT_TRUE(device.SetFieldValue(L"Rooms", rooms));
-  ASSERT_TRUE(Put(device));
-  OS::x_wstring xml;
-  ASSERT_TRUE(Read(L"r1").GetXml(xml));
-  EXPECT_EQ(Sample::Layout(xml.str()), "[Room:r1][Device:d][Room:r2]");
-  ASSERT_TRUE(store.RemoveConfiguration(xml, nullptr));
-  EXPECT_FALSE(Stands(L"d") || Stands(L"r2"));
+  ASSERT_TRUE(sample.Set(device));
+  const std::wstring xml = sample.Get(L"r1");
+  EXPECT_EQ(Sample::Layout(xml), "[Room:r1][Device:d][Room:r2]");
+  ASSERT_TRUE(sample.store->RemoveConfiguration(xml.c_str(), nullptr));
+  EXPECT_EQ(sample.Get(L"d") + sample.Get(L"r2"), L"");
 }
 
 TEST_F(RecipesTest, AnOldTargetLeavesTheStoreAndCanBePutBack) {
@@ -209,23 +184,23 @@ TEST_F(RecipesTest, AnOldTargetLeavesTheStoreAndCanBePutBack) {
   for (const wchar_t* id : {L"r1", L"r2"}) {
     CCfgInstance room = New(L"Room", id);
     EXPECT_TRUE(room.SetFieldValue(L"Controller", device));
-    ASSERT_TRUE(Put(room));
+    ASSERT_TRUE(sample.Set(room));
   }
-  CCfgInstance room = Read(L"r1");
-  const CCfgInstance kept = Read(L"shared");
+  CCfgInstance room = sample.Read(L"r1");
+  const CCfgInstance kept = sample.Read(L"shared");
   EXPECT_TRUE(room.SetFieldValue(L"Controller", New(L"Device", L"own")));
-  ASSERT_TRUE(Put(room));
-  EXPECT_FALSE(Stands(L"shared"));
-  EXPECT_TRUE(Put(kept));
+  ASSERT_TRUE(sample.Set(room));
+  EXPECT_EQ(sample.Get(L"shared"), L"");
+  EXPECT_TRUE(sample.Set(kept));
   CCfgInstance target(option);
-  EXPECT_TRUE(Read(L"r2").GetFieldValue(L"Controller", target));
+  EXPECT_TRUE(sample.Read(L"r2").GetFieldValue(L"Controller", target));
 }
 
 constexpr const char* kName = "<xs:element name='Name' type='xs:string'/>";
 constexpr const char* kPhone = "<xs:element name='Phone' type='xs:string' minOccurs='0'/>";
 
 TEST(SchemaVersionsTest, AnOptionalFieldIsAddedThroughTheText) {
-  Sample sample({Item(L"P", L"a", L"<Name>n</Name>")}, SchemaWith(kName).c_str());
+  Sample sample({Item(L"P", L"a", L"<Name>n</Name>")}, SchemaWith(kName));
   const std::wstring newer = sample.folder.Path(L"newer.xsd");
   WriteBytes(newer, SchemaWith(std::string(kName) + kPhone));
   sample.store.reset();
@@ -295,7 +270,7 @@ TEST(ValidatorTest, DepartsFromTheStandardAsTheGuideSays) {
       "<xs:complexType name='WrongType'><xs:complexContent><xs:restriction "
       "base='IntegerArrayType'><xs:sequence><xs:element name='Item' type='xs:string' "
       "maxOccurs='5'/></xs:sequence></xs:restriction></xs:complexContent></xs:complexType>");
-  Sample sample({}, schema.c_str());
+  Sample sample({}, schema);
   const std::wstring digits(24, L'9');
   constexpr bool kIsMended = LIBXML_VERSION >= 21504;
   for (const auto& [field, valid] : std::vector<std::pair<std::wstring, bool>>{
@@ -309,10 +284,7 @@ TEST(ValidatorTest, DepartsFromTheStandardAsTheGuideSays) {
            {L"<Integer>9" + digits + L"</Integer>", kIsMended},
            {L"<Ref>nobody</Ref>", true},
            {L"<Wrong><Item>no number</Item></Wrong>", true}}) {
-    EXPECT_EQ(sample.store->SetConfiguration(Document(L"a", {Item(L"P", L"a", field)}).c_str(),
-                                             nullptr, nullptr),
-              valid)
-        << Narrow(field);
+    EXPECT_EQ(sample.Set(Alone(L"a", field)), valid) << Narrow(field);
   }
 }
 

@@ -451,21 +451,8 @@ std::wstring Canonical(const std::wstring& xml) {
 }
 
 std::string Show(const Picture& picture) {
-  static const wchar_t* const kWhere[] = {L"Ref", L"Link", L"Refs", L"Part", L"Parts"};
   std::wstring text;
-  for (const Group& group : picture) {
-    text += L"[";
-    for (const Instance& instance : group) {
-      text += (text.back() == L'[' ? L"" : L", ") + instance.category + L":" + instance.id;
-      if (!instance.name.empty()) text += L" '" + instance.name + L"'";
-      if (instance.dress.kind != 0)
-        text += L" +" + std::to_wstring(instance.dress.kind) + L"(" + instance.dress.uri + L")";
-      for (const Reference& reference : instance.references)
-        text += std::wstring(L" ") + kWhere[static_cast<int>(reference.where)] + L"=" +
-                reference.category + L":" + reference.id;
-    }
-    text += L"]";
-  }
+  for (const std::wstring& group : Render(picture)) text += L"[" + group + L"]";
   return Narrow(text);
 }
 

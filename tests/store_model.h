@@ -73,6 +73,6 @@ std::vector<std::wstring> Render(const Picture& picture, const std::wstring& uri
 // text, attributes in order, no white space that is there for the layout. Comments outside of
 // instances come after the rest.
 std::wstring Canonical(const std::wstring& xml);
-std::string Show(const Picture& picture);  // for people: "[P:a 'name' Ref=Q:b, R:c][]"
+std::string Show(const Picture& picture);  // for people: each group in brackets
 
 }  // namespace test::model

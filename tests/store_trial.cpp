@@ -112,7 +112,7 @@ bool HasTwins(const Picture& picture) {
 
 Trial::Trial(const Sequence& sequence)
     : m_Frame(sequence.frame),
-      m_Sample({}),
+      m_Sample({}, kSampleSchema, Folder::Place::kMemory),
       m_Model(sequence.start),
       m_Disk(m_Model),
       m_Backup(m_Model),

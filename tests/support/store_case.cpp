@@ -144,6 +144,12 @@ std::span<const StoreCase> StoreCases() {
   return cases;
 }
 
+std::vector<StoreCase> OpeningCases() {
+  std::vector<StoreCase> cases(StoreCases().begin(), StoreCases().end());
+  std::erase_if(cases, [](const StoreCase& c) { return c.kind != StoreCase::kOpening; });
+  return cases;
+}
+
 namespace {
 
 CCfgOption& OptionFor(bool isStrict) {
@@ -151,11 +157,7 @@ CCfgOption& OptionFor(bool isStrict) {
   static CCfgOption options[2];
   CCfgOption& option = options[isStrict ? 1 : 0];
   if (option.GetSchemaCache() != nullptr) return option;
-  std::string schema = kSampleSchema;
-  const std::string unique =
-      "<xs:unique name='n'><xs:selector xpath='Category/*'/><xs:field xpath='Name'/></xs:unique>";
-  if (isStrict)
-    schema.insert(schema.find("</xs:element>\n  <xs:element name=\"Category\">"), unique);
+  std::string schema = isStrict ? SampleSchemaWith(kNamesDiffer) : kSampleSchema;
   schema.insert(schema.rfind("</xs:complexType>"),
                 "<xs:attribute name='Unit' type='xs:string'/><xs:attribute name='Note'/>");
   const std::wstring path = folder.Path(isStrict ? L"strict.xsd" : L"plain.xsd");
@@ -223,6 +225,44 @@ bool Stage::Set(const std::wstring& id, const std::wstring& name) {
 }
 
 std::string Stage::Content() { return ContentOf(*m_Store); }
+
+namespace {
+
+// The text of a bad file that was written from memory, in UTF-8; its characters are plain.
+std::string FromUtf16(const std::string& bytes) {
+  std::string text;
+  for (std::size_t at = 0; at < bytes.size(); at += 2) text += bytes[at];
+  return text;
+}
+
+}  // namespace
+
+void Stage::CheckFiles() const {
+  const Files files = Read();
+  const auto main = m_Before.find(MainName());
+  bool isMainKept = main == m_Before.end() || ContentOf(main->second, m_Case.isStrict);
+  for (const auto& [name, content] : m_Before) EXPECT_TRUE(files.contains(name)) << name;
+  for (const auto& [name, content] : files) {
+    if (IsLeftover(name)) continue;
+    const auto wasIn = [&, &text = content](const std::string& other) {
+      return m_Before.contains(other) && m_Before.at(other) == text;
+    };
+    bool isWhole = wasIn(name);
+    if (name != MainName()) {
+      const bool isOfBackup = wasIn("main.backup.xml") && !name.ends_with(".tmp.xml");
+      const bool isOfMemory = name.ends_with(".bad") && m_Case.kind == StoreCase::kClosing &&
+                              ContentOf(FromUtf16(content));
+      isWhole = isWhole || wasIn(MainName()) || isOfBackup || isOfMemory;
+    } else if (m_Case.kind == StoreCase::kChanging) {
+      isWhole = isWhole || ContentOf(content);
+    } else if (m_Case.kind == StoreCase::kOpening) {
+      isWhole = isWhole || wasIn("main.backup.xml");
+    }
+    EXPECT_TRUE(isWhole) << name << ": " << content;
+    isMainKept = isMainKept || content == main->second;
+  }
+  EXPECT_TRUE(isMainKept) << "the only copy is gone";
+}
 
 Files Stage::Read() const {
   Files files;

@@ -46,6 +46,7 @@ struct StoreCase {
   bool isStrict = false;
 };
 std::span<const StoreCase> StoreCases();
+std::vector<StoreCase> OpeningCases();  // those of them that open a store
 inline void PrintTo(const StoreCase& storeCase, std::ostream* out) { *out << storeCase.name; }
 std::string NameOfCase(const testing::TestParamInfo<StoreCase>& info);
 
@@ -67,6 +68,9 @@ class Stage {
   // The main file among the files, behind a link if there is one.
   std::string MainName() const { return m_Case.isLinked ? "real/file.xml" : "main.xml"; }
   Folder& GetFolder() { return m_Folder; }
+  // Holds every file against those before: each is as whole as it was, or as the operation makes
+  // it, and nothing is gone that has no copy. Leftovers may be there.
+  void CheckFiles() const;
   Files Read() const;
   void Write(const Files& files);
   const Files& Before() const { return m_Before; }

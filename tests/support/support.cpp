@@ -1,10 +1,14 @@
 #include "tests/support/support.h"
 
+#include <fcntl.h>
+#include <grp.h>
 #include <libxml/tree.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -16,13 +20,13 @@
 namespace test {
 namespace {
 
-std::atomic<int> g_Point{-1};  // -1 for any
+std::atomic<FaultPoint> g_Point;
 std::atomic<int> g_Nth{0};
 std::atomic<bool> g_Onward{false};
 std::atomic<int> g_Passed{0};
 
 bool CountAndFail(Passage& passage) noexcept {
-  if (g_Point >= 0 && g_Point != static_cast<int>(passage.point)) return false;
+  if (g_Point != passage.point) return false;
   const int passed = ++g_Passed;
   return g_Onward ? passed >= g_Nth : passed == g_Nth;
 }
@@ -78,8 +82,47 @@ void WriteBytes(const std::wstring& path, std::string_view bytes) {
 
 bool FileExists(const std::wstring& path) { return std::filesystem::exists(Narrow(path)); }
 
-FailCall::FailCall(std::optional<FaultPoint> point, int nth, bool onward) {
-  g_Point = point ? static_cast<int>(*point) : -1;
+std::size_t Setting(const char* name, std::size_t otherwise) {
+  const char* text = std::getenv(name);
+  return text != nullptr ? std::strtoul(text, nullptr, 10) : otherwise;
+}
+
+bool DoneAs(uid_t user, gid_t group, const std::function<bool()>& body) {
+  const pid_t child = ::fork();
+  if (child == 0) {
+    if (::geteuid() == 0 &&
+        (::setgroups(0, nullptr) != 0 || ::setgid(group) != 0 || ::setuid(user) != 0))
+      ::_exit(2);
+    ::_exit(body() ? 0 : 1);
+  }
+  int status = -1;
+  ::waitpid(child, &status, 0);
+  return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+Captured::Captured() {
+  std::fflush(nullptr);
+  const int file = ::open((m_Folder.Root() / "out").c_str(), O_CREAT | O_WRONLY | O_APPEND, 0600);
+  for (const int number : {1, 2}) {
+    m_Saved[number - 1] = ::dup(number);
+    ::dup2(file, number);
+  }
+  ::close(file);
+}
+Captured::~Captured() {
+  std::fflush(nullptr);
+  for (const int number : {1, 2}) {
+    ::dup2(m_Saved[number - 1], number);
+    ::close(m_Saved[number - 1]);
+  }
+}
+std::string Captured::Text() const {
+  std::fflush(nullptr);
+  return ReadBytes(m_Folder.Path(L"out"));
+}
+
+FailCall::FailCall(FaultPoint point, int nth, bool onward) {
+  g_Point = point;
   g_Nth = nth;
   g_Onward = onward;
   g_Passed = 0;

@@ -3,13 +3,18 @@
 //   Folder       a fresh directory, gone with the object: folder.Path(L"a.xml") names a file in it.
 //                One that holds no disk to account can be in memory, where flushing costs nothing
 //   ReadBytes, WriteBytes, FileExists   on a wide path, as bytes
+//   Setting      a number that an environment variable may set
+//   DoneAs       does something as another user, in a process of its own
 //   FailCall     makes the N-th passage through one fault point fail, for the time of a scope
+//   Captured     takes what the process says on standard output and error meanwhile
 //   PrintTo      makes GoogleTest show wide texts
 #pragma once
 
+#include <sys/types.h>
+
 #include <filesystem>
+#include <functional>
 #include <iosfwd>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -50,11 +55,30 @@ bool FileExists(const std::wstring& path);
 // it first asked: for tests that hold the library to giving back what it took.
 long LiveNodes();
 
-// While it lives, the passages through the fault point (any, if none is named) are counted, and the
-// `nth` (from 1; 0 for none) fails. One at a time.
+std::size_t Setting(const char* name, std::size_t otherwise);
+
+// Whether `body` returns true in a child that has these rights and no others, if this process is
+// root.
+bool DoneAs(uid_t user, gid_t group, const std::function<bool()>& body);
+
+class Captured {
+ public:
+  Captured();
+  ~Captured();
+  Captured(const Captured&) = delete;
+  Captured& operator=(const Captured&) = delete;
+  std::string Text() const;
+
+ private:
+  Folder m_Folder;
+  int m_Saved[2];
+};
+
+// While it lives, the passages through the fault point are counted, and the `nth` (from 1; 0 for
+// none) fails. One at a time.
 class FailCall {
  public:
-  FailCall(std::optional<FaultPoint> point, int nth, bool onward = false);
+  FailCall(FaultPoint point, int nth, bool onward = false);
   ~FailCall();
   FailCall(const FailCall&) = delete;
   FailCall& operator=(const FailCall&) = delete;
