@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
+#include <sstream>
 #include <string>
 
 #include "platform/dom/create_object.h"
@@ -199,69 +201,39 @@ TEST(Dom, AttributesGoByTheirNameAsWritten) {
   EXPECT_THROW(document->createNode(DomNodeType::kElement, L"p:a", L"u"), _com_error);
 }
 
-// Moves the element T of a source into the element P of a target, and back into the source's root.
+// The cases are in data/dom/namespaces.txt, which tells their form.
 TEST(Dom, NamespacesTravelWithWhatUsesThem) {
-  const struct {
-    const wchar_t* source;
-    const wchar_t* target;
-    const wchar_t* cut;
-    const wchar_t* moved;
-  } cases[] = {
-      {L"<R xmlns:x='X'><T x:nil='1'><c x:nil='2'/></T></R>", L"<P/>",
-       L"<T xmlns:x=\"X\" x:nil=\"1\"><c x:nil=\"2\"/></T>",
-       L"<P><T xmlns:x=\"X\" x:nil=\"1\"><c x:nil=\"2\"/></T></P>"},
-      {L"<R xmlns:x='X'><T><c x:nil='2'/></T></R>", L"<P xmlns:x='X'/>",
-       L"<T xmlns:x=\"X\"><c x:nil=\"2\"/></T>", L"<P xmlns:x=\"X\"><T><c x:nil=\"2\"/></T></P>"},
-      {L"<R xmlns:x='X'><T x:nil='1'/></R>", L"<P xmlns:x='Y' x:a=''/>",
-       L"<T xmlns:x=\"X\" x:nil=\"1\"/>",
-       L"<P xmlns:x=\"Y\" x:a=\"\"><T xmlns:x=\"X\" x:nil=\"1\"/></P>"},
-      {L"<R xmlns:x='X'><T/></R>", L"<P xmlns='D'/>", L"<T/>",
-       L"<P xmlns=\"D\"><T xmlns=\"\"/></P>"},
-      {L"<R xmlns='D'><T xmlns=''><c/></T></R>", L"<P/>", L"<T><c/></T>", L"<P><T><c/></T></P>"},
-      {L"<R xmlns:s='http://www.w3.org/2001/XMLSchema-instance' xmlns:q='Q'><T s:type=' q:t'/></R>",
-       L"<P/>",
-       L"<T xmlns:s=\"http://www.w3.org/2001/XMLSchema-instance\" xmlns:q=\"Q\" s:type=\" q:t\"/>",
-       L"<P><T xmlns:s=\"http://www.w3.org/2001/XMLSchema-instance\" xmlns:q=\"Q\" s:type=\" "
-       L"q:t\"/>"
-       L"</P>"},
-      // What stands before a colon in a text or an attribute may be a prefix; what is declared
-      // nowhere, or means the same, is left alone.
-      {L"<R xmlns:q='Q' xmlns:r='R' xmlns:s='S'><T>1:2 http://a (q:a)<c a='-r:b'>S:</c></T></R>",
-       L"<P xmlns:r='R'/>",
-       L"<T xmlns:q=\"Q\" xmlns:r=\"R\">1:2 http://a (q:a)<c a=\"-r:b\">S:</c></T>",
-       L"<P xmlns:r=\"R\"><T xmlns:q=\"Q\">1:2 http://a (q:a)<c "
-       L"a=\"-r:b\">S:</c></T></P>"},
-      {L"<R xmlns:q='Q'><T><c xmlns:q='I'>q:a</c>q<!---->:<![CDATA[a]]></T></R>",
-       L"<P xmlns:q='O'/>", L"<T xmlns:q=\"Q\"><c xmlns:q=\"I\">q:a</c>q<!---->:<![CDATA[a]]></T>",
-       L"<P xmlns:q=\"O\"><T xmlns:q=\"Q\"><c xmlns:q=\"I\">q:a</c>q<!---->:<![CDATA[a]]></T></P>"},
-      {L"<e:R xmlns='D' xmlns:e='E'><e:T>a</e:T></e:R>", L"<P/>",
-       L"<e:T xmlns:e=\"E\" xmlns=\"D\">a</e:T>", L"<P><e:T xmlns:e=\"E\" xmlns=\"D\">a</e:T></P>"},
-      {L"<R><T xml:lang='de'/></R>", L"<P/>", L"<T xml:lang=\"de\"/>",
-       L"<P><T xml:lang=\"de\"/></P>"},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(test::Narrow(c.source));
-    const DocumentPtr target = Load(c.target);
+  std::istringstream file(test::ReadBytes(test::Wide(CFGEX_TEST_DATA "/dom/namespaces.txt")));
+  std::map<std::string, std::wstring> c;
+  int cases = 0;
+  for (std::string line; std::getline(file, line);) {
+    const std::size_t blank = line.find(' ');
+    c[line.substr(0, blank)] = test::Wide(line.substr(blank + 1));
+    if (!line.starts_with("-> ")) continue;
+    ++cases;
+    SCOPED_TRACE(test::Narrow(c["source"]));
+    const DocumentPtr target = Load(c["target"]);
     {
-      const DocumentPtr source = Load(c.source);
+      const DocumentPtr source = Load(c["source"]);
       const Node t = source->selectSingleNode(L"//*[local-name()='T']");
       const std::wstring before = source->get_xml();
       const Node root = source->get_documentElement();
       for (int i = 0; i < 3; ++i) {
         EXPECT_TRUE(Load(t->cloneNode(true)->get_xml()));
-        EXPECT_EQ(root->removeChild(t)->get_xml(), c.cut);
+        EXPECT_EQ(root->removeChild(t)->get_xml(), c["=>"]);
         root->appendChild(t);
         EXPECT_EQ(Load(source->get_xml())->get_xml(), source->get_xml());
         EXPECT_EQ(source->get_xml(), before) << "declarations pile up";
         target->get_documentElement()->appendChild(t);
-        EXPECT_EQ(target->get_xml(), c.moved);
+        EXPECT_EQ(target->get_xml(), c["->"]);
         root->appendChild(t);
       }
       target->get_documentElement()->appendChild(t->cloneNode(true));
     }
-    EXPECT_EQ(target->get_xml(), c.moved);
-    EXPECT_EQ(Load(target->get_xml())->get_xml(), c.moved);
+    EXPECT_EQ(target->get_xml(), c["->"]);
+    EXPECT_EQ(Load(target->get_xml())->get_xml(), c["->"]);
   }
+  EXPECT_EQ(cases, 10);
 }
 
 }  // namespace
