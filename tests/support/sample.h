@@ -9,9 +9,10 @@
 //   objects  Names a list of QNames, with an attribute of that type  Nil a nillable string  Any
 //   mixed content of any kind
 //
-//   Item(L"P", L"a", L"<Name>x</Name>")   an instance;  Alone(L"a", fields) the document of one of
-//   P RefTo(L"Q", L"b")                     a reference in the field Ref;  RefsTo, PartRefTo alike
+//   Item(L"P", L"a", L"<Name>x</Name>")   an instance
+//   RefTo(L"Q", L"b")                     a reference in the field Ref;  RefsTo, PartRefTo alike
 //   Document(L"a", {...})                 a stand-alone document about an instance
+//   Alone(L"a", fields)                   the same about one of P, with nothing beside it
 //   Sample                                a folder with the schema and a store over given instances
 #pragma once
 
