@@ -128,7 +128,7 @@ HRESULT FromBoolean(VARIANT& result, bool value, VARTYPE kind) {
   return stored;
 }
 
-// A text that somebody else owns becomes a text of one's own, and nothing else.
+// A text with another owner converts to a copy of it, and to nothing else.
 HRESULT FromForeignText(VARIANT& result, const VARIANT& source, VARTYPE kind) {
   if (kind != VT_BSTR) return Failure(_com_error::kBadVariantType);
   const bool isNarrow = source.vt == VT_LPSTR;
@@ -155,7 +155,7 @@ HRESULT Convert(VARIANT& result, const VARIANT& source, VARTYPE kind) {
   }
 }
 
-// `target`, which may be what `value` was made from, takes it over.
+// Moves the value to `target`, which may be what it was made from.
 void Replace(VARIANT& target, const VARIANT& value) noexcept {
   VariantClear(target);
   target = value;
