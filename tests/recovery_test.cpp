@@ -96,10 +96,10 @@ TEST_F(RecoveryTest, ABadFileIsQuarantinedAndReplacedByItsBackup) {
 TEST_F(RecoveryTest, WhatACrashLeftOfABadFileIsRemovedByTheNextWhateverItsNumber) {
   WriteBytes(folder.Path(L"main.xml"), kInvalid);
   WriteBytes(folder.Path(L"main.backup.xml"), kGood);
-  WriteBytes(folder.Path(L".main.bad.cfgex-new"), "remains");
+  WriteBytes(folder.Path(L".cfgex-new"), "remains");
   ASSERT_TRUE(Open(L"main.xml"));
   EXPECT_EQ(BadFiles().size(), 1U);
-  EXPECT_FALSE(test::FileExists(folder.Path(L".main.bad.cfgex-new")));
+  EXPECT_FALSE(test::FileExists(folder.Path(L".cfgex-new")));
 }
 
 TEST_F(RecoveryTest, WithoutAGoodBackupNothingIsLoaded) {
@@ -131,12 +131,11 @@ TEST_F(RecoveryTest, ABadFileIsKeptOnce) {
 TEST_F(RecoveryTest, ADamagedFileIsNotReplacedBeforeItIsSafe) {
   using Calls = std::vector<std::pair<FaultPoint, std::string>>;  // and the end of a name
   static Calls failing;
-  const Calls noCopy = {{FaultPoint::kOpen, ".main.bad.cfgex-new"}};
-  const Calls noLink = {{FaultPoint::kOpen, ".main.bad.cfgex-new"}, {FaultPoint::kLink, ""}};
+  const Calls noCopy = {{FaultPoint::kOpen, "/.cfgex-new"}};
+  const Calls noLink = {{FaultPoint::kOpen, "/.cfgex-new"}, {FaultPoint::kLink, ""}};
   const Calls noRestore = {{FaultPoint::kOpen, ".cfgex-new"}, {FaultPoint::kLink, ""}};
-  const Calls noMove = {{FaultPoint::kOpen, ".main.bad.cfgex-new"},
-                        {FaultPoint::kLink, ""},
-                        {FaultPoint::kRenameat2, ""}};
+  const Calls noMove = {
+      {FaultPoint::kOpen, "/.cfgex-new"}, {FaultPoint::kLink, ""}, {FaultPoint::kRenameat2, ""}};
   struct Row {
     const char* name;
     Calls failing;
