@@ -81,14 +81,6 @@ std::wstring CConfigFileSet::BadFileName() {
   return name;
 }
 
-// STEM.bad without the directory: all bad files are made under one name.
-std::wstring CConfigFileSet::BadFileFamily() const {
-  std::wstring name = m_BadFilePattern.substr(m_BadFilePattern.rfind(L'/') + 1);
-  const std::size_t place = name.rfind(L".%d");
-  if (place != std::wstring::npos) name.erase(place, 3);
-  return name;
-}
-
 // Other stores of this stem, in this process or another, may take a number first.
 template <class Maker>
 bool CConfigFileSet::MakeBadFile(const Maker& make) {
@@ -110,7 +102,7 @@ bool CConfigFileSet::CopyToBadFile(const wchar_t* source) {
   if (source == nullptr) return false;
   m_bAside = false;
   if (IsMissing(source)) return false;
-  const auto copy = [&](const std::wstring& name) { CopyToNewFile(source, name, BadFileFamily()); };
+  const auto copy = [&](const std::wstring& name) { CopyToNewFile(source, name); };
   const auto link = [&](const std::wstring& name) { LinkToNewFile(source, name); };
   if (!HasNewestBadFile(source) && !MakeBadFile(copy) && !MakeBadFile(link)) return false;
   m_RecoveryFile = source;
@@ -162,9 +154,8 @@ bool CConfigFileSet::HasNewestBadFile(const wchar_t* source) const {
 
 bool CConfigFileSet::WriteBadFile(const wchar_t* text) {
   if (text == nullptr) return false;
-  return MakeBadFile([&](const std::wstring& name) {
-    WriteNewFile(name, ToUtf16Le(text), m_MainFile, BadFileFamily());
-  });
+  return MakeBadFile(
+      [&](const std::wstring& name) { WriteNewFile(name, ToUtf16Le(text), m_MainFile); });
 }
 
 }  // namespace cfgex::internal

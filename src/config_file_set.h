@@ -56,7 +56,6 @@ class CConfigFileSet {
   template <class Maker>
   bool MakeBadFile(const Maker& make);
   std::wstring BadFileName();
-  std::wstring BadFileFamily() const;
 
   Names m_Names = Names::kNone;
   std::wstring m_MainFile;  // the path given last

@@ -77,14 +77,14 @@ TEST_F(RecoveryTest, AFileThatIsNotGoodIsPutAsideAndGivesWayToItsBackup) {
     const std::wstring path = place.Path(L"main.xml");
     if (main) WriteBytes(path, *main);
     if (backup) WriteBytes(place.Path(L"main.backup.xml"), *backup);
-    WriteBytes(place.Path(L".main.bad.cfgex-new"), "remains of a crash");
+    WriteBytes(place.Path(L".cfgex-new"), "remains of a crash");
     EXPECT_EQ(store.Initialize(path.c_str()), opens);
     EXPECT_EQ(ReadBytes(path), after);
     EXPECT_EQ(NameOf(L"a"), !opens ? "none" : after == kGood ? "good" : "other");
     const std::vector<std::string> aside = BadFiles(place);
     EXPECT_EQ(aside.size(), bad);
     EXPECT_TRUE(bad != 1 || ReadBytes(place.Path(Wide(aside[0]))) == main);
-    EXPECT_EQ(test::FileExists(place.Path(L".main.bad.cfgex-new")), bad == 0);
+    EXPECT_EQ(test::FileExists(place.Path(L".cfgex-new")), bad == 0);
     EXPECT_TRUE(!opens || ReadBytes(place.Path(L"main.backup.xml")) == after);
     EXPECT_EQ(store.Initialize(path.c_str()), opens || !main) << "a missing file takes two tries";
     CloseStore();
@@ -121,12 +121,11 @@ TEST_F(RecoveryTest, ABadFileIsKeptOnce) {
 TEST_F(RecoveryTest, ADamagedFileIsNotReplacedBeforeItIsSafe) {
   using Calls = std::vector<std::pair<FaultPoint, std::string>>;  // and the end of a name
   static Calls failing;
-  const Calls noCopy = {{FaultPoint::kOpen, ".main.bad.cfgex-new"}};
-  const Calls noLink = {{FaultPoint::kOpen, ".main.bad.cfgex-new"}, {FaultPoint::kLink, ""}};
+  const Calls noCopy = {{FaultPoint::kOpen, "/.cfgex-new"}};
+  const Calls noLink = {{FaultPoint::kOpen, "/.cfgex-new"}, {FaultPoint::kLink, ""}};
   const Calls noRestore = {{FaultPoint::kOpen, ".cfgex-new"}, {FaultPoint::kLink, ""}};
-  const Calls noMove = {{FaultPoint::kOpen, ".main.bad.cfgex-new"},
-                        {FaultPoint::kLink, ""},
-                        {FaultPoint::kRenameat2, ""}};
+  const Calls noMove = {
+      {FaultPoint::kOpen, "/.cfgex-new"}, {FaultPoint::kLink, ""}, {FaultPoint::kRenameat2, ""}};
   struct Row {
     const char* name;
     Calls failing;

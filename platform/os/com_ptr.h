@@ -1,7 +1,7 @@
 // Counted pointers to platform objects, and the counting that the objects share.
 //
-// The rules of counting: an object is born with one count, which belongs to whoever made it. A
-// ComPtr owns one count. A raw pointer is borrowed.
+// The rules of counting: a new object has one count, which its maker owns. A ComPtr owns one count.
+// A raw pointer is borrowed.
 #pragma once
 
 #include <atomic>
@@ -48,7 +48,7 @@ class ComPtr {
     return m_p;
   }
   I& operator*() const { return *operator->(); }
-  // Gives the count to the caller.
+  // Passes the count to the caller.
   I* Detach() noexcept { return std::exchange(m_p, nullptr); }
 
   template <class D>
@@ -60,8 +60,7 @@ class ComPtr {
   I* m_p = nullptr;
 };
 
-// Asks an object for another of its interfaces. An object that does not have it, or no object,
-// gives nothing, and that is no failure.
+// Another interface of an object; null if it does not have that, or there is no object.
 template <class I>
 ComPtr<I> As(IUnknown* object) noexcept {
   return ComPtr<I>(dynamic_cast<I*>(object));
@@ -88,7 +87,7 @@ class Counted : public I {
   std::atomic<unsigned long> m_RefCount{1};
 };
 
-// Makes a counted object and returns the pointer that owns its first count.
+// Makes a counted object. The result owns its first count.
 template <class T, class... Args>
 ComPtr<T> MakeCounted(Args&&... args) {
   return ComPtr<T>::Adopt(new T(std::forward<Args>(args)...));

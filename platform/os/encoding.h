@@ -6,8 +6,8 @@
 
 namespace cfgex::internal {
 
-// Converts every character; malformed input (a surrogate, a number beyond U+10FFFF, a broken or
-// overlong byte sequence) raises _com_error. A null character is kept.
+// Malformed input (a surrogate, a number beyond U+10FFFF, a broken or overlong byte sequence)
+// raises _com_error. A null character is kept.
 std::string ToUtf8(std::wstring_view text);
 std::wstring FromUtf8(std::string_view text);
 // UTF-16, little-endian, without a byte-order mark.

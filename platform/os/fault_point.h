@@ -1,6 +1,6 @@
-// A seam for tests: every operation of the platform layer that the outside world can make fail
-// passes its fault point first, and fails as it would in earnest when the hook says so. The hook
-// may also end the process there, or note what is done to files.
+// Where tests make operations fail. Each operation of the platform layer that can fail for reasons
+// outside of the program passes its fault point first. If the hook says so, it fails there in its
+// usual way. The hook may also end the process, or record what is done to files.
 #pragma once
 
 #include <atomic>
@@ -10,7 +10,7 @@
 
 namespace cfgex::internal {
 
-// All of them, with the names that messages have for them.
+// The fault points, each with its name in messages.
 #define CFGEX_FAULT_POINTS(POINT)              \
   /* Calls on files (file_calls.h). */         \
   POINT(kOpen, "open")                         \
@@ -82,13 +82,13 @@ inline const char* NameOf(FaultPoint point) noexcept {
   return kNames[static_cast<std::size_t>(point)];
 }
 
-// What the hook is told. A call on files says what it works on, as far as its kind has that.
+// One operation at its fault point. A call on files has the path or descriptor that it works on.
 struct Passage {
   FaultPoint point;
   const char* path = nullptr;
   const char* newPath = nullptr;  // of kRename, kRenameat2 and kLink
   int descriptor = -1;
-  std::size_t size = 0;  // of kWrite, in bytes: the hook may lessen it, so that no more is written
+  std::size_t size = 0;  // of kWrite, in bytes; the hook may reduce it
   int error = 0;         // the hook may set the `errno` with which a call on files fails
 };
 

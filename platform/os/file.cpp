@@ -30,52 +30,41 @@ std::string PathBytes(const std::wstring& path) {
   return ToUtf8(path);
 }
 
-// Opens a regular file for reading. Anything else is refused, and none of it keeps the caller
-// waiting.
+// Opens a regular file for reading. Anything else is refused without waiting for it.
 Descriptor OpenSource(const std::string& path, struct stat& status) {
   Descriptor file(file_calls::Open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY));
   if (!file.IsOpen()) RaiseErrno("open", path, errno);
-  if (file_calls::Status(file.Get(), status) != 0) RaiseErrno("fstat", path, errno);
-  if (!S_ISREG(status.st_mode)) RaiseErrno("open", path, S_ISDIR(status.st_mode) ? EISDIR : EINVAL);
+  status = file_calls::StatusOf(file.Get(), path);
+  file_calls::RequireRegular(status, path);
   return file;
 }
 
-// As many bytes as one call gives; 0 at the end.
+// The number of bytes that one call reads; 0 at the end.
 std::size_t ReadSome(int descriptor, char* buffer, std::size_t size, const std::string& path) {
-  ssize_t count = 0;
-  do {
-    count = file_calls::Read(descriptor, buffer, size);
-  } while (count < 0 && errno == EINTR);
+  const ssize_t count = file_calls::Read(descriptor, buffer, size);
   if (count < 0) RaiseErrno("read", path, errno);
   return static_cast<std::size_t>(count);
 }
 
 Reading ReadAll(const std::string& path, std::string& result, FileState* state) {
-  constexpr std::size_t kLargestStep = std::size_t{64} << 20;
   const timespec start = file_calls::FileTime();
   struct stat status;
   const Descriptor file = OpenSource(path, status);
   if (static_cast<std::size_t>(status.st_size) > kLargestFile) return Reading::kTooLarge;
-  // The size told is where to start; the end is where reading says it is.
-  std::size_t step = static_cast<std::size_t>(status.st_size) + 1;
-  std::string content;
+  // The size in the status is a first guess: some files have another, or none.
+  constexpr std::size_t kLeast = 4096, kLargestStep = std::size_t{64} << 20;
+  std::string content(
+      std::clamp(static_cast<std::size_t>(status.st_size) + 1, kLeast, kLargestStep), '\0');
   std::size_t filled = 0;
-  for (;;) {
-    if (filled == content.size()) {
-      if (filled > kLargestFile) return Reading::kTooLarge;
-      content.resize(filled + std::clamp(step, std::size_t{4096}, kLargestStep));
-      step = content.size();
-    }
-    const std::size_t count =
-        ReadSome(file.Get(), content.data() + filled, content.size() - filled, path);
-    if (count == 0) break;
+  while (const std::size_t count =
+             ReadSome(file.Get(), content.data() + filled, content.size() - filled, path)) {
     filled += count;
+    if (filled > kLargestFile) return Reading::kTooLarge;
+    if (filled == content.size()) content.resize(filled + std::min(filled, kLargestStep));
   }
-  if (filled > kLargestFile) return Reading::kTooLarge;
   content.resize(filled);
   const FileIdentity before = file_calls::IdentityOf(status);
-  if (file_calls::Status(file.Get(), status) != 0) RaiseErrno("fstat", path, errno);
-  const FileIdentity after = file_calls::IdentityOf(status);
+  const FileIdentity after = file_calls::IdentityOf(file_calls::StatusOf(file.Get(), path));
   // Size and time of the content. A file that was only replaced meanwhile was read whole.
   if (!std::equal(before.begin() + 2, before.begin() + 5, after.begin() + 2))
     return Reading::kFailed;
@@ -85,7 +74,7 @@ Reading ReadAll(const std::string& path, std::string& result, FileState* state) 
 }
 
 void CopyContent(int from, const std::string& source, int to, const std::string& target) {
-  // From the start, in case this is the second way that is tried.
+  // From the start: this may be the second try, in place.
   if (file_calls::Seek(from, 0) != 0) RaiseErrno("lseek", source, errno);
   constexpr std::size_t kStep = 65536;
   std::string buffer(kStep, '\0');  // not on the stack, which may be a small one
@@ -97,10 +86,10 @@ void CopyContent(int from, const std::string& source, int to, const std::string&
   }
 }
 
-// What an existing file has stays.
+// An existing file keeps its rights.
 std::optional<FileRights> Present(const std::optional<FileRights>& present) { return present; }
 
-// A copy over an existing file takes away what the source does not have, and gives it nothing.
+// A copy over an existing file removes what the source does not have, and adds nothing.
 RightsChooser ForCopyOf(const FileRights& source) {
   return [source](const std::optional<FileRights>& present) {
     return RightsOfCopy(source, present ? present->mode : ~Umask());
@@ -109,16 +98,15 @@ RightsChooser ForCopyOf(const FileRights& source) {
 
 // Raises _com_error if the open file is not the one of that identity.
 void RequireIdentity(int descriptor, const std::string& path, const FileIdentity& identity) {
-  struct stat status;
-  if (file_calls::Status(descriptor, status) != 0) RaiseErrno("fstat", path, errno);
-  if (file_calls::IdentityOf(status) != identity) RaiseErrno("copy", path, ESTALE);
+  if (file_calls::IdentityOf(file_calls::StatusOf(descriptor, path)) != identity)
+    RaiseErrno("copy", path, ESTALE);
 }
 
 enum class Over { kNothing, kOldCopy, kOriginal };
 
 // `identity`: null for any.
 void Copy(const std::string& source, const std::string& target, Over over,
-          const std::string& family = {}, const FileIdentity* identity = nullptr) {
+          const FileIdentity* identity = nullptr, bool isWrittenOnce = false) {
   struct stat opened;
   const Descriptor from = OpenSource(source, opened);
   if (identity != nullptr) RequireIdentity(from.Get(), source, *identity);
@@ -138,7 +126,7 @@ void Copy(const std::string& source, const std::string& target, Over over,
         CopyContent(from.Get(), source, to, resolved);
         if (identity != nullptr) RequireIdentity(from.Get(), source, *identity);
       },
-      family);
+      isWrittenOnce);
 }
 
 }  // namespace
@@ -188,7 +176,7 @@ FileIdentity ReplaceFile(const std::wstring& path, std::span<const std::string_v
 bool CopyKnownFile(const std::wstring& source, const std::wstring& target,
                    const FileIdentity& identity) {
   try {
-    Copy(PathBytes(source), PathBytes(target), Over::kOldCopy, {}, &identity);
+    Copy(PathBytes(source), PathBytes(target), Over::kOldCopy, &identity);
     return true;
   } catch (const _com_error&) {
     return false;
@@ -199,16 +187,12 @@ void RestoreFile(const std::wstring& copy, const std::wstring& path) {
   Copy(PathBytes(copy), PathBytes(path), Over::kOriginal);
 }
 
-void CopyToNewFile(const std::wstring& source, const std::wstring& path,
-                   const std::wstring& family) {
-  Copy(PathBytes(source), PathBytes(path), Over::kNothing, PathBytes(family));
+void CopyToNewFile(const std::wstring& source, const std::wstring& path) {
+  Copy(PathBytes(source), PathBytes(path), Over::kNothing, nullptr, true);
 }
 
-void WriteNewFile(const std::wstring& path, std::string_view content, const std::wstring& source,
-                  const std::wstring& family) {
-  FileRights rights;
-  rights.owner = ::geteuid();
-  rights.group = ::getegid();
+void WriteNewFile(const std::wstring& path, std::string_view content, const std::wstring& source) {
+  FileRights rights{::geteuid(), ::getegid(), 0, {}, {}};
   try {
     struct stat status;
     rights = RightsOf(OpenSource(PathBytes(source), status).Get(), PathBytes(source));
@@ -220,7 +204,7 @@ void WriteNewFile(const std::wstring& path, std::string_view content, const std:
       [&](int descriptor) {
         WriteFully(descriptor, {&content, 1}, target);
       },
-      PathBytes(family));
+      true);
 }
 
 void LinkToNewFile(const std::wstring& source, const std::wstring& path) {

@@ -8,8 +8,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <new>
+#include <system_error>
 
 #include "cfgex/com_error.h"
 #include "platform/os/fault_point.h"
@@ -18,22 +18,24 @@ namespace cfgex::internal::file_calls {
 
 namespace {
 
+using enum FaultPoint;
+
 bool Fails(Passage passage, int error = EIO) noexcept {
   if (!FaultHere(passage)) return false;
   errno = passage.error != 0 ? passage.error : error;
   return true;
 }
-
-// The two forms of strerror_r: one gives the text, one fills the buffer.
-const char* TextOf(const char* result, const char* /*buffer*/) noexcept { return result; }
-[[maybe_unused]] const char* TextOf(int result, const char* buffer) noexcept {
-  return result == 0 ? buffer : "unknown error";
+bool Fails(FaultPoint point, int descriptor, int error = EIO) noexcept {
+  return Fails({.point = point, .descriptor = descriptor}, error);
+}
+bool Fails(FaultPoint point, const char* path) noexcept {
+  return Fails({.point = point, .path = path});
 }
 
 }  // namespace
 
 int Open(const char* path, int flags, mode_t mode) noexcept {
-  if (Fails({.point = FaultPoint::kOpen, .path = path})) return -1;
+  if (Fails(kOpen, path)) return -1;
   int result = -1;
   do {
     result = ::open(path, flags | O_CLOEXEC, mode);
@@ -42,33 +44,31 @@ int Open(const char* path, int flags, mode_t mode) noexcept {
 }
 
 int Close(int descriptor) noexcept {
-  Passage passage{.point = FaultPoint::kClose, .descriptor = descriptor};
-  const bool failing = FaultHere(passage);
+  const bool fails = Fails(kClose, descriptor);
+  const int error = errno;
   // Interrupted or not, the descriptor is free afterwards: a second call could hit another's.
-  const int result = ::close(descriptor);
-  if (failing) {
-    errno = passage.error != 0 ? passage.error : EIO;
-    return -1;
-  }
-  return result < 0 && errno == EINTR ? 0 : result;
+  const bool closed = ::close(descriptor) == 0 || errno == EINTR;
+  if (fails) errno = error;
+  return closed && !fails ? 0 : -1;
 }
 
 int Dup(int descriptor) noexcept {
-  return Fails({.point = FaultPoint::kDup, .descriptor = descriptor})
-             ? -1
-             : ::fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
+  return Fails(kDup, descriptor) ? -1 : ::fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
 }
 
 ssize_t Read(int descriptor, void* buffer, std::size_t size) noexcept {
-  return Fails({.point = FaultPoint::kRead, .descriptor = descriptor})
-             ? -1
-             : ::read(descriptor, buffer, size);
+  if (Fails(kRead, descriptor)) return -1;
+  ssize_t count = 0;
+  do {
+    count = ::read(descriptor, buffer, size);
+  } while (count < 0 && errno == EINTR);
+  return count;
 }
 
 ssize_t Write(int descriptor, std::span<const iovec> pieces) noexcept {
   std::size_t size = 0;
   for (const iovec& piece : pieces) size += piece.iov_len;
-  Passage passage{.point = FaultPoint::kWrite, .descriptor = descriptor, .size = size};
+  Passage passage{.point = kWrite, .descriptor = descriptor, .size = size};
   if (FaultHere(passage)) {
     errno = passage.error != 0 ? passage.error : ENOSPC;
     return -1;
@@ -79,26 +79,19 @@ ssize_t Write(int descriptor, std::span<const iovec> pieces) noexcept {
 }
 
 int Seek(int descriptor, off_t position) noexcept {
-  return Fails({.point = FaultPoint::kLseek, .descriptor = descriptor}) ||
-                 ::lseek(descriptor, position, SEEK_SET) < 0
-             ? -1
-             : 0;
+  return Fails(kLseek, descriptor) || ::lseek(descriptor, position, SEEK_SET) < 0 ? -1 : 0;
 }
 
 off_t Position(int descriptor) noexcept {
-  return Fails({.point = FaultPoint::kLseek, .descriptor = descriptor})
-             ? -1
-             : ::lseek(descriptor, 0, SEEK_CUR);
+  return Fails(kLseek, descriptor) ? -1 : ::lseek(descriptor, 0, SEEK_CUR);
 }
 
 int Truncate(int descriptor, off_t length) noexcept {
-  return Fails({.point = FaultPoint::kFtruncate, .descriptor = descriptor}, ENOSPC)
-             ? -1
-             : ::ftruncate(descriptor, length);
+  return Fails(kFtruncate, descriptor, ENOSPC) ? -1 : ::ftruncate(descriptor, length);
 }
 
 int Sync(int descriptor) noexcept {
-  if (Fails({.point = FaultPoint::kFsync, .descriptor = descriptor})) return -1;
+  if (Fails(kFsync, descriptor)) return -1;
   int result = -1;
   do {
     result = ::fsync(descriptor);
@@ -107,75 +100,57 @@ int Sync(int descriptor) noexcept {
 }
 
 int Status(int descriptor, struct stat& status) noexcept {
-  return Fails({.point = FaultPoint::kFstat, .descriptor = descriptor})
-             ? -1
-             : ::fstat(descriptor, &status);
+  return Fails(kFstat, descriptor) ? -1 : ::fstat(descriptor, &status);
 }
 
 int LinkStatus(const char* path, struct stat& status) noexcept {
-  return Fails({.point = FaultPoint::kLstat, .path = path}) ? -1 : ::lstat(path, &status);
+  return Fails(kLstat, path) ? -1 : ::lstat(path, &status);
 }
 
 ssize_t ReadLink(const char* path, char* buffer, std::size_t size) noexcept {
-  return Fails({.point = FaultPoint::kReadlink, .path = path}) ? -1
-                                                               : ::readlink(path, buffer, size);
+  return Fails(kReadlink, path) ? -1 : ::readlink(path, buffer, size);
 }
 
 int CheckWritable(const char* path) noexcept {
-  return Fails({.point = FaultPoint::kAccess, .path = path})
-             ? -1
-             : ::faccessat(AT_FDCWD, path, W_OK, AT_EACCESS);
+  return Fails(kAccess, path) ? -1 : ::faccessat(AT_FDCWD, path, W_OK, AT_EACCESS);
 }
 
 int SetMode(int descriptor, mode_t mode) noexcept {
-  return Fails({.point = FaultPoint::kFchmod, .descriptor = descriptor})
-             ? -1
-             : ::fchmod(descriptor, mode);
+  return Fails(kFchmod, descriptor) ? -1 : ::fchmod(descriptor, mode);
 }
 
 int SetOwner(int descriptor, uid_t owner, gid_t group) noexcept {
-  return Fails({.point = FaultPoint::kFchown, .descriptor = descriptor})
-             ? -1
-             : ::fchown(descriptor, owner, group);
+  return Fails(kFchown, descriptor) ? -1 : ::fchown(descriptor, owner, group);
 }
 
 ssize_t GetAttribute(int descriptor, const char* name, void* value, std::size_t size) noexcept {
-  return Fails({.point = FaultPoint::kFgetxattr, .descriptor = descriptor})
-             ? -1
-             : ::fgetxattr(descriptor, name, value, size);
+  return Fails(kFgetxattr, descriptor) ? -1 : ::fgetxattr(descriptor, name, value, size);
 }
 
 ssize_t ListAttributes(int descriptor, char* names, std::size_t size) noexcept {
-  return Fails({.point = FaultPoint::kFlistxattr, .descriptor = descriptor})
-             ? -1
-             : ::flistxattr(descriptor, names, size);
+  return Fails(kFlistxattr, descriptor) ? -1 : ::flistxattr(descriptor, names, size);
 }
 
 int SetAttribute(int descriptor, const char* name, std::string_view value) noexcept {
-  return Fails({.point = FaultPoint::kFsetxattr, .descriptor = descriptor}, ENOTSUP)
+  return Fails(kFsetxattr, descriptor, ENOTSUP)
              ? -1
              : ::fsetxattr(descriptor, name, value.data(), value.size(), 0);
 }
 
 int RemoveAttribute(int descriptor, const char* name) noexcept {
-  return Fails({.point = FaultPoint::kFremovexattr, .descriptor = descriptor})
-             ? -1
-             : ::fremovexattr(descriptor, name);
+  return Fails(kFremovexattr, descriptor) ? -1 : ::fremovexattr(descriptor, name);
 }
 
 int TryLock(int descriptor) noexcept {
-  return Fails({.point = FaultPoint::kFlock, .descriptor = descriptor})
-             ? -1
-             : ::flock(descriptor, LOCK_EX | LOCK_NB);
+  return Fails(kFlock, descriptor) ? -1 : ::flock(descriptor, LOCK_EX | LOCK_NB);
 }
 
 int Rename(const char* from, const char* to) noexcept {
-  return Fails({.point = FaultPoint::kRename, .path = from, .newPath = to}) ? -1
-                                                                            : ::rename(from, to);
+  return Fails({.point = kRename, .path = from, .newPath = to}) ? -1 : ::rename(from, to);
 }
 
 int RenameToNew(const char* from, const char* to) noexcept {
-  if (!Fails({.point = FaultPoint::kRenameat2, .path = from, .newPath = to}, EINVAL) &&
+  if (!Fails({.point = kRenameat2, .path = from, .newPath = to}, EINVAL) &&
       ::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) {
     return 0;
   }
@@ -197,13 +172,10 @@ int RenameToNew(const char* from, const char* to) noexcept {
 }
 
 int Link(const char* from, const char* to) noexcept {
-  return Fails({.point = FaultPoint::kLink, .path = from, .newPath = to}, EPERM) ? -1
-                                                                                 : ::link(from, to);
+  return Fails({.point = kLink, .path = from, .newPath = to}, EPERM) ? -1 : ::link(from, to);
 }
 
-int Unlink(const char* path) noexcept {
-  return Fails({.point = FaultPoint::kUnlink, .path = path}) ? -1 : ::unlink(path);
-}
+int Unlink(const char* path) noexcept { return Fails(kUnlink, path) ? -1 : ::unlink(path); }
 
 FileIdentity IdentityOf(const struct stat& status) noexcept {
   return {static_cast<long long>(status.st_dev),
@@ -227,11 +199,26 @@ timespec FileTime() noexcept {
 
 void RaiseErrno(const char* operation, const std::string& path, int error) {
   if (error == ENOMEM) throw std::bad_alloc();
-  char buffer[256] = "";
-  const char* text = TextOf(::strerror_r(error, buffer, sizeof buffer), buffer);
-  const std::string what = std::string(operation) + " " + path + ": " + text;
+  const std::string what =
+      std::string(operation) + " " + path + ": " + std::generic_category().message(error);
   if (error == EEXIST) throw FileExists(_com_error::kWriteFault, what);
   throw _com_error(_com_error::kWriteFault, what);
+}
+
+struct stat StatusOf(int descriptor, const std::string& path) {
+  struct stat status;
+  if (Status(descriptor, status) != 0) RaiseErrno("fstat", path, errno);
+  return status;
+}
+
+bool ExistsAt(const std::string& path, struct stat& status) {
+  if (LinkStatus(path.c_str(), status) == 0) return true;
+  if (errno != ENOENT) RaiseErrno("lstat", path, errno);
+  return false;
+}
+
+void RequireRegular(const struct stat& status, const std::string& path) {
+  if (!S_ISREG(status.st_mode)) RaiseErrno("open", path, S_ISDIR(status.st_mode) ? EISDIR : EINVAL);
 }
 
 }  // namespace cfgex::internal::file_calls

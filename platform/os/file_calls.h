@@ -1,10 +1,9 @@
 // The system calls that the file operations make, one thin function each.
 //
-// Every call passes its fault point first; where the hook makes it
-// fail, nothing is done but what the call does even when it fails (a descriptor is closed), and
-// `errno` is the hook's, or else ENOSPC for Write and Truncate, what an old file system says
-// for RenameToNew, Link and SetAttribute, EIO for the others; Write may also be made shorter.
-// Results and `errno` are otherwise those of the system.
+// Every call passes its fault point first. If the hook makes it fail, nothing is done, except that
+// Close closes. `errno` is then the hook's; if it sets none, ENOSPC for Write and Truncate, what an
+// old file system answers for RenameToNew, Link and SetAttribute, and EIO for the others. The hook
+// can also make Write write less. Otherwise results and `errno` are those of the system.
 #pragma once
 
 #include <sys/stat.h>
@@ -26,7 +25,7 @@ int Open(const char* path, int flags, mode_t mode = 0) noexcept;
 int Close(int descriptor) noexcept;
 int Dup(int descriptor) noexcept;  // closed on exec
 ssize_t Read(int descriptor, void* buffer, std::size_t size) noexcept;
-ssize_t Write(int descriptor, std::span<const iovec> pieces) noexcept;  // at most IOV_MAX
+ssize_t Write(int descriptor, std::span<const iovec> pieces) noexcept;  // up to IOV_MAX pieces
 int Seek(int descriptor, off_t position) noexcept;
 off_t Position(int descriptor) noexcept;
 int Truncate(int descriptor, off_t length) noexcept;
@@ -44,16 +43,16 @@ int SetAttribute(int descriptor, const char* name, std::string_view value) noexc
 int RemoveAttribute(int descriptor, const char* name) noexcept;
 int TryLock(int descriptor) noexcept;  // flock, exclusive, without waiting
 int Rename(const char* from, const char* to) noexcept;
-// Fails where `to` exists (EEXIST), whatever the file system can do. A process that ends in the
-// midst may leave both names, or an empty file at `to`, on one that cannot do it in one step.
+// Fails with EEXIST if `to` exists, on every file system. On one that cannot do it in one step, a
+// process that ends in between may leave both names, or an empty file at `to`.
 int RenameToNew(const char* from, const char* to) noexcept;
 int Link(const char* from, const char* to) noexcept;
 int Unlink(const char* path) noexcept;
 
 FileIdentity IdentityOf(const struct stat& status) noexcept;
-// Whether a file was last changed before that time, told by the clock that stamps files.
+// Whether a file was last changed before that time of the clock that stamps files.
 bool IsOlder(const FileIdentity& identity, const timespec& time) noexcept;
-// What that clock shows; the beginning of time if it cannot be read.
+// The time of that clock; 0 if it cannot be read.
 timespec FileTime() noexcept;
 
 // Owns a descriptor and closes it; -1 for none.
@@ -80,5 +79,10 @@ class Descriptor {
 // Raises _com_error, FileExists for EEXIST, for the failure of `operation` on `path` with this
 // `errno`.
 [[noreturn]] void RaiseErrno(const char* operation, const std::string& path, int error);
+// As Status and LinkStatus, but a failure raises. ExistsAt is false when there is nothing at the
+// path; RequireRegular raises for a directory, a device and the like.
+struct stat StatusOf(int descriptor, const std::string& path);
+bool ExistsAt(const std::string& path, struct stat& status);
+void RequireRegular(const struct stat& status, const std::string& path);
 
 }  // namespace cfgex::internal::file_calls

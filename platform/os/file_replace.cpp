@@ -1,14 +1,15 @@
 // How the content of a file is replaced.
 //
-// A temporary file is `.NAME.cfgex-new` beside the target NAME, or `.NAME.cfgex-new-1` and so on
-// while other writers are at work. Targets that are named by number share one NAME, so that remains
-// of any of them are found.
+// The temporary file of a target NAME is `.NAME.cfgex-new` beside it. It is `.cfgex-new` if NAME is
+// too long, or if the target is written only once: remains under a name of its own would never be
+// removed. While other writers are at work under that name, `-1` is added, and so on.
 //
 // 1. A temporary file belongs to the writer that holds the lock (flock) on the file at its path.
-//    Only that writer writes, renames or removes it. The lock outlives the descriptor that is
-//    written and closed, and ends with the rename or removal.
-// 2. A temporary file that nobody has locked is the remains of a crash (or was made a moment ago
-//    by a writer that has yet to lock it, and finds out that it lost it). The next writer removes
+//    Only that writer writes, renames or removes it. So writers whose names meet, of one target or
+//    of several, in one process or in several, never harm each other.
+// 2. The lock outlives the descriptor that is written and closed. It ends with the rename or
+//    removal, and with the process. A temporary file that nobody has locked is what a crash left
+//    (or its maker has yet to lock it, and will find out that it is lost). The next writer removes
 //    it.
 // 3. The target's name always leads to a whole file: the old one until the rename, then the new.
 //
@@ -38,20 +39,12 @@ using file_calls::Descriptor;
 using file_calls::RaiseErrno;
 
 constexpr int kMostLinks = 40;     // as the kernel has it
-constexpr int kMostWriters = 100;  // at work in one directory on one name
-constexpr int kMostRaces = 1000;   // lost to other writers before the operation fails
+constexpr int kMostWriters = 100;  // at work in one directory under one name
 
 // Everything up to and with the last slash; empty for a name alone.
 std::string DirectoryPart(const std::string& path) {
   const std::size_t slash = path.rfind('/');
   return slash == std::string::npos ? std::string() : path.substr(0, slash + 1);
-}
-
-// False when there is nothing at the path.
-bool LookAt(const std::string& path, struct stat& status) {
-  if (file_calls::LinkStatus(path.c_str(), status) == 0) return true;
-  if (errno != ENOENT) RaiseErrno("lstat", path, errno);
-  return false;
 }
 
 std::string LinkText(const std::string& path) {
@@ -61,15 +54,11 @@ std::string LinkText(const std::string& path) {
   return std::string(text, static_cast<std::size_t>(length));
 }
 
-// Whether a directory's refusal to take a file, or a new one in an old one's place, leaves the way
-// to write the target itself. A full disk does not: that would cost the old content.
+// Whether the target itself may be written after its directory refused a new file with this error.
+// A full disk is no such error: writing in place would destroy the old content.
 bool IsRefusalOfDirectory(int error) noexcept {
   return error == EACCES || error == EPERM || error == EROFS || error == ENAMETOOLONG ||
          error == EBUSY || error == EXDEV;
-}
-
-bool IsSameFile(const struct stat& a, const struct stat& b) noexcept {
-  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
 FileIdentity IdentityOf(int descriptor) noexcept {
@@ -87,12 +76,11 @@ class TemporaryFile {
   TemporaryFile(const TemporaryFile&) = delete;
   TemporaryFile& operator=(const TemporaryFile&) = delete;
 
-  // Makes the file beside `target`, as one of `name`. Gives 0, or the `errno` that says why the
-  // directory takes none.
-  int Create(const std::string& target, std::string name, mode_t mode);
+  // Makes the file beside `target`. Returns 0, or why the directory takes none.
+  int Create(const std::string& target, bool isWrittenOnce, mode_t mode);
   // Closes the descriptor that was written, and keeps the lock.
   void CloseWritten();
-  // Puts the file in the target's place. Gives 0 or an `errno`.
+  // Puts the file in the target's place. Returns 0 or an `errno`.
   int RenameTo(const std::string& target, bool mustBeNew);
 
   int Get() const noexcept { return m_Written.Get(); }
@@ -101,88 +89,60 @@ class TemporaryFile {
   const std::string& Path() const noexcept { return m_Path; }
 
  private:
-  enum class Attempt { kMade, kTaken, kRace, kFailed };
-  Attempt CreateAt(const std::string& path, mode_t mode);
-  static Attempt RemoveRemains(const std::string& path);
-
   std::string m_Path;  // empty when there is no file to remove
   // Both are one open file, and so one lock.
   Descriptor m_Lock;
   Descriptor m_Written;
 };
 
-// Locks what is open and says whether it is still the file at the path. Without locks on
-// this file system the file counts as locked if it is one's own new one. `errno` is 0 when nothing
-// failed but the race was lost.
-bool LockAndConfirm(int descriptor, const std::string& path, bool ownNewFile) {
-  if (file_calls::TryLock(descriptor) != 0 && (errno == EWOULDBLOCK || !ownNewFile)) {
-    errno = 0;
-    return false;
-  }
+// Locks what is open. Returns 0 if it is then still the file at the path, EEXIST if another writer
+// has it or has replaced it, or why that cannot be told.
+int LockAt(const std::string& path, int descriptor, bool isOwn) {
+  // On a file system without locks only one's own new file counts as locked.
+  if (file_calls::TryLock(descriptor) != 0 && (errno == EWOULDBLOCK || !isOwn)) return EEXIST;
   struct stat opened;
   struct stat named;
-  if (file_calls::Status(descriptor, opened) != 0) return false;
-  if (file_calls::LinkStatus(path.c_str(), named) != 0) {
-    if (errno == ENOENT) errno = 0;
-    return false;
-  }
-  errno = 0;
-  return IsSameFile(opened, named);
+  if (file_calls::Status(descriptor, opened) != 0) return errno;
+  if (file_calls::LinkStatus(path.c_str(), named) != 0) return errno == ENOENT ? EEXIST : errno;
+  return opened.st_dev == named.st_dev && opened.st_ino == named.st_ino ? 0 : EEXIST;
 }
 
-TemporaryFile::Attempt TemporaryFile::RemoveRemains(const std::string& path) {
+// Removes what a crash left at the path. Returns 0, EEXIST if it is not that or cannot be removed,
+// or why that cannot be told: then no file is to be made beside it, or they would pile up.
+int RemoveRemains(const std::string& path) {
   const Descriptor found(
       file_calls::Open(path.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY));
-  if (!found.IsOpen()) return errno == ENOENT ? Attempt::kRace : Attempt::kTaken;
-  // A name that cannot be made free for a fault of the disk must not lead to one more beside it.
-  if (!LockAndConfirm(found.Get(), path, false))
-    return errno == 0 ? Attempt::kTaken : Attempt::kFailed;
-  return file_calls::Unlink(path.c_str()) == 0 ? Attempt::kRace : Attempt::kTaken;
+  if (!found.IsOpen()) return errno == ENOENT ? 0 : EEXIST;
+  if (const int error = LockAt(path, found.Get(), false); error != 0) return error;
+  return file_calls::Unlink(path.c_str()) == 0 ? 0 : EEXIST;
 }
 
-TemporaryFile::Attempt TemporaryFile::CreateAt(const std::string& path, mode_t mode) {
-  std::string kept = path;  // now: without memory for it the file could not be removed again
-  Descriptor made(file_calls::Open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, mode));
-  if (!made.IsOpen()) return errno == EEXIST ? RemoveRemains(path) : Attempt::kFailed;
-  if (!LockAndConfirm(made.Get(), path, true)) return Attempt::kRace;
-  m_Path = std::move(kept);
-  m_Lock = std::move(made);
-  return Attempt::kMade;
-}
-
-int TemporaryFile::Create(const std::string& target, std::string name, mode_t mode) {
+int TemporaryFile::Create(const std::string& target, bool isWrittenOnce, mode_t mode) {
   constexpr std::string_view kEnding = ".cfgex-new";
-  constexpr std::size_t kLongestName = NAME_MAX - 1 - kEnding.size() - sizeof "-99";
-  const std::string directory = DirectoryPart(target);
-  // A long name is cut, between two characters. Other long names may be cut to the same: then their
-  // writers are to each other as writers of one target.
-  if (name.empty()) name = target.substr(directory.size());
-  if (name.size() > kLongestName) {
-    std::size_t length = kLongestName;
-    while (length > 0 && (static_cast<unsigned char>(name[length]) & 0xC0) == 0x80) --length;
-    name.resize(length);
-  }
-  const std::string first = directory + "." + name + std::string(kEnding);
+  std::string first = DirectoryPart(target);
+  const std::string name = target.substr(first.size());
+  if (!isWrittenOnce && 1 + name.size() + kEnding.size() + sizeof "-99" <= NAME_MAX)
+    first += "." + name;
+  first += kEnding;
 
-  int races = 0;
-  for (int number = 0; number < kMostWriters;) {
-    const std::string path = number == 0 ? first : first + "-" + std::to_string(number);
-    switch (CreateAt(path, mode)) {
-      case Attempt::kMade: {
-        Descriptor written(file_calls::Dup(m_Lock.Get()));
-        if (!written.IsOpen()) RaiseErrno("dup", m_Path, errno);
-        m_Written = std::move(written);
-        return 0;
-      }
-      case Attempt::kFailed:
-        return errno;
-      case Attempt::kTaken:
-        ++number;
-        break;
-      case Attempt::kRace:
-        if (++races == kMostRaces) return EBUSY;
-        break;
+  int error = 0;
+  for (int number = 0; number < kMostWriters; number += error == EEXIST ? 1 : 0) {
+    // Kept from here on: without memory for it the file could not be removed again.
+    std::string path = number == 0 ? first : first + "-" + std::to_string(number);
+    Descriptor made(file_calls::Open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, mode));
+    if (!made.IsOpen()) {
+      error = errno == EEXIST ? RemoveRemains(path) : errno;
+    } else if (error = LockAt(path, made.Get(), true); error == 0) {
+      m_Path = std::move(path);
+      m_Lock = std::move(made);
+      m_Written = Descriptor(file_calls::Dup(m_Lock.Get()));
+      if (!m_Written.IsOpen()) RaiseErrno("dup", m_Path, errno);
+      return 0;
+    } else if (error != EEXIST) {
+      made = Descriptor();
+      RemoveRemains(path);
     }
+    if (error != 0 && error != EEXIST) return error;
   }
   return EBUSY;
 }
@@ -223,14 +183,14 @@ Descriptor OpenToLookAt(const std::string& target) {
   return result;
 }
 
-// Gives 0, or the `errno` with which the directory refused, before the target was touched.
-int ReplaceBesides(const std::string& target, const std::string& family,
-                   const std::optional<FileRights>& rights, bool mustBeNew,
-                   const ContentWriter& write, FileIdentity& identity) {
+// Returns 0, or the `errno` with which the directory refused before the target was changed.
+int ReplaceBesides(const std::string& target, const std::optional<FileRights>& rights,
+                   bool mustBeNew, bool isWrittenOnce, const ContentWriter& write,
+                   FileIdentity& identity) {
   TemporaryFile file;
   constexpr mode_t kMineAlone = S_IRUSR | S_IWUSR;
   constexpr mode_t kEverybody = kMineAlone | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
-  const int refused = file.Create(target, family, rights ? kMineAlone : kEverybody);
+  const int refused = file.Create(target, isWrittenOnce, rights ? kMineAlone : kEverybody);
   if (refused != 0) return refused;
   write(file.Get());
   if (rights) GiveRights(file.Get(), *rights, file.Path());
@@ -243,15 +203,14 @@ int ReplaceBesides(const std::string& target, const std::string& family,
   return 0;
 }
 
-// Gives false when the target cannot be opened, or has other names, under which nobody awaits this.
-// Nothing is cut off before the new content stands.
+// False when the target cannot be opened, or has other names, whose users do not expect a change.
+// The old content is cut off only after the new one is written.
 bool WriteInPlace(const std::string& target, const FileRights& rights, const ContentWriter& write,
                   FileIdentity& identity) {
   Descriptor file(file_calls::Open(target.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY));
   if (!file.IsOpen()) return false;
-  struct stat status;
-  if (file_calls::Status(file.Get(), status) != 0) RaiseErrno("fstat", target, errno);
-  if (!S_ISREG(status.st_mode)) RaiseErrno("open", target, EINVAL);
+  const struct stat status = file_calls::StatusOf(file.Get(), target);
+  file_calls::RequireRegular(status, target);
   if (status.st_nlink > 1) return false;
   CutRights(file.Get(), rights, target);
   write(file.Get());
@@ -268,7 +227,7 @@ bool WriteInPlace(const std::string& target, const FileRights& rights, const Con
 
 std::string FollowLinks(std::string path) {
   struct stat status;
-  for (int links = 0; LookAt(path, status) && S_ISLNK(status.st_mode); ++links) {
+  for (int links = 0; file_calls::ExistsAt(path, status) && S_ISLNK(status.st_mode); ++links) {
     if (links == kMostLinks) RaiseErrno("readlink", path, ELOOP);
     const std::string next = LinkText(path);
     path = next.starts_with('/') ? next : DirectoryPart(path).append(next);
@@ -277,22 +236,21 @@ std::string FollowLinks(std::string path) {
 }
 
 FileIdentity ReplaceContent(const std::string& target, bool mustBeNew, const RightsChooser& choose,
-                            const ContentWriter& write, const std::string& family) {
+                            const ContentWriter& write, bool isWrittenOnce) {
   if (target.empty()) RaiseErrno("open", target, ENOENT);
   if (target.ends_with('/')) RaiseErrno("open", target, EISDIR);
   struct stat old;
-  const bool exists = LookAt(target, old);
+  const bool exists = file_calls::ExistsAt(target, old);
   if (exists) {
     if (mustBeNew) RaiseErrno("open", target, EEXIST);
-    if (S_ISDIR(old.st_mode)) RaiseErrno("open", target, EISDIR);
-    if (!S_ISREG(old.st_mode)) RaiseErrno("open", target, EINVAL);
+    file_calls::RequireRegular(old, target);
     if (file_calls::CheckWritable(target.c_str()) != 0) RaiseErrno("open", target, errno);
   }
   std::optional<FileRights> present;
   if (exists) present = RightsOf(OpenToLookAt(target).Get(), target);
   const std::optional<FileRights> rights = choose(present);
   FileIdentity identity{};
-  const int error = ReplaceBesides(target, family, rights, mustBeNew, write, identity);
+  const int error = ReplaceBesides(target, rights, mustBeNew, isWrittenOnce, write, identity);
   if (error == 0) return identity;
   const bool tryInPlace = exists && rights && IsRefusalOfDirectory(error);
   if (!tryInPlace || !WriteInPlace(target, *rights, write, identity))
@@ -304,8 +262,8 @@ namespace {
 
 void RequireRegularFile(const std::string& path) {
   struct stat status;
-  if (!LookAt(path, status)) RaiseErrno("lstat", path, ENOENT);
-  if (!S_ISREG(status.st_mode)) RaiseErrno("lstat", path, EINVAL);
+  if (!file_calls::ExistsAt(path, status)) RaiseErrno("lstat", path, ENOENT);
+  file_calls::RequireRegular(status, path);
 }
 
 }  // namespace

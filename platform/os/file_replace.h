@@ -1,4 +1,4 @@
-// The replacement of one file by new content; the steps stand in the source.
+// The replacement of one file by new content; the steps are listed in the source.
 #pragma once
 
 #include <functional>
@@ -16,26 +16,26 @@ namespace cfgex::internal {
 // called a second time, with another descriptor.
 using ContentWriter = std::function<void(int descriptor)>;
 
-// The path of the file that a path names in the end: symbolic links at the last component are
-// followed, also one whose target does not exist. Raises _com_error (too many links).
+// The path of the file that a path leads to. Symbolic links at the last component are followed,
+// also one whose target does not exist. Raises _com_error (too many links).
 std::string FollowLinks(std::string path);
 
-// Says what the file is to have, given what the target has if it exists. None is for a new file,
-// which then gets what the umask and its directory leave.
+// Returns the rights for the file, given those of the target if it exists. None is for a new file
+// only, which then gets what the umask and its directory leave.
 using RightsChooser =
     std::function<std::optional<FileRights>(const std::optional<FileRights>& present)>;
 
 // Replaces the content of the file at `target`, which is no symbolic link (see FollowLinks). With
-// `mustBeNew` an existing target is a failure. `family` takes the place of the target's name in
-// that of the temporary file, unless it is empty. Gives
-// the identity of the file that has the content, none if it cannot be told. Every failure raises
-// _com_error.
+// `mustBeNew` an existing target is a failure. `isWrittenOnce` is for a target whose name is not
+// used again, such as one with a number in it. Returns the identity of the file that has the
+// content, none if it is not known. Every failure raises _com_error.
 FileIdentity ReplaceContent(const std::string& target, bool mustBeNew, const RightsChooser& choose,
-                            const ContentWriter& write, const std::string& family = {});
+                            const ContentWriter& write, bool isWrittenOnce = false);
 
-// Gives a regular file a second or another name, which must be new. Raises _com_error. Of the
-// second name the directory is flushed. The other is on the disk as soon as a new file in the old
-// place is: what is done to one name keeps its order.
+// Adds a name to a regular file, or changes its name; the name must be new. Raises _com_error.
+// LinkToNew flushes the directory. RenameToNew need not: when a new file is made in the old place
+// and its directory is flushed, the renaming is on the disk, because the changes of one name keep
+// their order.
 void LinkToNew(const std::string& path, const std::string& name);
 void RenameToNew(const std::string& path, const std::string& name);
 

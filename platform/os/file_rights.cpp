@@ -34,7 +34,7 @@ constexpr mode_t WithBits(mode_t mode, mode_t group, mode_t other) noexcept {
   return (mode & ~static_cast<mode_t>(S_IRWXG | S_IRWXO)) | group << 3 | other;
 }
 
-// Whether a call says that there are no such things here, or that they are not for this process.
+// Whether the file system lacks a thing, or the process may not set it.
 bool IsRefusal(int error) noexcept {
   return error == ENOTSUP || error == ENOSYS || error == EPERM || error == EACCES ||
          error == EINVAL;
@@ -65,7 +65,7 @@ std::vector<std::pair<std::string, std::string>> UserAttributesOf(int descriptor
   return result;
 }
 
-// Calls `visit` for each entry of a list; what it changes is written back.
+// Calls `visit` with the tag and the bits of each entry of a list. Changed bits are written back.
 template <class Visitor>
 void ForEachEntry(std::string& list, const Visitor& visit) {
   posix_acl_xattr_entry entry;
@@ -79,8 +79,8 @@ void ForEachEntry(std::string& list, const Visitor& visit) {
   }
 }
 
-// For a file of another group. Members of the old group are among its others, and the other way
-// round: both get what both had.
+// For a file of another group. Members of the old group are now among the others, and some others
+// are members of the new group. So group and others get only what both had.
 void CutForOtherGroup(FileRights& rights) {
   mode_t both = GroupBits(rights.mode) & OtherBits(rights.mode);
   ForEachEntry(rights.list, [&](int tag, mode_t& bits) {
@@ -89,8 +89,8 @@ void CutForOtherGroup(FileRights& rights) {
   rights.mode = WithBits(rights.mode, rights.list.empty() ? both : GroupBits(rights.mode), both);
 }
 
-// The bits that let in nobody whom the list keeps out: those that it names are then of the group or
-// of the others.
+// The mode for a file without the list. Users and groups in the list then count as group or others,
+// so those get no more than each of them had.
 mode_t ModeWithoutList(const FileRights& rights) {
   mode_t group = 07;
   mode_t named = 07;
@@ -103,7 +103,7 @@ mode_t ModeWithoutList(const FileRights& rights) {
                   OtherBits(rights.mode) & named);
 }
 
-// Gives the file the list, with the bits of the mode. False where it takes none.
+// Sets the list, with the bits of the mode. False where the file takes none.
 bool GiveList(int descriptor, FileRights rights, const std::string& path) {
   if (rights.list.empty()) return false;
   ForEachEntry(rights.list, [&](int tag, mode_t& bits) {
@@ -116,7 +116,7 @@ bool GiveList(int descriptor, FileRights rights, const std::string& path) {
   return false;
 }
 
-// False where an inherited list may still be there.
+// False if an inherited list may still be there.
 bool RemoveList(int descriptor, const std::string& path) {
   if (file_calls::RemoveAttribute(descriptor, kAccessList) == 0) return true;
   if (errno == ENODATA || errno == ENOTSUP || errno == ENOSYS) return true;
@@ -124,24 +124,24 @@ bool RemoveList(int descriptor, const std::string& path) {
   return false;
 }
 
-// Gives owner and group, or the group alone, as far as the process may.
-void GiveOwner(int descriptor, const FileRights& rights, struct stat& status,
-               const std::string& path) {
-  if (status.st_uid == rights.owner && status.st_gid == rights.group) return;
+// Sets owner and group, or only the group, as far as the process may. Returns what the file then
+// has.
+struct stat GiveOwner(int descriptor, const FileRights& rights, const std::string& path) {
+  const struct stat status = file_calls::StatusOf(descriptor, path);
+  if (status.st_uid == rights.owner && status.st_gid == rights.group) return status;
   if (file_calls::SetOwner(descriptor, rights.owner, rights.group) != 0) {
     if (errno == EIO) RaiseErrno("fchown", path, errno);
     if (file_calls::SetOwner(descriptor, status.st_uid, rights.group) != 0 && errno == EIO)
       RaiseErrno("fchown", path, errno);
   }
-  if (file_calls::Status(descriptor, status) != 0) RaiseErrno("fstat", path, errno);
+  return file_calls::StatusOf(descriptor, path);
 }
 
 }  // namespace
 
 FileRights RightsOf(int descriptor, const std::string& path) {
-  struct stat status;
-  if (file_calls::Status(descriptor, status) != 0) RaiseErrno("fstat", path, errno);
-  if (!S_ISREG(status.st_mode)) RaiseErrno("open", path, EINVAL);
+  const struct stat status = file_calls::StatusOf(descriptor, path);
+  file_calls::RequireRegular(status, path);
   return {status.st_uid, status.st_gid, status.st_mode & kPermissions,
           AttributeOf(descriptor, kAccessList, path), UserAttributesOf(descriptor, path)};
 }
@@ -169,11 +169,9 @@ void GiveRights(int descriptor, FileRights rights, const std::string& path) {
       RaiseErrno("fsetxattr", path, errno);
   }
   const bool mayHaveList = !RemoveList(descriptor, path);
-  struct stat status;
-  if (file_calls::Status(descriptor, status) != 0) RaiseErrno("fstat", path, errno);
-  GiveOwner(descriptor, rights, status, path);
+  const struct stat status = GiveOwner(descriptor, rights, path);
 
-  // The right to act as the owner is nobody else's.
+  // The set-id bits are for the old owner and group only.
   if (status.st_uid != rights.owner || status.st_gid != rights.group) rights.mode &= kEverybody;
   if (status.st_gid != rights.group) CutForOtherGroup(rights);
   if (!GiveList(descriptor, rights, path)) {
@@ -191,15 +189,15 @@ void CutRights(int descriptor, FileRights rights, const std::string& path) {
     return;
   if (!ofSameGroup) CutForOtherGroup(rights);
   mode_t allowed = ModeWithoutList(rights);
-  // Those whom the file's own list names may be anybody.
+  // The file's own list may name anybody.
   if (!present.list.empty())
     allowed = WithBits(allowed, GroupBits(allowed) & OtherBits(allowed), OtherBits(allowed));
-  // An owner can give himself every right. Root and this process can read the content anyway.
+  // A file's owner can take every right. Root and this process can read the content anyway.
   if (!ofSameOwner && present.owner != 0 && present.owner != ::geteuid() &&
       (allowed & S_IROTH) == 0) {
     RaiseErrno("open", path, EPERM);
   }
-  // Those who can write it could do so before.
+  // The rights to write it stay.
   constexpr mode_t kLeft = S_ISUID | S_ISGID | S_ISVTX | S_IRWXU | S_IWGRP | S_IWOTH;
   const mode_t mode = present.mode & (allowed | kLeft);
   if (mode != present.mode && file_calls::SetMode(descriptor, mode) != 0)

@@ -1,8 +1,8 @@
-// Who may do what with a file, and how that passes to the file that takes its place or holds a copy
-// of it: owner, group, permissions, POSIX access list, and the attributes `user.*`.
+// Owner, group, permissions, POSIX access list and attributes `user.*` of a file, and how they pass
+// to the file that takes its place or is a copy of it.
 //
-// Nobody gets more by that. What cannot be given (the owner, without the rights of root; the list,
-// on another file system) leaves the others with less.
+// Nobody gets more rights by that. Where a part cannot be set (the owner, without the rights of
+// root; the list, on some file systems), others get less.
 #pragma once
 
 #include <sys/types.h>
@@ -17,25 +17,25 @@ struct FileRights {
   uid_t owner = 0;
   gid_t group = 0;
   mode_t mode = 0;   // with a list its group bits are the list's mask
-  std::string list;  // the attribute as the system has it; empty for none
+  std::string list;  // the attribute, as the system stores it; empty for none
   std::vector<std::pair<std::string, std::string>> attributes;  // user.*
 };
 
-// What a regular file that is opened has. Raises _com_error. `path` is for the text of that.
+// The rights of an open regular file. Raises _com_error, with `path` in its text.
 FileRights RightsOf(int descriptor, const std::string& path);
 
-// What a copy of a file with these rights gets: no more than those, and no more than the bits
-// `limit`; but its owner can replace it. Attributes stay behind.
+// The rights of a copy: those of the source, without its attributes and the bits that `limit` does
+// not have. The copy's owner can always read and write it.
 FileRights RightsOfCopy(FileRights source, mode_t limit);
-// What a new file of this thread is not to have: the umask.
+// The umask of this thread.
 mode_t Umask();
 
-// Gives them to a new file that only its owner can open so far. What its directory gave it goes.
-// Raises _com_error.
+// Sets the rights of a new file, which only its owner can open until then. Those that it inherited
+// from its directory are removed. Raises _com_error.
 void GiveRights(int descriptor, FileRights rights, const std::string& path);
 
-// Takes from an existing file, which is about to be written, what lets in more than these rights
-// do. Raises _com_error where that cannot be done.
+// Removes from an existing file, before it is written, the permissions that let in more than these
+// rights do. Raises _com_error where that cannot be done.
 void CutRights(int descriptor, FileRights rights, const std::string& path);
 
 }  // namespace cfgex::internal

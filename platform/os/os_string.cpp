@@ -12,8 +12,8 @@ namespace OS {
 
 namespace {
 
-// The format with an "l" before each "s" and "c" that has no length of its own: to the C library
-// "%s" is a narrow string.
+// The format with an "l" before each "s" and "c" without a length modifier: in the C library "%s"
+// is a narrow string.
 std::wstring WithWideTexts(const wchar_t* format) {
   std::wstring result;
   while (*format != L'\0') {
@@ -33,7 +33,7 @@ struct StreamCloser {
   void operator()(std::FILE* stream) const noexcept { std::fclose(stream); }
 };
 
-// Formats into a stream in memory, which tells a long result from one that cannot be formatted.
+// Formats into a stream in memory: unlike vswprintf, it fails only if the format does.
 std::wstring FormatLong(const wchar_t* format, std::va_list arguments) {
   wchar_t* text = nullptr;
   std::size_t length = 0;

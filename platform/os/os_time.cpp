@@ -1,8 +1,9 @@
 #include "cfgex/os_time.h"
 
 #include <algorithm>
-#include <cstdint>
+#include <cstdlib>
 #include <cwchar>
+#include <iterator>
 #include <limits>
 #include <string>
 
@@ -14,40 +15,34 @@ int SubtractSaturated(int value, int amount) noexcept {
   return std::max(value, std::numeric_limits<int>::min() + amount) - amount;
 }
 
-void AppendNumber(std::wstring& text, std::int64_t number, std::size_t digits) {
-  if (number < 0) text += L'-';
-  const std::wstring figures = std::to_wstring(number < 0 ? -number : number);
-  text.append(digits > figures.size() ? digits - figures.size() : 0, L'0');
-  text += figures;
-}
+// Conversions to plain numbers are made without the C library: its year has fewer than four digits
+// before 1000, and it has no numbers out of range.
+struct PlainNumber {
+  wchar_t conversion;
+  int tm::*field;
+  int first;  // what the field's 0 stands for
+  int digits;
+};
+constexpr PlainNumber kPlainNumbers[] = {{L'Y', &tm::tm_year, 1900, 4}, {L'm', &tm::tm_mon, 1, 2},
+                                         {L'd', &tm::tm_mday, 0, 2},    {L'H', &tm::tm_hour, 0, 2},
+                                         {L'M', &tm::tm_min, 0, 2},     {L'S', &tm::tm_sec, 0, 2},
+                                         {L'j', &tm::tm_yday, 1, 3}};
 
-// The plain numbers, without the C library: its year has fewer than four digits before 1000.
-bool AppendField(std::wstring& text, wchar_t conversion, const tm& fields) {
-  const auto put = [&text](std::int64_t number, std::size_t digits) {
-    AppendNumber(text, number, digits);
+// False for a conversion that is none of these.
+bool AppendNumber(std::wstring& text, wchar_t conversion, const tm& fields) {
+  for (const PlainNumber& plain : kPlainNumbers) {
+    if (plain.conversion != conversion) continue;
+    const long long number = static_cast<long long>(fields.*plain.field) + plain.first;
+    wchar_t figures[24];
+    std::swprintf(figures, std::size(figures), L"%ls%0*lld", number < 0 ? L"-" : L"", plain.digits,
+                  std::abs(number));
+    text += figures;
     return true;
-  };
-  switch (conversion) {
-    case L'Y':
-      return put(std::int64_t{fields.tm_year} + 1900, 4);
-    case L'm':
-      return put(std::int64_t{fields.tm_mon} + 1, 2);
-    case L'd':
-      return put(fields.tm_mday, 2);
-    case L'H':
-      return put(fields.tm_hour, 2);
-    case L'M':
-      return put(fields.tm_min, 2);
-    case L'S':
-      return put(fields.tm_sec, 2);
-    case L'j':
-      return put(std::int64_t{fields.tm_yday} + 1, 3);
-    default:
-      return false;
   }
+  return false;
 }
 
-// The fields, kept so far from the limits of `int` that the C library's sums do not overflow.
+// The fields, limited so that the C library's sums do not overflow.
 tm WithinReach(tm fields) noexcept {
   constexpr int kLimit = 1'000'000'000;
   for (int* field : {&fields.tm_sec, &fields.tm_min, &fields.tm_hour, &fields.tm_mday,
@@ -60,7 +55,7 @@ tm WithinReach(tm fields) noexcept {
 // Any other conversion, as the C library makes it. One that takes more than 2^20 characters is
 // left out.
 void AppendConversion(std::wstring& text, std::wstring conversion, const tm& fields) {
-  // 0 tells a result that does not fit from an empty one only when no result is empty.
+  // The result 0 means that it does not fit only if no result is empty.
   conversion += L'.';
   const tm safe = WithinReach(fields);
   std::wstring buffer;
@@ -85,17 +80,11 @@ CTime::CTime(int year, int month, int day, int hour, int minute, int second) noe
   m_Fields.tm_isdst = -1;
 }
 
-// A `tm` here has a pointer to a zone's name as well, which need not outlive the call.
-CTime::CTime(const tm& fields) noexcept {
-  m_Fields.tm_sec = fields.tm_sec;
-  m_Fields.tm_min = fields.tm_min;
-  m_Fields.tm_hour = fields.tm_hour;
-  m_Fields.tm_mday = fields.tm_mday;
-  m_Fields.tm_mon = fields.tm_mon;
-  m_Fields.tm_year = fields.tm_year;
-  m_Fields.tm_wday = fields.tm_wday;
-  m_Fields.tm_yday = fields.tm_yday;
-  m_Fields.tm_isdst = fields.tm_isdst;
+// What a `tm` has here beside the nine fields is left out: the zone's name need not outlive the
+// call.
+CTime::CTime(const tm& fields) noexcept : m_Fields(fields) {
+  m_Fields.tm_gmtoff = 0;
+  m_Fields.tm_zone = nullptr;
 }
 
 x_wstring CTime::Format(const wchar_t* format) const {
@@ -112,7 +101,7 @@ x_wstring CTime::Format(const wchar_t* format) const {
       text += format;
       break;
     }
-    if (last != format + 1 || !AppendField(text, *last, m_Fields)) {
+    if (last != format + 1 || !AppendNumber(text, *last, m_Fields)) {
       AppendConversion(text, std::wstring(format, last + 1), m_Fields);
     }
     format = last + 1;

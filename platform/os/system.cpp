@@ -1,9 +1,8 @@
 #include "platform/os/system.h"
 
-#include <sys/random.h>
+#include <unistd.h>
 
-#include <cerrno>
-#include <ctime>
+#include <chrono>
 #include <cwchar>
 
 #include "platform/os/fault_point.h"
@@ -14,21 +13,15 @@ using cfgex::internal::FaultHere;
 using cfgex::internal::FaultPoint;
 
 std::uint32_t GetTickCount() noexcept {
-  timespec now{};
-  ::clock_gettime(CLOCK_MONOTONIC, &now);
-  return static_cast<std::uint32_t>(static_cast<std::uint64_t>(now.tv_sec) * 1000 +
-                                    static_cast<std::uint64_t>(now.tv_nsec) / 1'000'000);
+  using namespace std::chrono;
+  const auto now = steady_clock::now().time_since_epoch();
+  return static_cast<std::uint32_t>(duration_cast<milliseconds>(now).count());
 }
 
 bool CoCreateGuid(GUID& guid) noexcept {
   if (FaultHere(FaultPoint::kGetrandom)) return false;
   GUID result{};
-  ssize_t got = 0;
-  do {
-    got = ::getrandom(result.bytes.data(), result.bytes.size(), 0);
-  } while (got < 0 && errno == EINTR);
-  if (got != static_cast<ssize_t>(result.bytes.size())) return false;
-
+  if (::getentropy(result.bytes.data(), result.bytes.size()) != 0) return false;
   const auto mark = [&result](std::size_t at, unsigned mask, unsigned bits) {
     result.bytes[at] = static_cast<std::uint8_t>((result.bytes[at] & mask) | bits);
   };

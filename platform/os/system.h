@@ -9,17 +9,17 @@
 
 namespace OS {
 
-// Milliseconds since the system started, modulo 2^32. They only serve to make names differ.
+// Milliseconds since the system started, modulo 2^32. They only make names differ.
 std::uint32_t GetTickCount() noexcept;
 
 // A random identifier of 128 bits (https://www.rfc-editor.org/rfc/rfc4122, version 4).
 struct GUID {
   std::array<std::uint8_t, 16> bytes;
 };
-// False, and `guid` unchanged, when the system gives no random bytes.
+// False, and `guid` unchanged, when the system has no random bytes.
 bool CoCreateGuid(GUID& guid) noexcept;
-// The text form: upper-case hexadecimal in groups of 8, 4, 4, 4 and 12 digits between braces. Gives
-// its length with the null character, or 0 if it does not fit into `size` characters.
+// The text form: upper-case hexadecimal in groups of 8, 4, 4, 4 and 12 digits between braces.
+// Returns its length with the null character, or 0 if it does not fit into `size` characters.
 int StringFromGUID2(const GUID& guid, wchar_t* buffer, int size) noexcept;
 
 // The number at the start of a text, after blanks and a sign, modulo 2^32; 0 without digits.

@@ -1,5 +1,7 @@
 #include "cfgex/variant.h"
 
+#include <strings.h>
+
 #include <algorithm>
 #include <charconv>
 #include <chrono>
@@ -8,7 +10,6 @@
 #include <cstring>
 #include <limits>
 #include <new>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -28,119 +29,34 @@ constexpr HRESULT kDone = 0;
 
 HRESULT Failure(_com_error::Code code) noexcept { return static_cast<HRESULT>(code); }
 
-std::wstring_view ViewOf(const VARIANT& value) noexcept {
-  return {value.bstrVal != nullptr ? value.bstrVal : L"", SysStringLen(value.bstrVal)};
-}
+// Any whole number of a variant.
+__extension__ typedef __int128 Number;
 
-// Whole numbers. Every kind of them lies within sign and magnitude of 64 bits.
-
-struct Number {
-  bool negative = false;
-  std::uint64_t magnitude = 0;
-};
-
-template <class Integer>
-Number NumberOf(Integer value) noexcept {
-  using Widest = std::conditional_t<std::is_signed_v<Integer>, std::int64_t, std::uint64_t>;
-  const Widest wide = value + Integer{0};  // promoted first, so that the sign is kept
-  const auto bits = static_cast<std::uint64_t>(wide);
-  return wide < Widest{0} ? Number{true, 0 - bits} : Number{false, bits};
-}
-
-std::optional<Number> ReadNumber(const VARIANT& value) noexcept {
-  switch (value.vt) {
-    case VT_I1:
-      return NumberOf(value.cVal);
-    case VT_UI1:
-      return NumberOf(value.bVal);
-    case VT_I2:
-      return NumberOf(value.iVal);
-    case VT_UI2:
-      return NumberOf(value.uiVal);
-    case VT_I4:
-    case VT_INT:
-      return NumberOf(value.lVal);
-    case VT_UI4:
-    case VT_UINT:
-      return NumberOf(value.ulVal);
-    case VT_I8:
-      return NumberOf(value.llVal);
-    case VT_UI8:
-      return NumberOf(value.ullVal);
-    default:
-      return std::nullopt;
-  }
-}
-
-template <class Integer>
-HRESULT StoreIn(Integer& place, const Number& number) noexcept {
-  constexpr auto kGreatest = static_cast<std::uint64_t>(std::numeric_limits<Integer>::max());
-  constexpr std::uint64_t kLeast = std::numeric_limits<Integer>::is_signed ? kGreatest + 1 : 0;
-  if (number.magnitude > (number.negative ? kLeast : kGreatest)) {
-    return Failure(_com_error::kOverflow);
-  }
-  place = static_cast<Integer>(number.negative ? 0 - number.magnitude : number.magnitude);
-  return kDone;
-}
-
-// Puts the number into the member of `target` that `kind` names.
-HRESULT StoreNumber(VARIANT& target, VARTYPE kind, const Number& number) noexcept {
-  target.vt = kind;
+// Calls `action` with the member that goes with a kind of whole numbers.
+template <class Variant, class Action>
+HRESULT WithMember(Variant& value, VARTYPE kind, const Action& action) {
   switch (kind) {
     case VT_I1:
-      return StoreIn(target.cVal, number);
+      return action(value.cVal);
     case VT_UI1:
-      return StoreIn(target.bVal, number);
+      return action(value.bVal);
     case VT_I2:
-      return StoreIn(target.iVal, number);
+      return action(value.iVal);
     case VT_UI2:
-      return StoreIn(target.uiVal, number);
+      return action(value.uiVal);
     case VT_I4:
     case VT_INT:
-      return StoreIn(target.lVal, number);
+      return action(value.lVal);
     case VT_UI4:
     case VT_UINT:
-      return StoreIn(target.ulVal, number);
+      return action(value.ulVal);
     case VT_I8:
-      return StoreIn(target.llVal, number);
+      return action(value.llVal);
     case VT_UI8:
-      return StoreIn(target.ullVal, number);
+      return action(value.ullVal);
     default:
       return Failure(_com_error::kBadVariantType);
   }
-}
-
-bool IsBlank(wchar_t character) noexcept {
-  return character == L' ' || character == L'\t' || character == L'\n' || character == L'\r';
-}
-
-std::wstring_view Trimmed(std::wstring_view text) noexcept {
-  while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
-  while (!text.empty() && IsBlank(text.back())) text.remove_suffix(1);
-  return text;
-}
-
-HRESULT ParseNumber(std::wstring_view text, Number& number) noexcept {
-  number.negative = text.starts_with(L'-');
-  if (number.negative || text.starts_with(L'+')) text.remove_prefix(1);
-  if (text.empty() || !std::all_of(text.begin(), text.end(),
-                                   [](wchar_t digit) { return digit >= L'0' && digit <= L'9'; })) {
-    return Failure(_com_error::kTypeMismatch);
-  }
-  constexpr std::uint64_t kGreatest = std::numeric_limits<std::uint64_t>::max();
-  number.magnitude = 0;
-  for (const wchar_t character : text) {
-    const auto digit = static_cast<std::uint64_t>(character - L'0');
-    if (number.magnitude > (kGreatest - digit) / 10) return Failure(_com_error::kOverflow);
-    number.magnitude = number.magnitude * 10 + digit;
-  }
-  return kDone;
-}
-
-bool EqualsIgnoringCase(std::wstring_view text, std::wstring_view lower) noexcept {
-  return std::equal(text.begin(), text.end(), lower.begin(), lower.end(), [](wchar_t a, wchar_t b) {
-    return (a >= L'A' && a <= L'Z' ? a + (L'a' - L'A') : a) == b;
-  });
 }
 
 // The conversions. Each fills `result`, which owns nothing yet; on failure it is left behind.
@@ -152,86 +68,94 @@ HRESULT ToText(VARIANT& result, std::wstring_view text) noexcept {
   return kDone;
 }
 
-HRESULT ToText(VARIANT& result, const Number& number) noexcept {
-  char figures[24];
-  const auto end = std::to_chars(std::begin(figures), std::end(figures), number.magnitude).ptr;
-  wchar_t text[25] = L"-";
-  std::copy(figures, end, text + (number.negative ? 1 : 0));
-  const std::size_t length = static_cast<std::size_t>(end - figures) + (number.negative ? 1 : 0);
-  return ToText(result, std::wstring_view(text, length));
-}
-
 HRESULT ToBoolean(VARIANT& result, bool value) noexcept {
   result.vt = VT_BOOL;
   result.boolVal = value ? VARIANT_TRUE : VARIANT_FALSE;
   return kDone;
 }
 
-HRESULT FromNumber(VARIANT& result, const Number& number, VARTYPE kind) noexcept {
-  if (kind == VT_BSTR) return ToText(result, number);
-  if (kind == VT_BOOL) return ToBoolean(result, number.magnitude != 0);
-  return StoreNumber(result, kind, number);
+HRESULT FromNumber(VARIANT& result, Number number, VARTYPE kind) {
+  if (kind == VT_BOOL) return ToBoolean(result, number != 0);
+  if (kind == VT_BSTR) {
+    char figures[24];
+    char* const end = std::end(figures);
+    const auto last = number < 0 ? std::to_chars(figures, end, static_cast<std::int64_t>(number))
+                                 : std::to_chars(figures, end, static_cast<std::uint64_t>(number));
+    wchar_t text[24];
+    return ToText(result, {text, std::copy(figures, last.ptr, text)});
+  }
+  result.vt = kind;
+  return WithMember(result, kind, [number](auto& member) {
+    using Integer = std::remove_reference_t<decltype(member)>;
+    using Limits = std::numeric_limits<Integer>;
+    if (number < Limits::min() || number > Limits::max()) return Failure(_com_error::kOverflow);
+    member = static_cast<Integer>(number);
+    return kDone;
+  });
 }
 
-HRESULT FromText(VARIANT& result, std::wstring_view text, VARTYPE kind) noexcept {
-  VARIANT probe;
-  if (kind != VT_BOOL && StoreNumber(probe, kind, {}) != kDone) {
+HRESULT FromText(VARIANT& result, std::wstring_view text, VARTYPE kind) {
+  if (kind != VT_BOOL && FromNumber(result, 0, kind) != kDone) {
     return Failure(_com_error::kBadVariantType);
   }
-  text = Trimmed(text);
-  if (kind == VT_BOOL && EqualsIgnoringCase(text, L"true")) return ToBoolean(result, true);
-  if (kind == VT_BOOL && EqualsIgnoringCase(text, L"false")) return ToBoolean(result, false);
-  Number number;
-  const HRESULT parsed = ParseNumber(text, number);
-  return parsed == kDone ? FromNumber(result, number, kind) : parsed;
+  constexpr const wchar_t* kBlanks = L" \t\r\n";
+  text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
+  const std::string value =
+      cfgex::internal::ToUtf8(text.substr(0, text.find_last_not_of(kBlanks) + 1));
+  const auto is = [&value](std::string_view word) {
+    return value.size() == word.size() &&
+           ::strncasecmp(value.data(), word.data(), word.size()) == 0;
+  };
+  if (kind == VT_BOOL && is("true")) return ToBoolean(result, true);
+  if (kind == VT_BOOL && is("false")) return ToBoolean(result, false);
+
+  const bool isNegative = value.starts_with('-');
+  const char* const end = value.data() + value.size();
+  std::uint64_t magnitude = 0;
+  const auto [last, error] = std::from_chars(
+      value.data() + (isNegative || value.starts_with('+') ? 1 : 0), end, magnitude);
+  if (last != end || error == std::errc::invalid_argument) {
+    return Failure(_com_error::kTypeMismatch);
+  }
+  if (error != std::errc{}) return Failure(_com_error::kOverflow);
+  return FromNumber(result, isNegative ? -Number{magnitude} : Number{magnitude}, kind);
 }
 
-HRESULT FromBoolean(VARIANT& result, bool value, VARTYPE kind) noexcept {
+HRESULT FromBoolean(VARIANT& result, bool value, VARTYPE kind) {
   if (kind == VT_BSTR) return ToText(result, value ? L"True" : L"False");
-  const HRESULT stored = StoreNumber(result, kind, {});
+  const HRESULT stored = FromNumber(result, 0, kind);
   if (stored == kDone && value) result.llVal = -1;  // all bits of whichever member the kind names
   return stored;
 }
 
-HRESULT FromNarrowText(VARIANT& result, const char* text) noexcept {
-  try {
-    return ToText(result, cfgex::internal::FromUtf8(text));
-  } catch (const _com_error&) {
-    return Failure(_com_error::kTypeMismatch);
-  } catch (const std::bad_alloc&) {
-    return Failure(_com_error::kOutOfMemory);
-  }
-}
-
-// A text that somebody else owns: it becomes a text of one's own, and nothing else.
-HRESULT FromForeignText(VARIANT& result, const VARIANT& source, VARTYPE kind) noexcept {
+// A text with another owner converts to a copy of it, and to nothing else.
+HRESULT FromForeignText(VARIANT& result, const VARIANT& source, VARTYPE kind) {
   if (kind != VT_BSTR) return Failure(_com_error::kBadVariantType);
-  if (source.vt == VT_LPSTR ? source.pcVal == nullptr : source.pwcVal == nullptr) {
+  const bool isNarrow = source.vt == VT_LPSTR;
+  if (isNarrow ? source.pcVal == nullptr : source.pwcVal == nullptr) {
     return Failure(_com_error::kTypeMismatch);
   }
-  return source.vt == VT_LPSTR ? FromNarrowText(result, source.pcVal)
-                               : ToText(result, source.pwcVal);
+  return isNarrow ? ToText(result, cfgex::internal::FromUtf8(source.pcVal))
+                  : ToText(result, source.pwcVal);
 }
 
-HRESULT Convert(VARIANT& result, const VARIANT& source, VARTYPE kind) noexcept {
+HRESULT Convert(VARIANT& result, const VARIANT& source, VARTYPE kind) {
   if (source.vt == kind) return VariantCopy(result, source);
-  if (const std::optional<Number> number = ReadNumber(source)) {
-    return FromNumber(result, *number, kind);
-  }
   switch (source.vt) {
     case VT_BSTR:
-      return FromText(result, ViewOf(source), kind);
+      return FromText(result, {source.bstrVal, SysStringLen(source.bstrVal)}, kind);
     case VT_BOOL:
       return FromBoolean(result, source.boolVal != VARIANT_FALSE, kind);
     case VT_LPSTR:
     case VT_LPWSTR:
       return FromForeignText(result, source, kind);
     default:
-      return Failure(_com_error::kBadVariantType);
+      return WithMember(source, source.vt,
+                        [&](auto number) { return FromNumber(result, number, kind); });
   }
 }
 
-// `target`, which may be what `value` was made from, takes it over.
+// Moves the value to `target`, which may be what it was made from.
 void Replace(VARIANT& target, const VARIANT& value) noexcept {
   VariantClear(target);
   target = value;
@@ -299,19 +223,24 @@ HRESULT VariantCopy(VARIANT& target, const VARIANT& source) noexcept {
 HRESULT VariantChangeType(VARIANT& target, const VARIANT& source, unsigned short flags,
                           VARTYPE kind) noexcept {
   if (flags != 0) return Failure(_com_error::kInvalidArgument);
-  VARIANT result;
-  const HRESULT converted = Convert(result, source, kind);
-  if (converted == kDone) Replace(target, result);
-  return converted;
+  try {
+    VARIANT result;
+    const HRESULT converted = Convert(result, source, kind);
+    if (converted == kDone) Replace(target, result);
+    return converted;
+  } catch (const _com_error&) {  // a text that cannot be encoded
+    return Failure(_com_error::kTypeMismatch);
+  } catch (const std::bad_alloc&) {
+    return Failure(_com_error::kOutOfMemory);
+  }
 }
 
 bool SystemTimeToVariantTime(const SYSTEMTIME& time, DATE& date) noexcept {
   const std::chrono::year_month_day day{
       std::chrono::year{time.wYear}, std::chrono::month{time.wMonth}, std::chrono::day{time.wDay}};
-  if (time.wYear < 100 || time.wYear > 9999 || time.wMonth > 12 || time.wDay > 31 || !day.ok()) {
-    return false;
-  }
-  if (time.wHour > 23 || time.wMinute > 59 || time.wSecond > 59 || time.wMilliseconds > 999) {
+  // A month and a day have only eight bits there.
+  if (time.wYear < 100 || time.wYear > 9999 || time.wMonth > 12 || time.wDay > 31 || !day.ok() ||
+      time.wHour > 23 || time.wMinute > 59 || time.wSecond > 59 || time.wMilliseconds > 999) {
     return false;
   }
   const int seconds = (time.wHour * 60 + time.wMinute) * 60 + time.wSecond;
