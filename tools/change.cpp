@@ -28,7 +28,7 @@ void Change::Put(const CCfgInstance& instance) {
 
 namespace {
 
-// The faults of a document that stands in no file: its lines are of no use to anybody.
+// The faults of a document that is in no file: its lines are of no use.
 std::vector<Finding> FaultsOfText(const std::wstring& xml, const CCfgOption& option) {
   const ExplainedDocument document = ExplainedDocument::FromText(xml);
   std::vector<Finding> findings;
@@ -66,7 +66,7 @@ LoadedFile Change::Result() const {
 }
 
 // What was lost comes back as an application would bring it: as the document of an instance with
-// all that it reaches. That is read from a store in which the lost instances stand beside the
+// all that it reaches. That is read from a store in which the lost instances are beside the
 // changed ones, so nothing that was changed goes back to its old form.
 void Change::PutBack(const std::vector<InstanceName>& lost) {
   const LoadedFile merged = Result();

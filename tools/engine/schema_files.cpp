@@ -8,7 +8,6 @@
 #include <unordered_set>
 
 #include "platform/dom/fault_rules.h"
-#include "platform/tree/tree_walk.h"
 #include "platform/os/encoding.h"
 #include "platform/os/file.h"
 #include "platform/schema/schema_cache.h"
@@ -17,6 +16,7 @@
 #include "platform/schema/schema_reader.h"
 #include "platform/tree/engine.h"
 #include "platform/tree/namespaces.h"
+#include "platform/tree/tree_walk.h"
 #include "tools/engine/system.h"
 
 namespace cfgex::internal {
