@@ -1,4 +1,4 @@
-// The library: closures of growing size. Each chain of users stands in a small store of its own,
+// The library: closures of growing size. Each chain of users is in a small store of its own,
 // with a target to be copied to, which holds a copy from the start: where the cost is linear, ten
 // times the chain takes ten times as long, but for what the rest of the store costs.
 #include <map>

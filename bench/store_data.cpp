@@ -231,7 +231,7 @@ class Block {
             List("Maintenance", Kind::kObject,
                  {Date("Next", m_Random.Date()), Number("EveryDays", m_Random.Number(30, 365)),
                   AnyRef("Technician", 8, kStaff)}),
-            // The last controller stands by for all others.
+            // The last controller is the standby for all others.
             index + 1 < kControllers ? Ref("Standby", 2, kControllers - 1)
                                      : Reference("Standby", "Controller", {}),
             List("Zones", Kind::kReferences, {}),

@@ -41,7 +41,7 @@ struct Instance {
 
 struct StoreData {
   std::vector<Instance> instances;  // grouped by category, in the schema's order
-  std::vector<std::size_t> rules;   // where the alarm rules stand
+  std::vector<std::size_t> rules;   // where the alarm rules are
 };
 
 constexpr std::size_t kBlockSize = 100;

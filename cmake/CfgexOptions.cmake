@@ -4,6 +4,10 @@ target_compile_options(cfgex_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow
 if(CFGEX_WARNINGS_AS_ERRORS)
   target_compile_options(cfgex_options INTERFACE -Werror)
 endif()
+if(CMAKE_UNITY_BUILD AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  # It takes the sources of a unit for headers, in which unnamed namespaces would be faults.
+  target_compile_options(cfgex_options INTERFACE -Wno-subobject-linkage)
+endif()
 if(CFGEX_SANITIZE)
   # The flags go everywhere: half a sanitized program is none.
   add_compile_options(-fsanitize=${CFGEX_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)

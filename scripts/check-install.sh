@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs what build/release holds, moves the installed tree elsewhere, and builds and runs
-# tests/consumer with it: by find_package, by pkg-config, and with the library as a subproject.
+# tests/consumer with it: by find_package, by pkg-config, and with the library as a subproject. The
+# subproject compiles each source by itself, which shows an include that it lacks.
 set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)

@@ -11,7 +11,7 @@
 #                    as g++ lays them out.
 #
 # A symbol or virtual function that goes or moves, or a size that changes, breaks programs that were
-# linked before: that takes a new major version. What only comes in addition does not.
+# linked before: that takes a new major version. An addition does not.
 set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)

@@ -4,9 +4,9 @@
     doc_blocks.py OUTPUTS             fails and says where a page differs
     doc_blocks.py OUTPUTS --update    writes into the pages what they should show
 
-A cpp or xml block in a page stands under a comment that says where it comes from:
+A cpp or xml block in a page comes after a comment that says where it is from:
 
-    <!-- code FILE REGION -->        a region of a source: what stands between the comments
+    <!-- code FILE REGION -->        a region of a source: what is between the comments
                                      [REGION] and [end] in it, moved to the left
     <!-- output FILE [SECTION] -->   a file in the directory OUTPUTS, or the part of it below the
                                      line "== SECTION", up to the next such line

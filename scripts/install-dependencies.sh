@@ -2,6 +2,7 @@
 # Installs what building the library needs, on Debian 12.
 #
 #   install-dependencies.sh           to build and test
+#   install-dependencies.sh build     to build the library alone
 #   install-dependencies.sh ci        the checks of the continuous integration as well
 #   install-dependencies.sh bench     the benchmark and its peers as well
 #   install-dependencies.sh packages  the Debian packages as well
@@ -9,15 +10,17 @@
 # Does nothing when all of it is there. Needs root, or sudo.
 set -euo pipefail
 
-packages=(cmake ninja-build g++ libxml2-dev libgtest-dev pkg-config libcli11-dev nlohmann-json3-dev
+build=(cmake ninja-build g++ libxml2-dev)
+packages=("${build[@]}" libgtest-dev pkg-config libcli11-dev nlohmann-json3-dev
           gdal-data ismrmrd-schema opensaml-schemas xmltooling-schemas)  # schemas that tests generate from
 case ${1-} in
   '') ;;
+  build) packages=("${build[@]}") ;;
   ci) packages+=(clang clang-tidy clang-format valgrind libclang-rt-14-dev python3 doxygen locales) ;;
   bench) packages+=(libbenchmark-dev libyang2-dev xsdcxx libxerces-c-dev libsqlite3-dev python3) ;;
   packages) packages+=(dpkg-dev file lintian) ;;
   *)
-    echo "usage: $(basename "$0") [ci | bench | packages]" >&2
+    echo "usage: $(basename "$0") [build | ci | bench | packages]" >&2
     exit 2
     ;;
 esac

@@ -129,7 +129,7 @@ TEST_P(FaultsTest, WhateverFailsTheResultIsTheToldOneAndTheFilesAreWhole) {
                           Mishap::kShort, Mishap::kShortOnward}) {
     const bool isOnward = kind == Mishap::kFailOnward || kind == Mishap::kFailOfItsKind;
     bool happened = true;
-    for (int nth = 1; happened; nth += isOnward ? kStride : 1) {
+    for (int nth = 1; happened; nth += kStride) {
       const std::string name =
           isOnward || kind == Mishap::kFail
               ? NameOf(

@@ -28,7 +28,7 @@ void Change::Put(const CCfgInstance& instance) {
 
 namespace {
 
-// The faults of a document that stands in no file: its lines are of no use to anybody.
+// The faults of a document that is in no file: its lines are of no use.
 std::vector<Finding> FaultsOfText(const std::wstring& xml, const CCfgOption& option) {
   const ExplainedDocument document = ExplainedDocument::FromText(xml);
   std::vector<Finding> findings;

@@ -1,4 +1,4 @@
-// How every change comes about.
+// How every change is made.
 //
 //   1. The file must be valid: nothing is healed on the way.
 //   2. The change is made on a private copy, by the library's interface (private_store.h).
@@ -37,7 +37,7 @@ class Change {
   void Finish(const std::set<InstanceName>& leaving, Report& report);
 
  private:
-  // The store's file as it stands.
+  // The store's file as it is now.
   LoadedFile Result() const;
   void PutBack(const std::vector<InstanceName>& lost);
 

@@ -17,7 +17,7 @@ class Check {
   void Faults();
   void Frame();       // what the library asks of a file beyond the schema
   void Header();      // of a stand-alone document
-  void Identities();  // ids that stand twice, or cannot be found
+  void Identities();  // ids that occur twice, or cannot be found
   void References();  // what leads nowhere, what nothing refers to
 
   std::vector<Finding> findings;

@@ -1,4 +1,4 @@
-// The commands, by subject, and what stands on the command line for them (main.cpp).
+// The commands, by subject, and their part of the command line (main.cpp).
 #pragma once
 
 #include <string>

@@ -7,7 +7,7 @@
 
 namespace cfgexctl {
 
-// The instances of a configuration as texts; of those that stand twice, each text.
+// The instances of a configuration as texts; of those with the same name, each text.
 using Content = std::map<InstanceName, std::wstring>;
 Content ContentOf(const LoadedFile& file);
 

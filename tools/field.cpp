@@ -84,7 +84,7 @@ Element Follow(const Element& from, const Step& step, std::wstring& xpath) {
   xpath += step.name;
   Element element = named.front();
   auto number = step.numbers.begin();
-  // The first number picks among siblings, unless the one there is is a list itself.
+  // The first number picks among siblings, unless the only one is a list itself.
   if (number != step.numbers.end() && !IsListType(TypeOf(element)) &&
       (named.size() > 1 || *number == 1)) {
     if (*number > named.size()) return nullptr;

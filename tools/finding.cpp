@@ -33,8 +33,8 @@ std::wstring IdOf(const ComPtr<IXMLDOMElement>& instance) {
 
 namespace {
 
-// The element's part of a field path: its name, and its number where it has siblings.
-std::wstring Step(const ComPtr<IXMLDOMElement>& element) {
+// The element's part of a field path: its name, and its number if it has siblings.
+std::wstring StepOf(const ComPtr<IXMLDOMElement>& element) {
   const std::wstring name = element->get_tagName();
   const auto [number, count] = CountSiblings(element);
   std::wstring index = L"[" + std::to_wstring(number) + L"]";
@@ -59,7 +59,7 @@ Location Locate(const ComPtr<IXMLDOMElement>& element) {
   location.category = location.instance->get_tagName();
   location.id = IdOf(location.instance);
   for (std::size_t index = kInstance + 1; index < chain.size(); ++index) {
-    const std::wstring step = Step(chain[index]);
+    const std::wstring step = StepOf(chain[index]);
     if (!location.field.empty() && step.front() != L'[') location.field += L'.';
     location.field += step;
   }

@@ -24,7 +24,7 @@ struct Finding {
   bool is_warning = false;
 };
 
-// Where an element stands: its instance, and the path of its field.
+// Where an element is: its instance, and the path of its field.
 struct Location {
   ComPtr<IXMLDOMElement> instance;  // none outside of instances
   std::wstring category;

@@ -1,4 +1,4 @@
-// Who refers to whom: show --tree, referrers, graph.
+// Which instance refers to which: show --tree, referrers, graph.
 
 #include <map>
 #include <set>
@@ -87,7 +87,7 @@ void Referrers(const Arguments& arguments, Report& report) {
 
 namespace {
 
-// What stands between double quotes of Graphviz, where a backslash is written twice.
+// A text between double quotes of Graphviz, where a backslash is written twice.
 std::wstring Escaped(std::wstring_view text) {
   std::wstring result;
   for (const wchar_t character : OnOneLine(text)) {

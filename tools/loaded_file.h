@@ -1,4 +1,4 @@
-// A schema, and a configuration file read as it stands.
+// A schema, and a configuration file read as it is.
 //
 // No store is opened: opening one copies the file to its backup, and puts the backup in the place
 // of a file that is damaged. What only looks must not do that, so it works on the document alone,

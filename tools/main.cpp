@@ -1,4 +1,4 @@
-// cfgexctl: looks after configuration files and their schemas. The whole command line stands here.
+// cfgexctl: looks after configuration files and their schemas. The whole command line is here.
 #include <CLI/CLI.hpp>
 #include <functional>
 #include <iostream>

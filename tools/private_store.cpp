@@ -1,8 +1,7 @@
 #include "tools/private_store.h"
 
-#include <filesystem>
-
 #include "platform/os/file.h"
+#include "src/config_file_set.h"
 
 namespace cfgexctl {
 namespace {
@@ -28,12 +27,10 @@ std::string PrivateStore::Bytes() const { return ReadFileBytes(m_Folder.Path(kFi
 
 std::optional<std::wstring> PrivateStore::CloseAndTakeInvalid() {
   m_Store = CCfgConfigurationEx(m_Option);
-  for (const auto& entry :
-       std::filesystem::directory_iterator(std::filesystem::path(Narrow(m_Folder.Path(L""))))) {
-    if (entry.path().extension() == ".bad")
-      return DecodeUtf16(ReadFileBytes(Wide(entry.path().string())));
-  }
-  return std::nullopt;
+  CConfigFileSet names;
+  names.DeriveFileNames(m_Folder.Path(kFileName).c_str());
+  const std::vector<std::wstring> bad = names.FindBadFiles();
+  return bad.empty() ? std::nullopt : DecodeUtf16(ReadFileBytes(bad.front()));
 }
 
 std::optional<std::wstring> DecodeUtf16(std::string_view bytes) {

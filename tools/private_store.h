@@ -19,7 +19,7 @@ class PrivateStore {
   PrivateStore(CCfgOption option, std::string_view bytes);
 
   CCfgConfigurationEx& Store() { return m_Store; }
-  // The file as it stands.
+  // The file as it is now.
   std::string Bytes() const;
   // Ends the store. If what it holds has become invalid it leaves that behind: as text, or nothing.
   std::optional<std::wstring> CloseAndTakeInvalid();

@@ -4,8 +4,8 @@
 
 #include "platform/os/file.h"
 #include "tools/commands.h"
-#include "tools/copies.h"
 #include "tools/engine/system.h"
+#include "tools/reserve_copies.h"
 
 namespace cfgexctl {
 namespace {

@@ -43,7 +43,7 @@ class Rules {
   std::set<const ISchemaType*> m_Seen;  // whose fields were looked at
 };
 
-// The elements that stand directly in the content of a type, in order.
+// The elements directly in the content of a type, in order.
 std::vector<const ISchemaElement*> ElementsOf(const ISchemaComplexType& type) {
   std::vector<const ISchemaElement*> elements;
   std::vector<const Particle*> open = type.Content();

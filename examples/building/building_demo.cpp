@@ -19,8 +19,8 @@
 #include <vector>
 
 #include "checked.h"
-#include "copies.h"
 #include "new_zone.h"
+#include "zone_copies.h"
 #include "zone_report.h"
 
 namespace {

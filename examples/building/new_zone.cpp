@@ -39,7 +39,7 @@ CCfgInstance NewController(const CCfgInstance& technician) {
   Change(controller, L"InputsInUse", ArrayOf<CCfgBooleanArray>({true, false, true}));
 
   // An embedded object can be made by itself, filled, and put in the field's place. It has no
-  // schema while it stands alone; in its place it has the field's types.
+  // schema while it is alone; in its place it has the field's types.
   CCfgObject maintenance;
   Require(CCfgCategory(L"Controller").CreateObject(L"Maintenance", maintenance),
           L"the schema makes no maintenance");

@@ -62,7 +62,7 @@ class CFGEX_API CCfgOption {
   /// object lives as long as the holder is initialised.
   IUnknown* GetSchemaCache() const;
   /// The numbers of the schema's `version` attribute, 32 bits each; 0 where not set. Each number
-  /// needs one more dotted piece than the one it stands in: "1.2.3.4" gives 1, 2, 3, "1.2" gives 1,
+  /// needs one more dotted piece than the one it is in: "1.2.3.4" gives 1, 2, 3, "1.2" gives 1,
   /// 0, 0 and "7" gives 0, 0, 0.
   void GetSchemaVersion(unsigned long& major, unsigned long& minor, unsigned long& revision) const;
   /// The path as it was given to the last Initialize that tried to load one, whether it succeeded

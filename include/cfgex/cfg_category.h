@@ -42,19 +42,23 @@ class CFGEX_API CCfgCategory {
   /// text; optional ones are left out. The id is a GUID in braces, or, if the system gives none,
   /// the tick count in at least eight characters.
   ///
-  /// False, and `instance` as it was, when the category has no name or none that the schema knows,
-  /// when the holder is not initialised, when the schema's file cannot be read any more, when the
-  /// element has no direct child `InstanceId`, and when what the schema's defaults make is not
-  /// valid or has no end: a required field needs a value that nobody gave it, or contains itself.
-  /// False, and `instance` as CCfgObject::Initialize leaves it, when the holder of `instance`
-  /// itself, if that is another one, does not take the text.
+  /// False, and `instance` as it was, when
+  /// - the category has no name, or a name that the schema does not know,
+  /// - the holder is not initialised, or the schema's file cannot be read any more,
+  /// - the element has no direct child `InstanceId`,
+  /// - what the schema's defaults make is not valid, since a required field has no default that is,
+  /// - it has no end, since a required field contains itself.
+  ///
+  /// False, and `instance` as CCfgObject::Initialize leaves it, when `instance` has another holder
+  /// and that does not take the text.
   bool CreateInstance(CCfgInstance& instance);
 
-  /// Makes a fragment: the element, or type, `objectName` that the schema declares below this
-  /// category (in a type derived from that of an element there, too), or globally, as
-  /// CreateInstance makes one, but without an id, and not validated. `object` is bound to it; its
-  /// field accesses run without type checks, and reading a field into a CVar is false. False, and
-  /// `object` as it was, when nothing can be made.
+  /// Makes a fragment and binds `object` to it. False, and `object` as it was, when nothing can be
+  /// made.
+  /// - The fragment is of the element or type `objectName` that the schema declares below this
+  ///   category (also in a type derived from that of an element there), or globally.
+  /// - It is made as CreateInstance makes an instance, but has no id and is not validated.
+  /// - Field accesses of `object` run without type checks. Reading a field into a CVar is false.
   bool CreateObject(const wchar_t* objectName, CCfgObject& object);
 
   /// The name; empty when there is none.

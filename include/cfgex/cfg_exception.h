@@ -11,7 +11,8 @@ inline constexpr int CFGEX_ERROR_INDEX_OUT_OF_RANGE = -92003;
 inline constexpr int CFGEX_ERROR_OUT_OF_MEMORY = -92004;
 
 /// Raised by value, with one of the two codes above. A catcher may take it as this class or as
-/// OS::CException. Which calls raise it stands with them; all other failures are results.
+/// OS::CException. The contracts of the calls say which of them raise it. All other failures are
+/// results.
 class CFGEX_API CCfgExException : public OS::CException {
  public:
   /// As the base.

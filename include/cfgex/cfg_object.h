@@ -22,19 +22,21 @@ class CCfgObjectArray;
 class CCfgStringArray;
 class CCfgUnsignedIntegerArray;
 
-/// A view of one element that the schema describes, with typed access to the fields below it. It
-/// is an embedded object inside an instance, a fragment of its own, or, as CCfgInstance, a whole
-/// instance. It has no tie to a store: a change reaches one only as text.
+/// A view of one element that the schema describes, with typed access to the fields below it. The
+/// element is an embedded object inside an instance, a fragment of its own, or, as CCfgInstance, a
+/// whole instance. An object has no tie to a store: a change reaches a store only as text.
 ///
 /// A handle: copies are one object, and a field set through one is seen through the other. The
-/// object keeps its element and the element's document alive, also after the element was replaced
-/// or removed; then it goes on reading and writing the detached element.
+/// object keeps its element and the element's document alive. After the element was replaced or
+/// removed, the object goes on reading and writing the detached element.
 ///
-/// A field is whatever element a field name selects: the name is an XPath 1.0 expression
-/// (https://www.w3.org/TR/xpath-10/) evaluated at the object's element, as a rule a child's name or
-/// a path such as L"Outer/Inner"; the first match in document order counts. The field's type is
-/// what the schema says about that element. Nothing creates a missing field. An expression that
-/// takes more than 500 million steps selects nothing.
+/// Fields:
+/// - A field is the element that a field name selects. The name is an XPath 1.0 expression
+///   (https://www.w3.org/TR/xpath-10/) evaluated at the object's element, as a rule a child's name
+///   or a path such as L"Outer/Inner". The first match in document order counts.
+/// - An expression that takes more than 500 million steps selects nothing.
+/// - The field's type is what the schema says about the element.
+/// - Nothing creates a missing field.
 ///
 /// Threads: an object, and every object that shares its document, belongs to one thread at a time.
 class CFGEX_API CCfgObject {
@@ -51,16 +53,17 @@ class CFGEX_API CCfgObject {
   virtual ~CCfgObject();
 
   /// Binds the object to the instance that the stand-alone document `xml` is about, in a new
-  /// private document. False when `xml` is null (nothing changes), when the holder is not
-  /// initialised, or when the text is not well-formed, not valid, or its `instance_id` names no
-  /// instance in it. An object that was bound by this operation is unbound after such a false; one
-  /// that was bound to an element keeps it, unless it was the `instance_id` that named none.
+  /// private document. False when
+  /// - `xml` is null: nothing changes,
+  /// - the holder is not initialised, or the text is not well-formed or not valid: an object that
+  ///   was bound by this operation is unbound, one that was bound to an element keeps it,
+  /// - the `instance_id` of the text names no instance in it: the object is unbound.
   bool Initialize(const wchar_t* xml);
   /// Binds the object to an element of the XML platform, as GetRawInterface gives it, without a
   /// copy. False, and the object unbound, when `element` is null or no element.
   ///
-  /// `checkTypes` says whether field accesses hold the field's schema type against the overload.
-  /// Without that, every scalar and array overload writes any element, and reads every element
+  /// `checkTypes` says whether field accesses compare the field's schema type with the overload.
+  /// Without the check, every scalar and array overload writes any element, and reads every element
   /// whose text converts. Only a CVar is still read by the field's type: see GetFieldValue.
   bool Initialize(IUnknown* element, bool checkTypes);
   /// The element, or null when the object is bound to none. The caller gets no count of its own;
@@ -110,23 +113,24 @@ class CFGEX_API CCfgObject {
                                                                               T* value) = delete;
 
   /// @{
-  /// Reads a field into `value`. False when the name is null or selects no element, the field's
-  /// type is not one that the overload reads (as for writing), or the text is no value of 32 bits,
-  /// no boolean or no date.
+  /// Reads a field into `value`. False when
+  /// - `name` is null or selects no element,
+  /// - the field's type is not one that the overload reads (as for writing),
+  /// - the text is no value of 32 bits, no boolean or no date.
   ///
   /// After false `value` is unchanged, with one exception: a `tm` whose field is no date holds
-  /// zeros and what could be read of it.
+  /// zeros and what could be read of the date.
   ///
-  /// A CVar gets its kind from the name of the field's own type. A derived type is false, and so is
-  /// an element whose type is not known, as all of what CCfgCategory::CreateObject made; both also
-  /// in an object without type checks.
+  /// A CVar gets its kind from the name of the field's own type:
   /// - "string" gives VT_BSTR, "integer" VT_I4, "nonNegativeInteger" VT_UI4, "boolean" VT_BOOL,
   ///   "dateTime" VT_DATE.
-  /// - The kind that it had does not count: a VT_I2 becomes VT_I4. But for an "integer" it stays
-  ///   VT_ERROR or VT_BOOL if it was.
+  /// - The kind that the CVar had before does not count: a VT_I2 becomes VT_I4. But a VT_ERROR or
+  ///   VT_BOOL keeps its kind if the field is an "integer".
+  /// - A derived type is false. So is an element of unknown type, such as everything that
+  ///   CCfgCategory::CreateObject made. Both also hold in an object without type checks.
   ///
   /// A date has no zone: what follows the seconds in the text is ignored. Years from 1900 on are
-  /// read as written; an earlier one is taken for a `tm_year` and comes 1900 years late.
+  /// read as written. An earlier year is taken for a `tm_year` and comes 1900 years late.
   bool GetFieldValue(const wchar_t* name, CVar& value) const;
   bool GetFieldValue(const wchar_t* name, int& value) const;
   bool GetFieldValue(const wchar_t* name, long& value) const;
@@ -143,15 +147,16 @@ class CFGEX_API CCfgObject {
   /// The types are "IntegerArrayType", "UnsigedIntegerArrayType", "BooleanArrayType" and
   /// "StringArrayType" (for vectors too), or derived from these in one step.
   ///
-  /// Writing puts a new element in the field's place, without attributes, also for the values that
-  /// are there already; objects bound to the old one go on with that. False, and nothing changed,
-  /// as for the scalar overloads.
+  /// Writing replaces the field's element by a new one without attributes, even if the values are
+  /// the same. Objects bound to the old element keep it. False, and nothing changed, as for the
+  /// scalar overloads.
   ///
-  /// Reading replaces the items of an array, and appends to a vector. False, and `value` unchanged,
-  /// when the name is null or selects no element, or the type is another. An item of a boolean
-  /// array is true if it reads "true", and false for all else, "1" included. An item of the two
-  /// integer arrays that is no number of 32 bits raises _com_error; the array then holds the items
-  /// before it.
+  /// Reading replaces the items of an array, and appends to a vector.
+  /// - False, and `value` unchanged, when `name` is null or selects no element, or the type is
+  ///   another.
+  /// - An item of a boolean array is true if it reads "true", and false for all else, "1" included.
+  /// - An item of the two integer arrays that is no number of 32 bits raises _com_error. The array
+  ///   then holds the items before it.
   bool SetFieldValue(const wchar_t* name, const CCfgIntegerArray& value);
   bool SetFieldValue(const wchar_t* name, const CCfgUnsignedIntegerArray& value);
   bool SetFieldValue(const wchar_t* name, const CCfgBooleanArray& value);
@@ -168,16 +173,19 @@ class CFGEX_API CCfgObject {
   /// Embedded objects: fields of a named type that derives from "EmbeddedObjectType" (in an array,
   /// from "EmbeddedObjectArrayType") directly.
   ///
-  /// Reading binds `value` to the field's element, without a copy: a change through it is a change
-  /// of this object's document. Reading an array appends an object per child element. False, and
-  /// `value` unchanged, when the name is null or selects no element, or the type is another. One
-  /// exception: an object without type checks leaves a single `value` unbound where it has no such
-  /// field.
+  /// Reading binds `value` to the field's element, without a copy: a change through `value` is a
+  /// change of this object's document. Reading an array appends an object per child element.
+  /// - False, and `value` unchanged, when `name` is null or selects no element, or the type is
+  ///   another.
+  /// - One exception: an object without type checks leaves a single `value` unbound if it has no
+  ///   such field.
   ///
-  /// Writing puts a deep copy of the object's element in the field's place; the field takes that
-  /// element's name, so it should be the field's own. References in it are not followed. False, and
-  /// nothing changed, for the same causes, and when `value` is bound to nothing. An array of
-  /// embedded objects cannot be written: that is false, always.
+  /// Writing replaces the field's element by a deep copy of the element of `value`.
+  /// - The field takes that element's name, which should therefore be the field's own.
+  /// - References in `value` are not followed.
+  /// - False, and nothing changed, for the causes of a false reading, and when `value` is bound to
+  ///   nothing.
+  /// - An array of embedded objects cannot be written: that is false, always.
   bool SetFieldValue(const wchar_t* name, const CCfgObject& value);
   bool GetFieldValue(const wchar_t* name, CCfgObject& value) const;
   bool SetFieldValue(const wchar_t* name, const CCfgObjectArray& value);
@@ -188,36 +196,43 @@ class CFGEX_API CCfgObject {
   /// References to instances in this object's document: fields of the type "ReferenceType" (in an
   /// array, "ReferenceArrayType"), with the children `InstanceId` and `Category` (in each `Item`).
   ///
-  /// Reading binds `value` to the target, without a copy. False, and `value` unchanged, when the
-  /// name is null or selects no element, the type is another, or the target is not in the document.
-  /// An array gets an instance per target found, after those that it holds; others are passed over.
+  /// Reading binds `value` to the target, without a copy. An array gets one more instance for each
+  /// target found; references that lead nowhere are passed over. False, and `value` unchanged, when
+  /// - `name` is null or selects no element,
+  /// - the type is another,
+  /// - the target of a single reference is not in the document.
   ///
-  /// Writing does not look at the field's type, only at its shape. False, and nothing changed, when
-  /// the name is null or selects no element, or when `value` or the field has no `InstanceId`.
-  /// What it does to this document depends on where `value` is:
-  /// - In another document: what the field's old target reaches is removed, whoever else refers to
-  ///   it; the old target stays. Then `value` comes in with all that it reaches, as copies, and
-  ///   replaces what is here under these ids. This happens also if the field names `value` already.
-  /// - In this document, and the field named another id: nothing is removed. Every instance that
-  ///   `value` reaches is replaced by a copy of itself.
-  /// - In this document, and the field names its id: nothing.
+  /// Writing looks at the field's shape, not at its type. False, and nothing changed, when
+  /// - `name` is null or selects no element,
+  /// - `value` or the field has no `InstanceId`.
   ///
-  /// The field then has the id of `value`, and its category unless the id was the same before.
+  /// Writing one reference, to a `value` in another document, also if the field has its id already:
+  /// - What the old target reaches is removed, whoever else refers to it. The old target stays.
+  /// - Copies of `value` and of all that it reaches come in, and replace what has their ids here.
+  ///
+  /// Writing one reference, to a `value` in this document:
+  /// - If the field has its id already, nothing happens.
+  /// - Otherwise every instance that `value` reaches is replaced by a copy of itself. Nothing is
+  ///   removed.
+  ///
+  /// The field then has the id of `value`. It gets its category too, unless it had the id before.
   ///
   /// Writing an array:
-  /// - One that names the same ids in the same order already is left alone, and that is **false**.
-  /// - Else the field's element is replaced. Each instance comes in with all that it reaches. Those
-  ///   of this document, and all that they reach, are replaced by copies of themselves. Nothing is
-  ///   removed.
+  /// - If the field has the same ids in the same order, nothing happens, and the result is
+  ///   **false**.
+  /// - Otherwise the field's element is replaced. Each instance comes in with all that it reaches.
+  ///   Those of this document, and all that they reach, are replaced by copies of themselves.
+  ///   Nothing is removed.
   /// - An instance without an id makes an `Item` that refers to nothing.
   ///
-  /// The instance that holds the field is never removed or replaced. An operation of the platform
-  /// that fails on the way gives false, and what was removed or brought stays so.
-  ///
-  /// **Objects bound to an instance that was removed or replaced are cut off**, the instances in
-  /// `value` itself included if it is an array: they go on with their old elements, and what is set
-  /// through them, with true, does not arrive in the document. After writing a reference, read
-  /// every referenced instance anew, from this object on.
+  /// In both cases:
+  /// - The instance that holds the field is never removed or replaced.
+  /// - If an operation of the platform fails on the way, the result is false, and what was removed
+  ///   or brought in until then stays so.
+  /// - **Objects bound to a removed or replaced instance are cut off**, the instances in an array
+  ///   `value` included. They keep their old elements: setting a field through one is true, and
+  ///   does not reach the document. After writing a reference, read every referenced instance anew,
+  ///   from this object on.
   bool SetFieldValue(const wchar_t* name, const CCfgInstance& value);
   bool GetFieldValue(const wchar_t* name, CCfgInstance& value) const;
   bool SetFieldValue(const wchar_t* name, const CCfgInstanceArray& value);
@@ -226,7 +241,7 @@ class CFGEX_API CCfgObject {
 
  protected:
   /// @{
-  /// What CCfgInstance opens to callers; the contracts stand there.
+  /// What CCfgInstance opens to callers; the contracts are there.
   CCfgObject(const wchar_t* xml, CCfgOption option = *CCfgOption::Instance());
   OS::x_wstring GetCategory() const;
   OS::x_wstring GetInstanceId() const;

@@ -10,8 +10,8 @@
 namespace OS {
 
 /// The nine integers of a `tm`, with their meaning and order there (what else a `tm` of this system
-/// holds is left out). No zone is applied, nothing is normalised and no field is held against a
-/// range: what goes in comes out.
+/// holds is left out). No zone is applied, nothing is normalised and no field is checked
+/// against a range: what goes in comes out.
 class CFGEX_API CTime {
  public:
   CTime() = default;  ///< all nine zero

@@ -87,7 +87,7 @@ CFGEX_API BSTR SysAllocString(const wchar_t* text) noexcept;
 CFGEX_API BSTR SysAllocStringLen(const wchar_t* text, std::size_t length) noexcept;
 /// @}
 
-/// Frees what one of these made; null is let pass.
+/// Frees what one of these made; null is accepted.
 CFGEX_API void SysFreeString(BSTR text) noexcept;
 CFGEX_API std::size_t SysStringLen(BSTR text) noexcept;  ///< in characters; 0 for null
 

@@ -26,23 +26,19 @@ namespace cfgex::internal {
 namespace {
 
 // Where in its document a node is.
-struct Place {
+struct Levels {
   xmlNode* c_root = nullptr;
   xmlNode* c_group = nullptr;   // null for the root
   xmlNode* c_member = nullptr;  // null for the frame; may be no element
 };
 
-Place PlaceOf(const xmlNode* c_node) noexcept {
-  Place place;
+Levels LevelsOf(const xmlNode* c_node) noexcept {
+  Levels levels;
   for (auto* c_at = const_cast<xmlNode*>(c_node); c_at != nullptr; c_at = c_at->parent) {
-    if (c_at->type == XML_DOCUMENT_NODE) return place;
-    place = {c_at, place.c_root, place.c_group};
+    if (c_at->type == XML_DOCUMENT_NODE) return levels;
+    levels = {c_at, levels.c_root, levels.c_group};
   }
   return {};
-}
-
-NameKey KeyOf(const xmlNode* c_element) noexcept {
-  return {Uri(c_element->ns), Chars(c_element->name)};
 }
 
 // A group that adds nothing to its document but its members.
@@ -100,52 +96,52 @@ bool IsSeparable(const xmlDoc* c_document, const SchemaCache& schemas) {
 // --- Changes
 
 void MemberChanges::Removing(const xmlNode* c_node) noexcept {
-  const Place place = PlaceOf(c_node);
-  if (place.c_root == nullptr) return;
-  if (place.c_member != nullptr && place.c_member != c_node) {
-    MarkChanged(place.c_member);
+  const Levels levels = LevelsOf(c_node);
+  if (levels.c_root == nullptr) return;
+  if (levels.c_member != nullptr && levels.c_member != c_node) {
+    MarkChanged(levels.c_member);
     return;
   }
-  if (place.c_group == nullptr || !IsElement(c_node)) {
+  if (levels.c_group == nullptr || !IsElement(c_node)) {
     Clear();
     return;
   }
   m_Text.Removing(c_node);
   m_Pending.erase(const_cast<xmlNode*>(c_node));
-  if (place.c_group != c_node) return;
+  if (levels.c_group != c_node) return;
   for (xmlNode* c_child = c_node->children; c_child != nullptr; c_child = c_child->next)
     m_Pending.erase(c_child);
 }
 
 void MemberChanges::Added(xmlNode* c_node) noexcept {
-  const Place place = PlaceOf(c_node);
-  if (place.c_root == nullptr) return;
-  if (place.c_member != nullptr && place.c_member != c_node) {
-    MarkChanged(place.c_member);
+  const Levels levels = LevelsOf(c_node);
+  if (levels.c_root == nullptr) return;
+  if (levels.c_member != nullptr && levels.c_member != c_node) {
+    MarkChanged(levels.c_member);
     return;
   }
-  if (place.c_group == nullptr || !IsElement(c_node)) {
+  if (levels.c_group == nullptr || !IsElement(c_node)) {
     Clear();
     return;
   }
   m_Text.Added(c_node);
-  if (place.c_group == c_node && !IsPlainGroup(c_node)) {
+  if (levels.c_group == c_node && !IsPlainGroup(c_node)) {
     ForgetValidity();
     return;
   }
   MarkPending(c_node);
-  if (place.c_group != c_node) return;
+  if (levels.c_group != c_node) return;
   for (xmlNode* c_child = c_node->children; c_child != nullptr; c_child = c_child->next)
     if (IsElement(c_child)) MarkPending(c_child);
 }
 
 void MemberChanges::Changed(xmlNode* c_element) noexcept {
-  const Place place = PlaceOf(c_element);
-  if (place.c_root == nullptr) return;
-  if (place.c_member == nullptr) {
+  const Levels levels = LevelsOf(c_element);
+  if (levels.c_root == nullptr) return;
+  if (levels.c_member == nullptr) {
     Clear();
   } else {
-    MarkChanged(place.c_member);
+    MarkChanged(levels.c_member);
   }
 }
 

@@ -102,11 +102,11 @@ Match Recall(const xmlNode* c_element) noexcept {
   return {static_cast<ISchemaElement*>(c_element->psvi), false};
 }
 
+}  // namespace
+
 NameKey KeyOf(const xmlNode* c_element) noexcept {
   return {Uri(c_element->ns), Chars(c_element->name)};
 }
-
-}  // namespace
 
 XmlSchemaPtr CompileSchema(xmlDoc* c_document, xmlStructuredErrorFunc report, void* context) {
   const std::unique_ptr<xmlSchemaParserCtxt, FreeSchemaParser> parser(

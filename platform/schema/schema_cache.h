@@ -22,6 +22,9 @@
 
 namespace cfgex::internal {
 
+// The name of an element. It points into the tree.
+NameKey KeyOf(const xmlNode* c_element) noexcept;
+
 struct ValidationOutcome {
   long code = 0;  // 0 = valid
   long line = 0;  // of the first fault, from 1; 0 where not known

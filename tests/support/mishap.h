@@ -16,10 +16,9 @@ namespace test {
 
 using cfgex::internal::FaultPoint;
 
-// How far apart the places are that a test goes through where one after the other takes too long:
-// sanitizers make that slow.
-#ifdef CFGEX_SANITIZED
-constexpr int kStride = 7;
+// How far apart the places are that a sweep goes through.
+#ifdef CFGEX_TEST_SAMPLE
+constexpr int kStride = 11;
 #else
 constexpr int kStride = 1;
 #endif

@@ -19,7 +19,7 @@ struct Origin {
 class SchemaFiles {
  public:
   // Reads the schema in the file with all that it includes, imports and redefines, and compiles it
-  // as the library does. What is wrong stands in Faults afterwards; nothing of it is raised.
+  // as the library does. What is wrong is in Faults afterwards; nothing of it is raised.
   explicit SchemaFiles(const std::wstring& path);
   SchemaFiles(const SchemaFiles&) = delete;
   SchemaFiles& operator=(const SchemaFiles&) = delete;

@@ -1,4 +1,4 @@
-#include "copies.h"
+#include "zone_copies.h"
 
 #include <algorithm>
 #include <iostream>

@@ -1,4 +1,4 @@
-#include "tools/copies.h"
+#include "tools/reserve_copies.h"
 
 #include <algorithm>
 #include <chrono>
