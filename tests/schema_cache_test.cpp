@@ -151,6 +151,10 @@ TEST(SchemaCache, RefusesWhatTheEngineWouldNotGetDoneWith) {
       {"unions that double 60 times", Numbered(unions, 0, 60) + Numbered(number, 60, 61), false},
       {"300 optional elements", open + Numbered(optional, 0, 300) + close, true},
       {"5000 optional elements", open + Numbered(optional, 0, 5000) + close, false},
+      {"1000 optional elements, repeated",
+       "<xs:complexType name='t'><xs:choice maxOccurs='unbounded'>" + Numbered(optional, 0, 1000) +
+           "</xs:choice></xs:complexType>",
+       false},
       {"300 optional parts of a pattern", pattern(repeated("a?(b|)", 150)), true},
       {"5000 optional characters of a pattern", pattern(repeated("a?b*", 2500)), false},
       {"5000 alternatives with nothing", pattern(repeated("(a|)", 5000)), false},

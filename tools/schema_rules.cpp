@@ -39,32 +39,16 @@ class Rules {
   const SchemaModel& m_Model;
   CCfgOption m_Option;
   std::vector<Finding> m_Findings;
-  std::vector<const ISchemaElement*> m_Categories;
+  std::vector<ISchemaElement*> m_Categories;
   std::set<const ISchemaType*> m_Seen;  // whose fields were looked at
 };
-
-// The elements directly in the content of a type, in order.
-std::vector<const ISchemaElement*> ElementsOf(const ISchemaComplexType& type) {
-  std::vector<const ISchemaElement*> elements;
-  std::vector<const Particle*> open = type.Content();
-  std::reverse(open.begin(), open.end());
-  while (!open.empty()) {
-    const Particle* particle = open.back();
-    open.pop_back();
-    if (particle->kind == ParticleKind::kElement) elements.push_back(particle->element);
-    if (particle->kind != ParticleKind::kGroup || particle->group == nullptr) continue;
-    const auto& inner = particle->group->particles;
-    for (auto part = inner.rbegin(); part != inner.rend(); ++part) open.push_back(&*part);
-  }
-  return elements;
-}
 
 const ISchemaComplexType* ComplexTypeOf(const ISchemaElement* element) {
   return element != nullptr && element->type != nullptr ? element->type->complex : nullptr;
 }
 
 const ISchemaElement* ChildOf(const ISchemaComplexType& type, std::wstring_view name) {
-  for (const ISchemaElement* element : ElementsOf(type)) {
+  for (const ISchemaElement* element : type.Elements()) {
     if (element->name == name) return element;
   }
   return nullptr;
@@ -160,7 +144,7 @@ void Rules::Categories() {
     Add(origin, true, "order", L"Category does not hold any number of instances in any order.",
         L"make it one xs:choice with minOccurs=\"0\" maxOccurs=\"unbounded\": the library moves "
         L"instances to the end of theirs");
-  m_Categories = ElementsOf(*groupType);
+  m_Categories = groupType->Elements();
   if (m_Categories.empty())
     Add(origin, false, "category", L"Category holds no elements: there are no categories.",
         L"refer to one global element per category in it");
@@ -232,7 +216,7 @@ void Rules::Fields(const ISchemaElement& category) {
     open.pop_back();
     const ISchemaComplexType* type = ComplexTypeOf(&element);
     if (type == nullptr || !m_Seen.insert(element.type).second) continue;
-    for (const ISchemaElement* field : ElementsOf(*type)) {
+    for (const ISchemaElement* field : type->Elements()) {
       open.push_back(field);
       // What is in a list is read with the list.
       if (field->type == nullptr || field->name == L"Item" || IsRead(*field->type)) continue;

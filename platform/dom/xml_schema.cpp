@@ -40,25 +40,6 @@ ISchemaType* FindType(SchemaModel& model, const std::string& name) {
   return type != nullptr ? type : FindGlobal<ISchemaType>(model.simple_types, model, name, find);
 }
 
-// The elements that the type's own content model names, in document order.
-std::vector<ISchemaElement*> ElementsOf(const ISchemaComplexType& type) {
-  std::vector<ISchemaElement*> result;
-  std::vector<const Particle*> open = type.Content();
-  std::reverse(open.begin(), open.end());
-  std::unordered_set<const ModelGroup*> seen;
-  while (!open.empty()) {
-    const Particle& particle = *open.back();
-    open.pop_back();
-    if (particle.kind == ParticleKind::kElement) {
-      result.push_back(particle.element);
-    } else if (particle.kind == ParticleKind::kGroup && seen.insert(particle.group).second) {
-      const auto& inner = particle.group->particles;
-      for (auto each = inner.rbegin(); each != inner.rend(); ++each) open.push_back(&*each);
-    }
-  }
-  return result;
-}
-
 // The types that may replace a type by xsi:type, one step away. Anything may stand
 // for anyType, and is not looked at.
 using Derived = std::unordered_map<const ISchemaType*, std::vector<const ISchemaComplexType*>>;
@@ -88,7 +69,7 @@ ISchemaElement* FindBelow(const SchemaModel& model, const ISchemaElement& scope,
       for (const ISchemaComplexType* type : found->second) enter(level, type);
     }
     for (const ISchemaComplexType* type : level) {
-      for (ISchemaElement* element : ElementsOf(*type)) {
+      for (ISchemaElement* element : type->Elements()) {
         if (element->local_name == name) return element;
         enter(below, element->type->complex);
         for (const ISchemaElement* member : element->AllSubstitutes())

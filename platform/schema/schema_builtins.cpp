@@ -1,66 +1,39 @@
-#include "platform/schema/schema_builtins.h"
-
-#include <iterator>
-
+// The types that every schema has.
 #include "platform/os/encoding.h"
+#include "platform/schema/schema_documents.h"
 #include "platform/schema/schema_model.h"
 
 namespace cfgex::internal {
 namespace {
 
-struct Builtin {
-  const char* name;
-  const char* base;  // stands above in the table
-  const char* item;  // of a list
-};
-
 // https://www.w3.org/TR/xmlschema-2/#built-in-datatypes
-constexpr Builtin kBuiltins[] = {
-    {"string", "anySimpleType", nullptr},
-    {"boolean", "anySimpleType", nullptr},
-    {"decimal", "anySimpleType", nullptr},
-    {"float", "anySimpleType", nullptr},
-    {"double", "anySimpleType", nullptr},
-    {"duration", "anySimpleType", nullptr},
-    {"dateTime", "anySimpleType", nullptr},
-    {"time", "anySimpleType", nullptr},
-    {"date", "anySimpleType", nullptr},
-    {"gYearMonth", "anySimpleType", nullptr},
-    {"gYear", "anySimpleType", nullptr},
-    {"gMonthDay", "anySimpleType", nullptr},
-    {"gDay", "anySimpleType", nullptr},
-    {"gMonth", "anySimpleType", nullptr},
-    {"hexBinary", "anySimpleType", nullptr},
-    {"base64Binary", "anySimpleType", nullptr},
-    {"anyURI", "anySimpleType", nullptr},
-    {"QName", "anySimpleType", nullptr},
-    {"NOTATION", "anySimpleType", nullptr},
-    {"normalizedString", "string", nullptr},
-    {"token", "normalizedString", nullptr},
-    {"language", "token", nullptr},
-    {"NMTOKEN", "token", nullptr},
-    {"NMTOKENS", "anySimpleType", "NMTOKEN"},
-    {"Name", "token", nullptr},
-    {"NCName", "Name", nullptr},
-    {"ID", "NCName", nullptr},
-    {"IDREF", "NCName", nullptr},
-    {"IDREFS", "anySimpleType", "IDREF"},
-    {"ENTITY", "NCName", nullptr},
-    {"ENTITIES", "anySimpleType", "ENTITY"},
-    {"integer", "decimal", nullptr},
-    {"nonPositiveInteger", "integer", nullptr},
-    {"negativeInteger", "nonPositiveInteger", nullptr},
-    {"long", "integer", nullptr},
-    {"int", "long", nullptr},
-    {"short", "int", nullptr},
-    {"byte", "short", nullptr},
-    {"nonNegativeInteger", "integer", nullptr},
-    {"unsignedLong", "nonNegativeInteger", nullptr},
-    {"unsignedInt", "unsignedLong", nullptr},
-    {"unsignedShort", "unsignedInt", nullptr},
-    {"unsignedByte", "unsignedShort", nullptr},
-    {"positiveInteger", "nonNegativeInteger", nullptr},
+constexpr struct {
+  const char* base;  // is in a row above
+  const char* names;
+} kBuiltins[] = {
+    {"anySimpleType",
+     "string boolean decimal float double duration dateTime time date gYearMonth gYear gMonthDay "
+     "gDay gMonth hexBinary base64Binary anyURI QName NOTATION NMTOKENS IDREFS ENTITIES"},
+    {"string", "normalizedString"},
+    {"normalizedString", "token"},
+    {"token", "language NMTOKEN Name"},
+    {"Name", "NCName"},
+    {"NCName", "ID IDREF ENTITY"},
+    {"decimal", "integer"},
+    {"integer", "nonPositiveInteger long nonNegativeInteger"},
+    {"nonPositiveInteger", "negativeInteger"},
+    {"long", "int"},
+    {"int", "short"},
+    {"short", "byte"},
+    {"nonNegativeInteger", "unsignedLong positiveInteger"},
+    {"unsignedLong", "unsignedInt"},
+    {"unsignedInt", "unsignedShort"},
+    {"unsignedShort", "unsignedByte"},
 };
+constexpr struct {
+  const char* name;
+  const char* item;
+} kLists[] = {{"NMTOKENS", "NMTOKEN"}, {"IDREFS", "IDREF"}, {"ENTITIES", "ENTITY"}};
 
 void Name(SchemaModel& model, ISchemaType& type, std::string_view name, ISchemaType* base) {
   type.ns = kXsdNamespace;
@@ -73,40 +46,40 @@ void Name(SchemaModel& model, ISchemaType& type, std::string_view name, ISchemaT
 
 }  // namespace
 
-void AddBuiltins(SchemaModel& model) {
+void SchemaModel::AddBuiltins() {
   // Anything at all, declared where there is a global declaration for it.
-  ISchemaComplexType& any = model.complex_types.emplace_back(model.owner);
-  model.any_type = &any;
-  Name(model, any, "anyType", nullptr);
-  Wildcard& wildcard = model.wildcards.emplace_back();
+  any_type = &complex_types.emplace_back(owner);
+  Name(*this, *any_type, "anyType", nullptr);
+  Wildcard& wildcard = wildcards.emplace_back();
   wildcard.process = ProcessContents::kLax;
-  Particle& particle = model.contents.emplace_back();
+  Particle& particle = contents.emplace_back();
   particle.kind = ParticleKind::kWildcard;
   particle.min = 0;
   particle.max = kUnbounded;
   particle.wildcard = &wildcard;
-  ChildTable& table = model.tables.emplace_back();
+  ChildTable& table = tables.emplace_back();
   table.wildcards.push_back(&wildcard);
-  any.is_mixed = true;
-  any.content = ContentKind::kMixed;
-  any.particle = &particle;
-  any.children = &table;
+  any_type->is_mixed = true;
+  any_type->particle = &particle;
+  any_type->children = &table;
 
-  SimpleType& any_simple = model.simple_types.emplace_back(model.owner);
-  model.any_simple_type = &any_simple;
-  Name(model, any_simple, "anySimpleType", &any);
+  any_simple_type = &simple_types.emplace_back(owner);
+  Name(*this, *any_simple_type, "anySimpleType", any_type);
 
-  for (const Builtin& builtin : kBuiltins) {
-    SimpleType& type = model.simple_types.emplace_back(model.owner);
-    Name(model, type, builtin.name, model.FindType({kXsdNamespace, builtin.base}));
-    if (type.base == model.any_simple_type || type.local_name == "token")
-      type.blanks = Blanks::kCollapse;
-    if (type.local_name == "string") type.blanks = Blanks::kPreserve;
-    if (type.local_name == "normalizedString") type.blanks = Blanks::kReplace;
-    if (builtin.item != nullptr) {
-      type.variety = Variety::kList;
-      type.item_type = model.FindType({kXsdNamespace, builtin.item})->simple;
+  const auto find = [this](std::string_view name) { return FindType({kXsdNamespace, name}); };
+  for (const auto& [base, names] : kBuiltins) {
+    for (const std::string_view name : Words(names)) {
+      SimpleType& type = simple_types.emplace_back(owner);
+      Name(*this, type, name, find(base));
+      if (type.base == any_simple_type || name == "token") type.blanks = Blanks::kCollapse;
+      if (name == "string") type.blanks = Blanks::kPreserve;
+      if (name == "normalizedString") type.blanks = Blanks::kReplace;
     }
+  }
+  for (const auto& [name, item] : kLists) {
+    SimpleType& list = *find(name)->simple;
+    list.variety = Variety::kList;
+    list.item_type = find(item)->simple;
   }
 }
 

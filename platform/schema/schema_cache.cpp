@@ -141,72 +141,41 @@ ComPtr<ISchema> SchemaCache::getSchema(std::wstring_view namespaceUri) {
   return ComPtr<ISchema>(m_Model->added);
 }
 
-namespace {
-
-// One run of the engine's validator; `start` sets it going on a document or an element. Gives what
-// the engine answers, 0 for valid. Where it could not do its work std::bad_alloc is raised: that is
-// no failure that could stand for "not valid".
-template <class Start>
-int RunValidator(xmlSchema* schema, xmlDoc* c_document, xmlStructuredErrorFunc report,
-                 void* context, Start&& start) {
-  if (schema == nullptr) throw _com_error(_com_error::kFail, "validate: no schema");
+bool SchemaCache::Validate(xmlDoc* c_document, xmlStructuredErrorFunc report, void* context,
+                           xmlNode* c_element) const {
+  if (m_Schema == nullptr) throw _com_error(_com_error::kFail, "validate: no schema");
   RaiseFaultHere(FaultPoint::kNewValidator);
-  const std::unique_ptr<xmlSchemaValidCtxt, FreeValidator> validator(xmlSchemaNewValidCtxt(schema));
+  const std::unique_ptr<xmlSchemaValidCtxt, FreeValidator> validator(
+      xmlSchemaNewValidCtxt(m_Schema.get()));
   if (validator == nullptr) throw std::bad_alloc();
   Reporter reporter{report, context};
   xmlSchemaSetValidStructuredErrors(validator.get(), &Reporter::Take, &reporter);
-  const int result = start(validator.get());
+  const int result = c_element == nullptr ? xmlSchemaValidateDoc(validator.get(), c_document)
+                                          : xmlSchemaValidateOneElement(validator.get(), c_element);
   ForgetIds(c_document);
+  // What the engine could not do is no failure that could be taken for "not valid".
   if (result < 0) throw std::bad_alloc();
-  return result;
-}
-
-// What comes of it, with the first fault.
-template <class Start>
-ValidationOutcome FirstFault(xmlSchema* schema, xmlDoc* c_document, Start&& start) {
-  FirstError error;
-  const int result = AskEngine([&] {
-    error = {};
-    return RunValidator(schema, c_document, &FirstError::Take, &error, start);
-  });
-  if (result == 0) return {};
-  if (error.code == 0) error.code = result;
-  return {error.code, error.line, FromUtf8(error.message)};
-}
-
-}  // namespace
-
-ValidationOutcome SchemaCache::Validate(xmlDoc* c_document) const {
-  return FirstFault(m_Schema.get(), c_document, [c_document](xmlSchemaValidCtxt* validator) {
-    return xmlSchemaValidateDoc(validator, c_document);
-  });
-}
-
-bool SchemaCache::Validate(xmlDoc* c_document, xmlStructuredErrorFunc report, void* context) const {
-  const int result = RunValidator(m_Schema.get(), c_document, report, context,
-                                  [c_document](xmlSchemaValidCtxt* validator) {
-                                    return xmlSchemaValidateDoc(validator, c_document);
-                                  });
   return result == 0;
 }
 
-bool SchemaCache::IsValidByItself(xmlNode* c_element) const {
-  const auto outcome =
-      FirstFault(m_Schema.get(), c_element->doc, [c_element](xmlSchemaValidCtxt* validator) {
-        return xmlSchemaValidateOneElement(validator, c_element);
-      });
-  return outcome.code == 0;
+ValidationOutcome SchemaCache::Validate(xmlDoc* c_document, xmlNode* c_element) const {
+  FirstError error;
+  const bool valid = AskEngine([&] {
+    error = {};
+    return Validate(c_document, &FirstError::Take, &error, c_element);
+  });
+  if (valid) return {};
+  if (error.code == 0) error.code = XML_ERR_INTERNAL_ERROR;
+  return {error.code, error.line, FromUtf8(error.message)};
 }
 
 const ISchemaType* SchemaCache::TypeFromInstance(const xmlNode* c_element) const {
   const xmlAttr* c_type = FindAttribute(c_element, "type", kSchemaInstanceNamespace);
   if (c_type == nullptr) return nullptr;
   const std::string value = AttributeValue(c_type);
-  constexpr const char* kBlanks = " \t\r\n";
-  const std::size_t first = value.find_first_not_of(kBlanks);
-  if (first == std::string::npos) return nullptr;
-  const std::string_view name =
-      std::string_view(value).substr(first, value.find_last_not_of(kBlanks) - first + 1);
+  const std::vector<std::string_view> words = Words(value);
+  if (words.size() != 1) return nullptr;  // no name of a type
+  const std::string_view name = words.front();
   const std::size_t colon = name.find(':');
   if (colon == std::string_view::npos) return m_Model->FindType({Uri(FindNs(c_element, "")), name});
   const xmlNs* c_ns = FindNs(c_element, name.substr(0, colon));
@@ -233,8 +202,7 @@ ISchemaItem* SchemaCache::DeclarationOf(xmlNode* c_element) const {
   Match match = Recall(c_top);
   for (auto step = path.rbegin(); step != path.rend(); ++step) {
     xmlNode* c_parent = (*step)->parent;
-    match =
-        m_Model->FindChild(m_Model->ScopeBelow(match, TypeFromInstance(c_parent)), KeyOf(*step));
+    match = m_Model->FindChild(match, TypeFromInstance(c_parent), KeyOf(*step));
     Remember(*step, match);
   }
   return match.declaration;

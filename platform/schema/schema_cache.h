@@ -8,7 +8,7 @@
 // 2. Counts on items of the model are counts on the cache.
 // 3. `xmlNode::psvi` of an element in a document that is bound to this cache is null, or what was
 //    found for the element: its ISchemaElement, or one of two marks for none. It is right for the
-//    place where the element was when it was asked for; who moves elements clears it.
+//    place where the element was when it was asked for. Moving an element clears it.
 #pragma once
 
 #include <libxml/tree.h>
@@ -36,10 +36,9 @@ struct FreeXmlSchema {
 };
 using XmlSchemaPtr = std::unique_ptr<xmlSchema, FreeXmlSchema>;
 
-// Compiles a schema for the engine, which keeps pointing into the document; errors and warnings go
-// to `report`, which raises nothing, with `context`. Null when the schema is refused. One of the
-// questions that AskEngine is for. The schema is
-// one that ReadSchema took: the engine may not come to an end with others.
+// Compiles a schema for the engine, which keeps pointing into the document. Errors and warnings go
+// to `report`, which raises nothing, with `context`. Null when the schema is refused. To be called
+// in AskEngine, and after ReadSchema took the schema: on others the engine may run for ever.
 XmlSchemaPtr CompileSchema(xmlDoc* c_document, xmlStructuredErrorFunc report, void* context);
 
 class SchemaCache : public Counted<IXMLDOMSchemaCollection2> {
@@ -49,23 +48,24 @@ class SchemaCache : public Counted<IXMLDOMSchemaCollection2> {
   // `add` for a document of the engine. What the cache needs of it is copied.
   void Add(std::wstring_view namespaceUri, xmlDoc* c_document);
 
-  // Validates the document as it stands and leaves it so. Raises _com_error when the cache is empty
-  // or the engine cannot do its work. Any number of threads may validate, each its own document.
-  ValidationOutcome Validate(xmlDoc* c_document) const;
-  // The same, for AskEngine: every error of the engine goes to `report`, which raises nothing, with
-  // `context`.
-  // Gives whether the document is valid.
-  bool Validate(xmlDoc* c_document, xmlStructuredErrorFunc report, void* context) const;
-  // Whether an element in a document, with all below it, is valid against the global declaration
-  // of its name.
-  bool IsValidByItself(xmlNode* c_element) const;
-  // Whether a rule of the schema ties parts of a document together wherever they stand.
+  // Validates the document, or an element of it with all below it against the global declaration of
+  // its name, and leaves it as it was. Raises _com_error when the cache is empty, std::bad_alloc
+  // where the engine cannot do its work. Any number of threads may validate, each its own document.
+  ValidationOutcome Validate(xmlDoc* c_document, xmlNode* c_element = nullptr) const;
+  // The same, for AskEngine: returns whether it is valid. Every error of the engine goes to
+  // `report`, which raises nothing, with `context`.
+  bool Validate(xmlDoc* c_document, xmlStructuredErrorFunc report, void* context,
+                xmlNode* c_element = nullptr) const;
+  bool IsValidByItself(xmlNode* c_element) const {
+    return Validate(c_element->doc, c_element).code == 0;
+  }
+  // Whether a rule of the schema ties parts of a document together wherever they are.
   bool TiesPartsTogether() const noexcept { return m_TiesPartsTogether; }
 
   // The declaration of an element: of a root by its name, of another by its parent's type. Null
-  // for none, and for whatever stands in no document and was not asked for when it did. The answer
-  // is kept in the tree (invariant 3); the time goes with the distance to the nearest ancestor that
-  // has one.
+  // for none, and for an element that is in no document and was not asked for while it was. The
+  // answer is kept in the tree (invariant 3). The time grows with the distance to the nearest
+  // ancestor that has an answer.
   ISchemaItem* DeclarationOf(xmlNode* c_element) const;
 
   // The components, or null when the cache is empty.

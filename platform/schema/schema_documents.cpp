@@ -8,7 +8,7 @@
 #include "cfgex/com_error.h"
 #include "platform/os/encoding.h"
 #include "platform/os/file.h"
-#include "platform/schema/schema_builtins.h"
+#include "platform/schema/schema_model.h"
 #include "platform/tree/engine.h"
 #include "platform/tree/namespaces.h"
 
@@ -27,7 +27,7 @@ using XmlText = std::unique_ptr<xmlChar, FreeXmlText>;
 // Newer releases of the engine take a location without a scheme for a path, with nothing escaped.
 constexpr bool kPathsAreLocations = LIBXML_VERSION >= 21300;
 
-// The local file that a URI stands for.
+// The local file that a URI names.
 std::string PathOfUri(const std::string& text) {
   struct FreeUri {
     void operator()(xmlURI* uri) const noexcept { xmlFreeURI(uri); }
@@ -49,7 +49,7 @@ std::string PathOfUri(const std::string& text) {
   return path.get();
 }
 
-// Where a reference leads, worked out as the engine does.
+// The URI that a reference means, derived as the engine does.
 std::string Resolve(const xmlNode* c_link, const std::string& location) {
   const XmlText uri = AskEngine([&] {
     const XmlText base(xmlNodeGetBase(c_link->doc, c_link));
@@ -76,10 +76,21 @@ std::string RawAttribute(const xmlNode* c_element, const char* name) {
 
 std::string TokenAttribute(const xmlNode* c_element, const char* name) {
   const std::string text = RawAttribute(c_element, name);
+  const std::vector<std::string_view> words = Words(text);
+  if (words.empty()) return {};
+  return {words.front().data(), words.back().data() + words.back().size()};
+}
+
+std::vector<std::string_view> Words(std::string_view text) {
   constexpr std::string_view kBlanks = " \t\r\n";
-  const std::size_t first = text.find_first_not_of(kBlanks);
-  if (first == std::string::npos) return {};
-  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+  std::vector<std::string_view> words;
+  std::size_t at = text.find_first_not_of(kBlanks);
+  while (at != std::string_view::npos) {
+    const std::size_t end = text.find_first_of(kBlanks, at);
+    words.push_back(text.substr(at, end - at));
+    at = text.find_first_not_of(kBlanks, end);
+  }
+  return words;
 }
 
 bool IsXsdElement(const xmlNode* c_node) {

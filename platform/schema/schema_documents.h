@@ -17,21 +17,23 @@ namespace cfgex::internal {
 // blanks around it gone.
 std::string RawAttribute(const xmlNode* c_element, const char* name);
 std::string TokenAttribute(const xmlNode* c_element, const char* name);
+// The words of a text between blanks; views of the text.
+std::vector<std::string_view> Words(std::string_view text);
 // Whether the node is an element of the schema language, and has this name.
 bool IsXsdElement(const xmlNode* c_node, std::string_view name);
 bool IsXsdElement(const xmlNode* c_node);
 
 // Whether the node is an xs:include, xs:import or xs:redefine that names a place.
 bool IsSchemaLink(const xmlNode* c_node);
-// The local file that such an element leads to. Raises _com_error if it names no such thing.
+// The local file that such an element names. Raises _com_error if it names anything else.
 std::string PathOfLink(const xmlNode* c_link);
-// A path as the engine writes it in a URI, so that places which it works out from it come out
-// alike.
+// A path as the engine writes it in a URI, so that the locations which it derives from it are the
+// same texts.
 std::string UriOfPath(const std::string& path);
 
 struct SchemaDocument {
   XmlDocPtr doc;
-  // What the xs:include, xs:import and xs:redefine elements in it lead to. An import that names no
+  // What its xs:include, xs:import and xs:redefine elements refer to. An import that names no
   // place is not in it.
   std::unordered_map<const xmlNode*, const SchemaDocument*> links;
 
@@ -41,10 +43,10 @@ struct SchemaDocument {
 // How many documents one schema may have.
 inline constexpr std::size_t kMaxSchemaDocuments = 10'000;
 
-// A schema document and all that it leads to, through any number of steps. Each of them is a
+// A schema document and all that it refers to, through any number of steps. Each of them is a
 // readable local file that is well-formed and has no document type declaration, so whatever reads
 // the schema afterwards by the same rules meets nothing external. Anything else raises _com_error.
-// Relative places are those of the document in which they stand.
+// Relative locations are resolved against the document that they are in.
 class SchemaDocuments {
  public:
   // Works on a copy of `c_schema`, whose URL is the path of its file or empty.
@@ -52,7 +54,7 @@ class SchemaDocuments {
 
   const SchemaDocument& Main() const { return m_Documents.front(); }
   const std::deque<SchemaDocument>& All() const { return m_Documents; }
-  // Gives the copy away. The links of the main document must not be used any more.
+  // Hands over the copy. The links of the main document must not be used any more.
   XmlDocPtr TakeMain() { return std::move(m_Documents.front().doc); }
   // The files of all documents but the main one.
   const std::vector<std::string>& LinkedPaths() const { return m_LinkedPaths; }

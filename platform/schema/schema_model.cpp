@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <unordered_set>
 
-#include "platform/schema/schema_builtins.h"
-
 namespace cfgex::internal {
 namespace {
 
@@ -118,6 +116,30 @@ std::vector<const Particle*> ISchemaComplexType::Content() const {
   return result;
 }
 
+std::vector<ISchemaElement*> ISchemaComplexType::Elements() const {
+  std::vector<ISchemaElement*> result;
+  for (const Particle* leaf : Leaves(Content()))
+    if (leaf->kind == ParticleKind::kElement) result.push_back(leaf->element);
+  return result;
+}
+
+std::vector<const Particle*> Leaves(std::vector<const Particle*> content) {
+  std::vector<const Particle*> result;
+  std::unordered_set<const ModelGroup*> seen;
+  std::reverse(content.begin(), content.end());
+  while (!content.empty()) {
+    const Particle& particle = *content.back();
+    content.pop_back();
+    if (particle.kind != ParticleKind::kGroup) {
+      result.push_back(&particle);
+    } else if (seen.insert(particle.group).second) {
+      const auto& inner = particle.group->particles;
+      for (auto each = inner.rbegin(); each != inner.rend(); ++each) content.push_back(&*each);
+    }
+  }
+  return result;
+}
+
 std::vector<const AttributeUse*> ISchemaComplexType::Attributes() const {
   std::vector<const ISchemaComplexType*> chain;
   for (const ISchemaType* at = this; at != nullptr && at->complex != nullptr; at = at->base)
@@ -138,7 +160,7 @@ std::vector<const AttributeUse*> ISchemaComplexType::Attributes() const {
   return result;
 }
 
-SchemaModel::SchemaModel(IUnknown& owner_) : owner(owner_) { AddBuiltins(*this); }
+SchemaModel::SchemaModel(IUnknown& owner_) : owner(owner_) { AddBuiltins(); }
 
 ISchemaElement* SchemaModel::FindElement(const NameKey& key) const {
   return Lookup(global_elements, key);
@@ -146,14 +168,18 @@ ISchemaElement* SchemaModel::FindElement(const NameKey& key) const {
 
 ISchemaType* SchemaModel::FindType(const NameKey& key) const { return Lookup(global_types, key); }
 
-Match SchemaModel::FindChild(const ChildScope& scope, const NameKey& key) const {
-  if (scope.kind == ChildScope::kNothing) return {};
-  if (scope.kind == ChildScope::kLax) return {FindElement(key), true};
+Match SchemaModel::FindChild(const Match& parent, const ISchemaType* xsi_type,
+                             const NameKey& key) const {
+  if (parent.declaration == nullptr && !parent.lax) return {};
+  const ISchemaType* type = xsi_type;
+  if (type == nullptr && parent.declaration != nullptr) type = parent.declaration->type;
+  if (type == nullptr) return {FindElement(key), true};
+  if (type->complex == nullptr) return {};
 
-  const ChildTable* table = scope.type->children;
+  const ChildTable* table = type->complex->children;
   if (ISchemaElement* found = FindInTables(table, key)) return {found, false};
 
-  // A member of a substitution group stands where the content model refers to a head of it.
+  // A member of a substitution group may be where the content model refers to a head of it.
   ISchemaElement* global = FindElement(key);
   for (const ISchemaElement* head = global; head != nullptr; head = head->substitution_head) {
     const ISchemaElement* use = FindInTables(table, head->Key());
@@ -168,15 +194,6 @@ Match SchemaModel::FindChild(const ChildScope& scope, const NameKey& key) const 
     }
   }
   return {};
-}
-
-ChildScope SchemaModel::ScopeBelow(const Match& match, const ISchemaType* xsi_type) const {
-  if (match.declaration == nullptr && !match.lax) return {};
-  const ISchemaType* type = xsi_type;
-  if (type == nullptr && match.declaration != nullptr) type = match.declaration->type;
-  if (type == nullptr) return {ChildScope::kLax, nullptr};
-  if (type->complex == nullptr) return {};
-  return {ChildScope::kType, type->complex};
 }
 
 }  // namespace cfgex::internal

@@ -20,6 +20,9 @@
 
 namespace cfgex::internal {
 
+// The namespace of schemas themselves, and of the built-in types.
+inline constexpr std::string_view kXsdNamespace = "http://www.w3.org/2001/XMLSchema";
+
 class IXMLDOMDocument2;
 class IXMLDOMNode;
 
@@ -154,13 +157,10 @@ class SimpleType final : public ISchemaType {
   SimpleType* item_type = nullptr;     // of a list
   // What this type itself writes: many types may share one long list of their base.
   std::vector<SimpleType*> members;  // of a union
-  std::vector<std::wstring> enumeration;
-  bool has_pattern = false;  // here or in a base
-  double pattern_cubes = 0;  // of its own patterns, see schema_reader_limits.h
+  std::size_t enumeration = 0;       // how many values it lists
 };
 
 enum class Derivation { kRestriction, kExtension };
-enum class ContentKind { kEmpty, kSimple, kElementOnly, kMixed };
 
 struct Wildcard;
 
@@ -180,12 +180,13 @@ class ISchemaComplexType final : public ISchemaType {
   // The particles of the content, in their order: those of the bases that are extended, then the
   // type's own. Together they are a sequence.
   std::vector<const Particle*> Content() const;
+  // The elements that the content names, in their order.
+  std::vector<ISchemaElement*> Elements() const;
   // The attributes of elements of the type, those of its bases first. What a restriction prohibits
   // is not among them.
   std::vector<const AttributeUse*> Attributes() const;
 
   Derivation derivation = Derivation::kRestriction;
-  ContentKind content = ContentKind::kEmpty;  // the base's contents counted in
   bool is_abstract = false;
   bool is_mixed = false;
   bool has_simple_content = false;
@@ -260,14 +261,11 @@ struct ModelGroup {
   std::vector<Particle> particles;
 };
 
-// The model ------------------------------------------------------------------------------------
+// The elements and wildcards that `content` leads to, in their order, with each group followed
+// once.
+std::vector<const Particle*> Leaves(std::vector<const Particle*> content);
 
-// What the children of an element are held against.
-struct ChildScope {
-  enum Kind { kNothing, kLax, kType };
-  Kind kind = kNothing;
-  const ISchemaComplexType* type = nullptr;  // with kType
-};
+// The model ------------------------------------------------------------------------------------
 
 // What an element in a document is.
 struct Match {
@@ -284,11 +282,9 @@ class SchemaModel {
   ISchemaElement* FindElement(const NameKey& key) const;
   ISchemaType* FindType(const NameKey& key) const;
 
-  // A child of this name. Constant time, but for a chain of substitution groups.
-  Match FindChild(const ChildScope& scope, const NameKey& key) const;
-  // The scope of the children of an element, given its own match and the type that its xsi:type
-  // names (null for none).
-  ChildScope ScopeBelow(const Match& match, const ISchemaType* xsi_type) const;
+  // A child of this name of an element that is `parent` and whose xsi:type names `xsi_type`, or
+  // null. Constant time, but for a chain of substitution groups.
+  Match FindChild(const Match& parent, const ISchemaType* xsi_type, const NameKey& key) const;
 
   ISchema* added = nullptr;  // the namespace of the schema that was added
   ISchemaComplexType* any_type = nullptr;
@@ -308,6 +304,9 @@ class SchemaModel {
   std::deque<ChildTable> tables;
   NameMap<ISchemaElement*> global_elements;
   NameMap<ISchemaType*> global_types;
+
+ private:
+  void AddBuiltins();
 };
 
 // The schema cache, as documents use it. SchemaCollection in platform/dom completes it.

@@ -3,7 +3,6 @@
 #include <map>
 
 #include "platform/os/encoding.h"
-#include "platform/schema/schema_builtins.h"
 #include "platform/schema/schema_reader_parts.h"
 #include "platform/tree/namespaces.h"
 
@@ -23,7 +22,7 @@ bool BooleanAttribute(const xmlNode* c_node, const char* name) {
 void SchemaReader::Read() {
   RegisterAll();
   FillAll();
-  FinishModel(m_Model);
+  FinishModel(m_Model, m_Budget);
 }
 
 ISchema& SchemaReader::Namespace(const std::string& uri) {
@@ -45,8 +44,8 @@ const ReadingContext* SchemaReader::Enter(const SchemaDocument& document, const 
   return &context;
 }
 
-// Invariant: when a redefinition is read, the documents that it redefines were. A level stands for
-// the children of one xs:schema or xs:redefine, and what is above it is read before it goes on.
+// Invariant: the documents that a redefinition redefines are read before it. A level is the
+// children of one xs:schema or xs:redefine. It goes on when the levels above it have been read.
 void SchemaReader::RegisterAll() {
   struct Level {
     const ReadingContext* context;
@@ -86,56 +85,43 @@ void SchemaReader::RegisterAll() {
   }
 }
 
-template <class T>
-void SchemaReader::Register(T& component, const NameKey& key, const ReadingContext& context,
-                            const xmlNode* c_node, bool redefining, NameMap<T*>& map,
-                            Definitions<T>& list) {
-  const auto [place, added] = map.emplace(key, &component);
-  ReadingScope scope{&context};
-  if (redefining) {
-    scope.self = &component;
-    if (!added) scope.previous = std::exchange(place->second, &component);
-  }
-  list.push_back({&component, c_node, scope});
-}
-
 void SchemaReader::RegisterGlobal(const ReadingContext& context, const xmlNode* c_node,
                                   bool redefining) {
   const std::string name = TokenAttribute(c_node, "name");
   if (name.empty()) return;
-  const auto name_it = [&](auto& component) {
-    component.ns = context.target->uri;
-    component.local_name = name;
-    component.name = FromUtf8(name);
-    if constexpr (requires { component.schema; }) component.schema = context.target;
-    return NameKey{component.ns, component.local_name};
+  // Makes a component and enters it: what it is defined by, and its key, the texts of which last.
+  const auto make = [&](auto& components, auto& map, auto& definitions, auto&... owner) {
+    auto& made = components.emplace_back(owner...);
+    NameKey key;
+    if constexpr (requires { made.local_name; }) {
+      made.ns = context.target->uri;
+      made.local_name = name;
+      made.name = FromUtf8(name);
+      key = {made.ns, made.local_name};
+    } else {
+      key = m_Names.emplace_back(QualifiedName{context.target->uri, name}).Key();
+    }
+    if constexpr (requires { made.schema; }) made.schema = context.target;
+    const auto [place, added] = map.emplace(key, &made);
+    ReadingScope scope{&context};
+    if (redefining) {
+      scope.self = &made;
+      if (!added) scope.previous = std::exchange(place->second, &made);
+    }
+    definitions.push_back({&made, c_node, scope});
   };
-  const auto keep_name = [&] {
-    return m_Names.emplace_back(QualifiedName{context.target->uri, name}).Key();
-  };
-  if (IsXsdElement(c_node, "element")) {
-    ISchemaElement& made = m_Model.elements.emplace_back(m_Model.owner);
-    Register(made, name_it(made), context, c_node, redefining, m_Model.global_elements,
-             m_ElementDefinitions);
-  } else if (IsXsdElement(c_node, "complexType")) {
-    ISchemaType& made = m_Model.complex_types.emplace_back(m_Model.owner);
-    Register(made, name_it(made), context, c_node, redefining, m_Model.global_types,
-             m_TypeDefinitions);
-  } else if (IsXsdElement(c_node, "simpleType")) {
-    ISchemaType& made = m_Model.simple_types.emplace_back(m_Model.owner);
-    Register(made, name_it(made), context, c_node, redefining, m_Model.global_types,
-             m_TypeDefinitions);
-  } else if (IsXsdElement(c_node, "attribute")) {
-    AttributeUse& made = m_Model.global_attributes.emplace_back();
-    Register(made, name_it(made), context, c_node, redefining, m_Attributes,
-             m_AttributeDefinitions);
-  } else if (IsXsdElement(c_node, "group")) {
-    Register(m_Model.groups.emplace_back(), keep_name(), context, c_node, redefining, m_Groups,
-             m_GroupDefinitions);
-  } else if (IsXsdElement(c_node, "attributeGroup")) {
-    Register(m_Model.attribute_groups.emplace_back(), keep_name(), context, c_node, redefining,
-             m_AttributeGroups, m_AttributeGroupDefinitions);
-  }
+  if (IsXsdElement(c_node, "element"))
+    make(m_Model.elements, m_Model.global_elements, m_ElementDefinitions, m_Model.owner);
+  else if (IsXsdElement(c_node, "complexType"))
+    make(m_Model.complex_types, m_Model.global_types, m_TypeDefinitions, m_Model.owner);
+  else if (IsXsdElement(c_node, "simpleType"))
+    make(m_Model.simple_types, m_Model.global_types, m_TypeDefinitions, m_Model.owner);
+  else if (IsXsdElement(c_node, "attribute"))
+    make(m_Model.global_attributes, m_Attributes, m_AttributeDefinitions);
+  else if (IsXsdElement(c_node, "group"))
+    make(m_Model.groups, m_Groups, m_GroupDefinitions);
+  else if (IsXsdElement(c_node, "attributeGroup"))
+    make(m_Model.attribute_groups, m_AttributeGroups, m_AttributeGroupDefinitions);
 }
 
 void SchemaReader::FillAll() {

@@ -11,9 +11,9 @@ class SchemaModel;
 //
 // The reader does not judge the schema, which is the engine's business, and is to be used before
 // the engine: a reference that leads nowhere makes anyType of a type, and nothing of an element,
-// an attribute or a group. What would make the engine, or whoever walks the model, run without an
+// an attribute or a group. What would make the engine, or a walk of the model, run without an
 // end raises _com_error: a definition that contains or derives from itself, a substitution group
-// that leads back to itself, and a schema beyond the limits of schema_reader_limits.h.
+// that leads back to itself, and a schema beyond the limits of schema_budget.h.
 void ReadSchema(const SchemaDocuments& documents, SchemaModel& model);
 
 }  // namespace cfgex::internal

@@ -124,13 +124,10 @@ const Wildcard* SchemaReader::ReadWildcard(const xmlNode* c_node, const ReadingS
     return &wildcard;
   }
   wildcard.constraint = Wildcard::kOneOf;
-  constexpr const char* kBlanks = " \t\r\n";
-  for (std::size_t at = 0; at != std::string::npos;) {
-    const std::size_t end = allowed.find_first_of(kBlanks, at);
-    const std::string ns = allowed.substr(at, end - at);
-    wildcard.namespaces.push_back(ns == "##targetNamespace" ? target : ns == "##local" ? "" : ns);
-    at = allowed.find_first_not_of(kBlanks, end);
-  }
+  for (const std::string_view ns : Words(allowed))
+    wildcard.namespaces.emplace_back(ns == "##targetNamespace" ? target
+                                     : ns == "##local"         ? std::string_view()
+                                                               : ns);
   return &wildcard;
 }
 

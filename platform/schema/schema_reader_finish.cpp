@@ -1,21 +1,16 @@
-// What is inherited, and the limits.
-#include <algorithm>
+// What depends on several components being filled: what is inherited, the tables of children, and
+// what the schema costs the engine.
 #include <unordered_set>
 
-#include "platform/schema/schema_reader_limits.h"
 #include "platform/schema/schema_reader_parts.h"
 
 namespace cfgex::internal {
 namespace {
 
-[[noreturn]] void Refuse(const std::string& why) {
-  throw _com_error(_com_error::kFail, "schema refused: " + why);
-}
-
 // All nodes that the roots lead to, each after those that it leads to itself. Raises _com_error
-// where one leads back to itself or a path is too long. `next` gives what a node leads to.
-template <class T, class Next>
-std::vector<T*> InOrder(const std::vector<T*>& roots, const std::string& what, Next next) {
+// where one leads back to itself or a path is too long. `next` returns what a node leads to.
+template <class T, class Next, class... Roots>
+std::vector<T*> InOrder(const std::string& what, Next next, Roots&... roots) {
   struct Step {
     T* node;
     std::vector<T*> next;
@@ -28,13 +23,13 @@ std::vector<T*> InOrder(const std::vector<T*>& roots, const std::string& what, N
     if (const auto [place, fresh] = heights.emplace(node, 0); fresh) {
       path.push_back({node, next(*node), 1});
     } else if (place->second == 0) {
-      Refuse("circular " + what);
+      RefuseSchema("circular " + what);
     } else if (!path.empty()) {
       path.back().height = std::max(path.back().height, place->second + 1);
     }
   };
-  for (T* root : roots) {
-    enter(root);
+  const auto follow = [&](T& root) {
+    enter(&root);
     while (!path.empty()) {
       if (!path.back().next.empty()) {
         T* node = path.back().next.back();
@@ -43,85 +38,74 @@ std::vector<T*> InOrder(const std::vector<T*>& roots, const std::string& what, N
         continue;
       }
       const std::size_t height = path.back().height;
-      if (height > kMaxSchemaChain) Refuse(what + " nested too deeply");
+      if (height > kMaxSchemaChain) RefuseSchema(what + " nested too deeply");
       heights[path.back().node] = height;
       order.push_back(path.back().node);
       path.pop_back();
       if (!path.empty()) path.back().height = std::max(path.back().height, height + 1);
     }
-  }
+  };
+  (std::for_each(roots.begin(), roots.end(), follow), ...);
   return order;
 }
 
-template <class T>
-std::vector<T*> Pointers(std::deque<T>& all) {
-  std::vector<T*> result;
-  result.reserve(all.size());
-  for (T& each : all) result.push_back(&each);
-  return result;
-}
+// What a component comes to when all that it refers to is written out in its place.
+struct Weight {
+  double particles = 0;
+  double optional = 0;  // particles that may be left out, by what each costs
+  double once = 0;      // those of them that are in no group that repeats
+  double parts = 0;     // of a group or a union, with those in between
+  double attributes = 0;
+  double values = 0;  // that a value of a simple type is compared with
+
+  Weight& operator+=(const Weight& more) {
+    particles += more.particles;
+    optional += more.optional;
+    once += more.once;
+    parts += more.parts;
+    return *this;
+  }
+};
 
 class Finisher {
  public:
-  explicit Finisher(SchemaModel& model) : m_Model(model) {}
+  Finisher(SchemaModel& model, SchemaBudget& budget) : m_Model(model), m_Budget(budget) {}
   void Run() {
     FinishElements();
     WeighGroups();
-    WeighAttributeGroups();
     FinishTypes();
     WeighValues();
   }
 
  private:
-  // What a content model costs the engine, see schema_reader_limits.h.
-  struct Weight {
-    double particles = 0;
-    double slow = 0;  // optional particles, and members of substitution groups
-    double visits = 0;
-    void Add(const Weight& more) {
-      particles += more.particles;
-      slow += more.slow;
-      visits += more.visits;
-    }
-  };
-
   void FinishElements();
   void WeighGroups();
-  void WeighAttributeGroups();
-  Weight WeightOf(const Particle& particle) const;
-  void WeighAttributes(const ISchemaComplexType& type);
-  void AddAttributeSquare(double count);
-  void WeighValues();
-  void Compare(const ISchemaType* type);
-  void WeighEnumeration(const SimpleType& type);
   void FinishTypes();
   void FinishSimpleType(SimpleType& type);
-  void WeighUnion(const SimpleType& type);
   void FinishComplexType(ISchemaComplexType& type);
+  void FinishSimpleContent(ISchemaComplexType& type);
   void BuildTable(ISchemaComplexType& type);
+  void WeighValues();
+
+  Weight WeightOf(const Particle& particle);
+  double AttributesOf(const AttributeGroup& group);
+  void Compare(const ISchemaType* type);
 
   SchemaModel& m_Model;
-  std::unordered_map<const ISchemaElement*, double> m_Substitutes;  // all that may stand for one
-  std::unordered_map<const ModelGroup*, Weight> m_Groups;
-  std::unordered_map<const ISchemaComplexType*, Weight> m_Types;
-  std::unordered_map<const AttributeGroup*, double> m_AttributeGroups;
-  std::unordered_map<const ISchemaComplexType*, double> m_Attributes;
-  std::unordered_map<const SimpleType*, double> m_Unions;
-  std::unordered_map<const SimpleType*, double> m_Values;  // that one of the type is compared with
-  double m_AttributeSquares = 0;
-  double m_Comparisons = 0;
-  double m_UnionVisits = 0;
-  double m_Squares = 0;
-  double m_Cubes = 0;
+  SchemaBudget& m_Budget;
+  std::unordered_map<const void*, Weight> m_Weights;                // of types and groups
+  std::unordered_map<const ISchemaElement*, double> m_Substitutes;  // how many there are of one
 };
 
 void Finisher::FinishElements() {
-  const auto order =
-      InOrder(Pointers(m_Model.elements), "substitution group", [](const ISchemaElement& element) {
+  const auto order = InOrder<ISchemaElement>(
+      "substitution group",
+      [](const ISchemaElement& element) {
         std::vector<ISchemaElement*> head;
         if (element.substitution_head != nullptr) head.push_back(element.substitution_head);
         return head;
-      });
+      },
+      m_Model.elements);
   for (ISchemaElement* element : order) {
     ISchemaElement* head = element->substitution_head;
     if (head != nullptr) head->substitutes.push_back(element);
@@ -130,101 +114,62 @@ void Finisher::FinishElements() {
   for (auto element = order.rbegin(); element != order.rend(); ++element)
     if (const ISchemaElement* head = (*element)->substitution_head)
       m_Substitutes[head] += 1 + m_Substitutes[*element];
-
   for (ISchemaElement& element : m_Model.elements)
     if (element.declaration != &element) element.Use(*element.declaration);
 }
 
-Finisher::Weight Finisher::WeightOf(const Particle& particle) const {
+Weight Finisher::WeightOf(const Particle& particle) {
   Weight weight;
   if (particle.kind == ParticleKind::kGroup) {
-    weight = m_Groups.at(particle.group);
+    weight = m_Weights[particle.group];
+    // Any of them may follow any other then.
+    if (particle.max > 1) weight.optional += 3 * std::exchange(weight.once, 0);
   } else {
     weight.particles = 1;
     if (particle.kind == ParticleKind::kElement) {
-      const auto members = m_Substitutes.find(particle.element->declaration);
-      if (members != m_Substitutes.end()) {
-        weight.particles += members->second;
-        weight.slow += members->second * kSubstituteWeight;
-      }
+      const double members = m_Substitutes[particle.element->declaration];
+      weight.particles += members;
+      weight.optional += members * 1.5;  // measured where the head is optional
     }
   }
-  if (particle.min == 0) weight.slow += 1;
-  weight.visits += 1;
+  if (particle.min == 0) {
+    weight.optional += 1;
+    weight.once += 1;
+  }
+  weight.parts += 1;
   return weight;
 }
 
+double Finisher::AttributesOf(const AttributeGroup& group) {
+  auto count = static_cast<double>(group.attributes.size());
+  for (const AttributeGroup* inner : group.groups) count += 1 + m_Weights[inner].attributes;
+  return count;
+}
+
 void Finisher::WeighGroups() {
-  const auto order = InOrder(Pointers(m_Model.groups), "group", [](const ModelGroup& group) {
+  const auto inner_groups = [](const ModelGroup& group) {
     std::vector<ModelGroup*> inner;
     for (const Particle& particle : group.particles)
       if (particle.group != nullptr) inner.push_back(particle.group);
     return inner;
-  });
-  double visits = 0;
-  for (const ModelGroup* group : order) {
+  };
+  for (const ModelGroup* group : InOrder<ModelGroup>("group", inner_groups, m_Model.groups)) {
     Weight weight;
-    for (const Particle& particle : group->particles) weight.Add(WeightOf(particle));
-    m_Groups[group] = weight;
-    visits += weight.visits;
-    if (visits > kMaxGroupVisits) Refuse("model groups too large");
+    for (const Particle& particle : group->particles) weight += WeightOf(particle);
+    m_Budget.SpendOnParts(weight.parts);
+    m_Weights[group] = weight;
   }
-}
-
-void Finisher::WeighAttributeGroups() {
-  const auto order = InOrder(Pointers(m_Model.attribute_groups), "attribute group",
-                             [](const AttributeGroup& group) { return group.groups; });
-  for (const AttributeGroup* group : order) {
-    double weight = static_cast<double>(group->attributes.size());
-    for (const AttributeGroup* inner : group->groups) weight += 1 + m_AttributeGroups[inner];
-    if (weight > kMaxAttributes) Refuse("too many attributes");
-    m_AttributeGroups[group] = weight;
-    AddAttributeSquare(weight);
+  for (const AttributeGroup* group : InOrder<AttributeGroup>(
+           "attribute group", [](const AttributeGroup& each) { return each.groups; },
+           m_Model.attribute_groups)) {
+    const double attributes = AttributesOf(*group);
+    m_Budget.SpendOnAttributes(attributes);
+    m_Weights[group].attributes = attributes;
   }
-}
-
-// What the type inherits counts again.
-void Finisher::WeighAttributes(const ISchemaComplexType& type) {
-  double weight = static_cast<double>(type.attributes.attributes.size());
-  for (const AttributeGroup* group : type.attributes.groups) weight += m_AttributeGroups[group];
-  if (type.base->complex != nullptr) weight += m_Attributes[type.base->complex];
-  m_Attributes[&type] = weight;
-  AddAttributeSquare(weight);
-}
-
-void Finisher::AddAttributeSquare(double count) {
-  m_AttributeSquares += count * count;
-  if (m_AttributeSquares > kMaxAttributeSquares) Refuse("too many attributes");
-}
-
-// The defaults and fixed values; those in enumerations were weighed with their types.
-void Finisher::WeighValues() {
-  const auto weigh = [this](const auto& holder, const ISchemaType* type) {
-    if (!holder.default_value.empty() || !holder.fixed_value.empty()) Compare(type);
-  };
-  for (const ISchemaElement& element : m_Model.elements)
-    if (element.declaration == &element) weigh(element, element.type);
-  const auto weighAll = [&weigh](const std::vector<AttributeUse>& uses) {
-    for (const AttributeUse& use : uses) weigh(use, use.type);
-  };
-  for (const AttributeUse& use : m_Model.global_attributes) weigh(use, use.type);
-  for (const AttributeGroup& group : m_Model.attribute_groups) weighAll(group.attributes);
-  for (const ISchemaComplexType& type : m_Model.complex_types) weighAll(type.attributes.attributes);
-}
-
-void Finisher::Compare(const ISchemaType* type) {
-  const SimpleType* simple = type->simple != nullptr ? type->simple : type->complex->simple_content;
-  const auto known = m_Values.find(simple);
-  if (known == m_Values.end()) return;
-  m_Comparisons += known->second;
-  if (m_Comparisons > kMaxComparisons) Refuse("enumerations too large");
 }
 
 void Finisher::FinishTypes() {
-  std::vector<ISchemaType*> roots;
-  for (ISchemaComplexType& type : m_Model.complex_types) roots.push_back(&type);
-  for (SimpleType& type : m_Model.simple_types) roots.push_back(&type);
-  const auto order = InOrder(roots, "type definition", [](const ISchemaType& type) {
+  const auto parts = [](const ISchemaType& type) {
     std::vector<ISchemaType*> next;
     if (type.base != nullptr) next.push_back(type.base);
     if (type.simple != nullptr) {
@@ -234,94 +179,68 @@ void Finisher::FinishTypes() {
       next.push_back(type.complex->simple_content);
     }
     return next;
-  });
-  for (ISchemaType* type : order) {
-    if (type->simple != nullptr) {
-      WeighUnion(*type->simple);
-      FinishSimpleType(*type->simple);
-    } else if (type != m_Model.any_type) {
-      FinishComplexType(*type->complex);
-    }
-  }
-}
-
-// Those of the base are not followed again by the engine.
-void Finisher::WeighUnion(const SimpleType& type) {
-  if (type.members.empty()) return;
-  double visits = 0;
-  for (const SimpleType* member : type.members) {
-    const auto known = m_Unions.find(member);
-    visits += 1 + (known != m_Unions.end() ? known->second : 0);
-  }
-  m_Unions[&type] = visits;
-  m_UnionVisits += visits;
-  if (m_UnionVisits > kMaxUnionVisits) Refuse("unions too large");
-}
-
-// A value of the type is compared with those of its enumeration, or else, as those of its own are,
-// with what a value of its base or of its members is.
-void Finisher::WeighEnumeration(const SimpleType& type) {
-  double inherited = 0;
-  const auto add = [&](const SimpleType* other) {
-    if (const auto known = m_Values.find(other); known != m_Values.end())
-      inherited += known->second;
   };
-  if (type.base != nullptr) add(type.base->simple);
-  for (const SimpleType* member : type.members) add(member);
-  if (type.item_type != nullptr) add(type.item_type);
-  const auto own = static_cast<double>(type.enumeration.size());
-  m_Comparisons += own * inherited;
-  if (m_Comparisons > kMaxComparisons) Refuse("enumerations too large");
-  if (own + inherited > 0) m_Values[&type] = own > 0 ? own : inherited;
+  for (ISchemaType* type : InOrder<ISchemaType>("type definition", parts, m_Model.complex_types,
+                                                m_Model.simple_types)) {
+    if (type->simple != nullptr)
+      FinishSimpleType(*type->simple);
+    else if (type != m_Model.any_type)
+      FinishComplexType(*type->complex);
+  }
 }
 
 void Finisher::FinishSimpleType(SimpleType& type) {
-  m_Cubes += std::exchange(type.pattern_cubes, 0);
-  if (m_Cubes > kMaxContentCubes) Refuse("patterns too large");
-  WeighEnumeration(type);
+  // A value of the type is compared with those that the type lists, or else, as these are
+  // themselves, with what a value of its base, its items or its members is.
+  Weight weight;
+  if (type.base != nullptr) weight.values += m_Weights[type.base].values;
+  if (type.item_type != nullptr) weight.values += m_Weights[type.item_type].values;
+  for (const SimpleType* member : type.members) {
+    weight.values += m_Weights[member].values;
+    weight.parts += 1 + m_Weights[member].parts;
+  }
+  const auto own = static_cast<double>(type.enumeration);
+  m_Budget.SpendOnComparisons(own * weight.values);
+  m_Budget.SpendOnParts(weight.parts);
+  if (own > 0) weight.values = own;
+  m_Weights[&type] = weight;
+
   const SimpleType* base = type.base == nullptr ? nullptr : type.base->simple;
   if (base == nullptr || base == m_Model.any_simple_type) return;
   type.variety = base->variety;
   type.item_type = base->item_type;
-  type.has_pattern = type.has_pattern || base->has_pattern;
 }
 
 void Finisher::FinishComplexType(ISchemaComplexType& type) {
-  ISchemaComplexType* base = type.base->complex;
-  const bool extends = type.derivation == Derivation::kExtension;
+  const ISchemaComplexType* base = type.base->complex;
+  const bool extends = base != nullptr && type.derivation == Derivation::kExtension;
   Weight weight;
-  if (extends && base != nullptr) weight = m_Types[base];
-  if (type.particle != nullptr) weight.Add(WeightOf(*type.particle));
-  m_Types[&type] = weight;
-  m_Squares += weight.particles * weight.particles;
-  m_Cubes += weight.slow * weight.slow * weight.slow;
-  if (m_Squares > kMaxContentSquares || m_Cubes > kMaxContentCubes)
-    Refuse("content models too large");
-  WeighAttributes(type);
+  if (extends) weight += m_Weights[base];
+  if (type.particle != nullptr) weight += WeightOf(*type.particle);
+  weight.attributes = AttributesOf(type.attributes) + m_Weights[type.base].attributes;
+  m_Budget.SpendOnContent(weight.particles, weight.optional);
+  m_Budget.SpendOnAttributes(weight.attributes);
+  m_Weights[&type] = weight;
 
-  if (type.has_simple_content) {
-    type.content = ContentKind::kSimple;
-    SimpleType* inherited = base == nullptr ? type.base->simple : base->simple_content;
-    if (inherited == nullptr) inherited = m_Model.any_simple_type;
-    if (type.simple_content == nullptr) {
-      type.simple_content = inherited;
-    } else if (type.simple_content->base == nullptr) {
-      type.simple_content->base = inherited;
-      FinishSimpleType(*type.simple_content);
-    }
-    if (!extends && type.simple_content->base_types.get_length() == 0)
-      type.simple_content->base_types.Add(*type.simple_content->base);
-    return;
-  }
-  const bool has_own = type.particle != nullptr && m_Groups[type.particle->group].particles > 0;
-  const bool has_content =
-      has_own || (extends && base != nullptr && base->content != ContentKind::kEmpty);
-  if (extends && !has_own && base != nullptr && base->is_mixed) type.is_mixed = true;
-  if (type.is_mixed)
-    type.content = ContentKind::kMixed;
-  else if (has_content)
-    type.content = ContentKind::kElementOnly;
+  if (type.has_simple_content) return FinishSimpleContent(type);
+  const bool has_own = type.particle != nullptr && WeightOf(*type.particle).particles > 0;
+  if (extends && !has_own && base->is_mixed) type.is_mixed = true;
   BuildTable(type);
+}
+
+void Finisher::FinishSimpleContent(ISchemaComplexType& type) {
+  const ISchemaComplexType* base = type.base->complex;
+  SimpleType* inherited = base == nullptr ? type.base->simple : base->simple_content;
+  if (inherited == nullptr) inherited = m_Model.any_simple_type;
+  if (type.simple_content == nullptr) {
+    type.simple_content = inherited;
+  } else if (type.simple_content->base == nullptr) {
+    type.simple_content->base = inherited;
+    FinishSimpleType(*type.simple_content);
+  }
+  if (type.derivation == Derivation::kRestriction &&
+      type.simple_content->base_types.get_length() == 0)
+    type.simple_content->base_types.Add(*type.simple_content->base);
 }
 
 void Finisher::BuildTable(ISchemaComplexType& type) {
@@ -333,19 +252,11 @@ void Finisher::BuildTable(ISchemaComplexType& type) {
     return;
   }
   ChildTable& table = m_Model.tables.emplace_back();
-  std::unordered_set<const ModelGroup*> seen;
-  std::vector<const Particle*> open{type.particle};
-  while (!open.empty()) {
-    const Particle& particle = *open.back();
-    open.pop_back();
-    if (particle.kind == ParticleKind::kElement) {
-      table.elements.emplace(particle.element->Key(), particle.element);
-    } else if (particle.kind == ParticleKind::kWildcard) {
-      table.wildcards.push_back(particle.wildcard);
-    } else if (seen.insert(particle.group).second) {
-      const auto& inner = particle.group->particles;
-      for (auto each = inner.rbegin(); each != inner.rend(); ++each) open.push_back(&*each);
-    }
+  for (const Particle* particle : Leaves({type.particle})) {
+    if (particle->kind == ParticleKind::kElement)
+      table.elements.emplace(particle->element->Key(), particle->element);
+    else
+      table.wildcards.push_back(particle->wildcard);
   }
   // A table swallows those below it that are no larger: each name is copied log n times at most.
   while (inherited != nullptr && inherited->elements.size() <= table.elements.size()) {
@@ -358,8 +269,29 @@ void Finisher::BuildTable(ISchemaComplexType& type) {
   type.children = &table;
 }
 
+// The defaults and fixed values; those in enumerations were weighed with their types.
+void Finisher::WeighValues() {
+  const auto weigh = [this](const auto& declared) {
+    if (!declared.default_value.empty() || !declared.fixed_value.empty()) Compare(declared.type);
+  };
+  const auto weigh_all = [&weigh](const auto& all) {
+    std::for_each(all.begin(), all.end(), weigh);
+  };
+  for (const ISchemaElement& element : m_Model.elements)
+    if (element.declaration == &element) weigh(element);
+  weigh_all(m_Model.global_attributes);
+  for (const AttributeGroup& group : m_Model.attribute_groups) weigh_all(group.attributes);
+  for (const ISchemaComplexType& type : m_Model.complex_types)
+    weigh_all(type.attributes.attributes);
+}
+
+void Finisher::Compare(const ISchemaType* type) {
+  const SimpleType* simple = type->simple != nullptr ? type->simple : type->complex->simple_content;
+  if (simple != nullptr) m_Budget.SpendOnComparisons(m_Weights[simple].values);
+}
+
 }  // namespace
 
-void FinishModel(SchemaModel& model) { Finisher(model).Run(); }
+void FinishModel(SchemaModel& model, SchemaBudget& budget) { Finisher(model, budget).Run(); }
 
 }  // namespace cfgex::internal

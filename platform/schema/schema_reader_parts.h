@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/schema/schema_budget.h"
 #include "platform/schema/schema_documents.h"
 #include "platform/schema/schema_model.h"
 
@@ -34,7 +35,7 @@ struct ReadingContext {
   bool qualified_attributes = false;
 };
 
-// Where a definition stands. In a redefinition a reference to `self` means `previous`: as the base
+// Where a definition is. In a redefinition a reference to `self` means `previous`: as the base
 // of a type, and in the content of a group, but not in the elements and types written inside.
 struct ReadingScope {
   const ReadingContext* context = nullptr;
@@ -62,9 +63,6 @@ class SchemaReader {
   void RegisterAll();
   const ReadingContext* Enter(const SchemaDocument& document, const std::string& ns);
   void RegisterGlobal(const ReadingContext& context, const xmlNode* c_node, bool redefining);
-  template <class T>
-  void Register(T& component, const NameKey& key, const ReadingContext& context,
-                const xmlNode* c_node, bool redefining, NameMap<T*>& map, Definitions<T>& list);
   ISchema& Namespace(const std::string& uri);
   void FillAll();
 
@@ -79,8 +77,10 @@ class SchemaReader {
                           const std::string& name);
   SimpleType* SimpleTypeByName(const ReadingScope& scope, const xmlNode* c_node,
                                const std::string& name);
+  SimpleType& NewSimpleType(const ReadingScope& scope, const xmlNode* c_node);
   SimpleType* InlineSimpleType(const ReadingScope& scope, const xmlNode* c_parent);
   void FillType(ISchemaType& type, const xmlNode* c_node, const ReadingScope& scope);
+  void ReadFacets(SimpleType& type, const xmlNode* c_restriction);
   void FillSimpleType(SimpleType& type, const xmlNode* c_node, const ReadingScope& scope);
   void FillComplexType(ISchemaComplexType& type, const xmlNode* c_node, const ReadingScope& scope);
   void FillSimpleContent(ISchemaComplexType& type, const xmlNode* c_node,
@@ -101,6 +101,7 @@ class SchemaReader {
 
   const SchemaDocuments& m_Documents;
   SchemaModel& m_Model;
+  SchemaBudget m_Budget;
   std::deque<ReadingContext> m_Contexts;
   std::deque<QualifiedName> m_Names;  // of components that do not keep their own
   NameMap<ModelGroup*> m_Groups;
@@ -126,7 +127,7 @@ const xmlNode* XsdChild(const xmlNode* c_parent, std::string_view name);
 bool BooleanAttribute(const xmlNode* c_node, const char* name);
 
 // Completes a model whose components are filled: what is inherited, and the tables of children.
-// Raises what ReadSchema says.
-void FinishModel(SchemaModel& model);
+// Raises what ReadSchema raises.
+void FinishModel(SchemaModel& model, SchemaBudget& budget);
 
 }  // namespace cfgex::internal

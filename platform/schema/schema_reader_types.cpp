@@ -1,6 +1,5 @@
 // Types and attributes.
 #include "platform/os/encoding.h"
-#include "platform/schema/schema_builtins.h"
 #include "platform/schema/schema_reader_parts.h"
 #include "platform/tree/namespaces.h"
 
@@ -19,24 +18,21 @@ double OptionalParts(std::string_view pattern) {
   return before == '|' ? count + 1 : count;
 }
 
-void ReadFacets(SimpleType& type, const xmlNode* c_restriction) {
+}  // namespace
+
+void SchemaReader::ReadFacets(SimpleType& type, const xmlNode* c_restriction) {
   for (const xmlNode* c_facet = c_restriction->children; c_facet; c_facet = c_facet->next) {
-    if (IsXsdElement(c_facet, "enumeration"))
-      type.enumeration.push_back(FromUtf8(RawAttribute(c_facet, "value")));
+    if (IsXsdElement(c_facet, "enumeration")) ++type.enumeration;
+    if (IsXsdElement(c_facet, "pattern"))
+      m_Budget.SpendOnContent(0, OptionalParts(RawAttribute(c_facet, "value")));
     if (IsXsdElement(c_facet, "whiteSpace")) {
       const std::string value = TokenAttribute(c_facet, "value");
       type.blanks = value == "preserve"  ? Blanks::kPreserve
                     : value == "replace" ? Blanks::kReplace
                                          : Blanks::kCollapse;
     }
-    if (!IsXsdElement(c_facet, "pattern")) continue;
-    const double parts = OptionalParts(RawAttribute(c_facet, "value"));
-    type.has_pattern = true;
-    type.pattern_cubes += parts * parts * parts;
   }
 }
-
-}  // namespace
 
 ISchemaType* SchemaReader::TypeByName(const ReadingScope& scope, const xmlNode* c_node,
                                       const std::string& name) {
@@ -50,13 +46,16 @@ SimpleType* SchemaReader::SimpleTypeByName(const ReadingScope& scope, const xmlN
   return found == nullptr ? m_Model.any_simple_type : found;
 }
 
-SimpleType* SchemaReader::InlineSimpleType(const ReadingScope& scope, const xmlNode* c_parent) {
-  const xmlNode* c_type = XsdChild(c_parent, "simpleType");
-  if (c_type == nullptr) return nullptr;
+SimpleType& SchemaReader::NewSimpleType(const ReadingScope& scope, const xmlNode* c_node) {
   SimpleType& type = m_Model.simple_types.emplace_back(m_Model.owner);
   type.schema = scope.context->target;
-  FillSimpleType(type, c_type, scope);
-  return &type;
+  FillSimpleType(type, c_node, scope);
+  return type;
+}
+
+SimpleType* SchemaReader::InlineSimpleType(const ReadingScope& scope, const xmlNode* c_parent) {
+  const xmlNode* c_type = XsdChild(c_parent, "simpleType");
+  return c_type == nullptr ? nullptr : &NewSimpleType(scope, c_type);
 }
 
 void SchemaReader::FillType(ISchemaType& type, const xmlNode* c_node, const ReadingScope& scope) {
@@ -83,20 +82,12 @@ void SchemaReader::FillSimpleType(SimpleType& type, const xmlNode* c_node,
       type.item_type = SimpleTypeByName(scope, c_list, TokenAttribute(c_list, "itemType"));
   } else if (const xmlNode* c_union = XsdChild(c_node, "union")) {
     type.variety = Variety::kUnion;
-    const std::string names = TokenAttribute(c_union, "memberTypes");
-    constexpr const char* kBlanks = " \t\r\n";
-    for (std::size_t at = names.find_first_not_of(kBlanks); at != std::string::npos;) {
-      const std::size_t end = names.find_first_of(kBlanks, at);
-      type.members.push_back(SimpleTypeByName(scope, c_union, names.substr(at, end - at)));
-      at = names.find_first_not_of(kBlanks, end);
-    }
-    for (const xmlNode* c_member = c_union->children; c_member; c_member = c_member->next) {
-      if (!IsXsdElement(c_member, "simpleType")) continue;
-      SimpleType& member = m_Model.simple_types.emplace_back(m_Model.owner);
-      member.schema = scope.context->target;
-      FillSimpleType(member, c_member, scope);
-      type.members.push_back(&member);
-    }
+    const std::string names = RawAttribute(c_union, "memberTypes");
+    for (const std::string_view name : Words(names))
+      type.members.push_back(SimpleTypeByName(scope, c_union, std::string(name)));
+    for (const xmlNode* c_member = c_union->children; c_member; c_member = c_member->next)
+      if (IsXsdElement(c_member, "simpleType"))
+        type.members.push_back(&NewSimpleType(scope, c_member));
     for (SimpleType* member : type.members) type.base_types.Add(*member);
     return;
   }

@@ -15,14 +15,11 @@ namespace {
 bool NamesTyingType(std::string_view names) {
   static constexpr std::array<std::string_view, 6> kTying = {"ID",     "IDREF",    "IDREFS",
                                                              "ENTITY", "ENTITIES", "NOTATION"};
-  while (!names.empty()) {
-    const std::size_t end = std::min(names.find_first_of(" \t\r\n"), names.size());
-    std::string_view name = names.substr(0, end);
-    name.remove_prefix(std::min(name.find(':') + 1, name.size()));
-    if (std::find(kTying.begin(), kTying.end(), name) != kTying.end()) return true;
-    names.remove_prefix(std::min(end + 1, names.size()));
-  }
-  return false;
+  const std::vector<std::string_view> words = Words(names);
+  return std::any_of(words.begin(), words.end(), [](std::string_view name) {
+    const std::string_view local = name.substr(name.find(':') + 1);
+    return std::find(kTying.begin(), kTying.end(), local) != kTying.end();
+  });
 }
 
 bool TiesPartsTogether(const xmlNode* c_element) {
@@ -55,7 +52,7 @@ bool AddFreeParticle(const Particle& particle, NameMap<const ISchemaElement*>& c
       return inner.min <= 1 && AddAlternatives(inner, children);
     });
   }
-  // A group around one free particle adds nothing, however often it may stand there.
+  // A group around one free particle adds nothing, however often it may occur.
   return group.particles.size() == 1 && particle.max > 0 &&
          AddFreeParticle(group.particles.front(), children);
 }
@@ -72,12 +69,14 @@ bool TiesPartsTogether(const SchemaDocuments& documents) {
 }
 
 std::optional<NameMap<const ISchemaElement*>> FreeChildren(const ISchemaType& type) {
-  if (type.complex == nullptr || type.complex->is_abstract ||
-      type.complex->content != ContentKind::kElementOnly)
+  const ISchemaComplexType* complex = type.complex;
+  if (complex == nullptr || complex->is_abstract || complex->is_mixed ||
+      complex->has_simple_content)
     return std::nullopt;
-  const std::vector<const Particle*> content = type.complex->Content();
+  const std::vector<const Particle*> content = complex->Content();
   NameMap<const ISchemaElement*> children;
-  if (content.size() != 1 || !AddFreeParticle(*content.front(), children)) return std::nullopt;
+  if (content.size() != 1 || !AddFreeParticle(*content.front(), children) || children.empty())
+    return std::nullopt;
   return children;
 }
 

@@ -8,14 +8,14 @@
 
 namespace cfgex::internal {
 
-// Whether the schema says anything that ties parts of a document together wherever they stand:
+// Whether the schema says anything that ties parts of a document together wherever they are:
 // xs:key, xs:keyref, xs:unique, or a type made from ID, IDREF and their like.
 bool TiesPartsTogether(const SchemaDocuments& documents);
 
-// The elements that may stand, in any number and any order, as the children of elements of a type,
+// The elements that may be, in any number and any order, the children of elements of a type,
 // by name: local declarations, or the global ones that are used. Nothing when the type's content is
 // any other: when order or number count, when there is a wildcard, text, or an element that is
-// abstract or that others can stand for.
+// abstract or the head of a substitution group.
 std::optional<NameMap<const ISchemaElement*>> FreeChildren(const ISchemaType& type);
 
 // Whether elements of the type must carry an attribute.
