@@ -15,6 +15,7 @@
 
 #include "cfgex/com_error.h"
 #include "platform/os/fault_point.h"
+#include "tests/support/mishap.h"
 #include "tests/support/support.h"
 
 namespace {
@@ -137,6 +138,30 @@ TEST(FileTest, WhatIsNoRegularFileIsRefusedWithoutWaiting) {
   EXPECT_EQ(content, "unchanged");
   EXPECT_EQ(ReadBytes(folder.Path(L"file")), "old");
   EXPECT_EQ(folder.Names(), (Names{"device", "directory", "fifo", "file"}));
+}
+
+TEST(FileTest, AnyFailingCallLeavesOldOrNewAndNothingElse) {
+  const std::string oldContent(100000, 'o'), newContent(200000, 'n');
+  const Folder folder;
+  const std::wstring target = folder.Path(L"target");
+  for (const std::string& before : {oldContent, std::string()}) {
+    bool happened = true;
+    for (int nth = 1; happened; ++nth) {
+      SCOPED_TRACE(nth);
+      fs::remove(Narrow(target));
+      if (!before.empty()) WriteBytes(target, before);
+      bool done = false;
+      {
+        const test::Mishap mishap(test::Mishap::kFail, nth);
+        done = Replaced(target, newContent);
+        happened = mishap.Happened();
+      }
+      const std::string content = ReadBytes(target);
+      EXPECT_TRUE(content == newContent || (!done && content == before));
+      EXPECT_EQ(folder.Names(), content.empty() ? Names{} : Names{"target"});
+      EXPECT_TRUE(done || happened);
+    }
+  }
 }
 
 TEST(FileTest, AFailureNamesCallPathAndReason) {
