@@ -164,6 +164,30 @@ TEST(FileTest, AnyFailingCallLeavesOldOrNewAndNothingElse) {
   }
 }
 
+TEST(FileTest, ContentIsOnTheDiskBeforeItTakesTheTargetsName) {
+  using enum FaultPoint;
+  static std::string calls;
+  const Folder folder;
+  WriteBytes(folder.Path(L"file"), "old");
+  for (const bool copying : {false, true}) {
+    calls.clear();
+    g_FaultHook = [](Passage& passage) noexcept {
+      for (const auto kept : {kWrite, kFchmod, kFsync, kClose, kRename, kUnlink}) {
+        if (passage.point == kept) calls.append(NameOf(kept)).append(" ");
+      }
+      return false;
+    };
+    const bool done = copying ? OS::CopyFileW(folder.Path(L"file"), folder.Path(L"copy"), false)
+                              : Replaced(folder.Path(L"file"), "new");
+    g_FaultHook = nullptr;
+    EXPECT_TRUE(done);
+    // In the end the directory and the lock are closed, and the source of a copy.
+    // Before, the old file is looked at, or for the first copy the umask.
+    EXPECT_EQ(calls, std::string("close write fchmod fsync close rename fsync close close ") +
+                         (copying ? "close " : ""));
+  }
+}
+
 TEST(FileTest, AFailureNamesCallPathAndReason) {
   const Folder folder;
   const test::FailCall fail(FaultPoint::kWrite, 1);

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <libxml/xmlerror.h>
 #include <libxml/xmlmemory.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,6 +16,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <new>
 #include <utility>
 
@@ -411,6 +413,49 @@ TEST(SchemaMemoryTest, ASchemaAndWhatItMakesAreWholeOrRaised) {
   SweepInChildren(reads);
   SweepInChildren(makes);
 }
+
+#ifndef CFGEX_SANITIZED  // which take all of the address space
+// The same with a limit that the system sets: whatever it is, the file and its backup stay.
+TEST(AddressSpaceTest, AFileThatDoesNotFitIsLeftAlone) {
+  const Folder folder(Folder::Place::kMemory);
+  Sample sample({});  // for its schema
+  std::vector<std::wstring> items;
+  for (int i = 0; i < 30000; ++i)
+    items.push_back(Item(L"P", L"p" + std::to_wstring(i), L"<Name>n</Name><Count>1</Count>"));
+  const std::wstring path = folder.Path(L"main.xml");
+  WriteBytes(path, Narrow(Configuration(items)));
+  WriteBytes(folder.Path(L"main.backup.xml"), Narrow(Configuration({items[0]})));
+  const std::string main = ReadBytes(path);
+  const std::string backup = ReadBytes(folder.Path(L"main.backup.xml"));
+
+  std::ifstream pages("/proc/self/statm");
+  rlim_t used = 0;
+  pages >> used;
+  int raised = 0;
+  int end = kFault;
+  for (rlim_t more = 1; end != kNothingRefused && more < 1024; more += 1 + more / 4) {
+    SCOPED_TRACE(std::to_string(more) + " MiB");
+    end = InChild([&] {
+      const rlim_t limit = used * static_cast<rlim_t>(::getpagesize()) + (more << 20);
+      const rlimit space = {limit, limit};
+      ::setrlimit(RLIMIT_AS, &space);
+      CCfgConfigurationEx store(sample.option);
+      g_IsEngineShort = true;  // it may crash
+      const bool lacks = LacksMemory(-1, false, [&] {
+        if (!store.Initialize(path.c_str())) throw std::runtime_error("not opened");
+      });
+      return lacks ? kFine : kNothingRefused;
+    });
+    EXPECT_TRUE(end == kFine || end == kNothingRefused || end == kEngineCrash) << end;
+    raised += end == kFine ? 1 : 0;
+    EXPECT_EQ(ReadBytes(path), main);
+    const std::string now = ReadBytes(folder.Path(L"main.backup.xml"));
+    EXPECT_TRUE(now == backup || (end == kNothingRefused && now == main));
+  }
+  EXPECT_EQ(end, kNothingRefused);
+  EXPECT_GT(raised, 5);
+}
+#endif
 
 struct Change {
   const char* name;
