@@ -1,11 +1,11 @@
 // The vocabulary of the fuzz targets.
 //
 //   CHECK(condition, what)   ends the process with a report when a property does not hold
-//   Split                    an input as its parts, which stand between lines "%%"
-//   Text                     bytes as wide text, also as such that no XML can carry
+//   Split                    an input as its parts, between lines "%%"
+//   Text                     bytes as wide text, also as text that no XML can carry
 //   Choices                  an input as a row of small numbers
-//   Kit                      a schema, the folder for its files, and the engine's own plain
-//   judgement Snapshot                 what a store answers for every id
+//   Kit                      a schema, a folder for files, and the engine's plain judgement
+//   Snapshot                 what a store answers for every id
 #pragma once
 
 #include <cstdint>

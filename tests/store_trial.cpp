@@ -99,7 +99,7 @@ std::wstring Declarations(const std::wstring& uri) {
          (uri.empty() ? L"" : L" xmlns:p='" + uri + L"'");
 }
 
-// Whether one category and id stand twice.
+// Whether one category and id occur twice.
 bool HasTwins(const Picture& picture) {
   std::set<Pair> seen;
   for (const Group& group : picture)

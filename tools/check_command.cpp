@@ -88,8 +88,8 @@ void Check::Identities() {
     const auto [first, isNew] = known.emplace(id, instance);
     if (!isNew)
       Add(instance, true, "id twice",
-          L"The id stands in line " + std::to_wstring(m_File.PlaceOf(first->second).line) +
-              L" too, as a " + first->second->get_tagName() + L"; the library finds that one.");
+          L"The id is already in line " + std::to_wstring(m_File.PlaceOf(first->second).line) +
+              L", as a " + first->second->get_tagName() + L"; the library finds that one.");
   });
 }
 

@@ -81,7 +81,7 @@ void CommandLine::AddLooking() {
 
   AddOfFile("check", CheckFile, "Check a configuration file, and name its faults");
   Flag("--warnings", m_Arguments.warnings,
-       "Also name references that lead nowhere, ids that stand twice, and instances that nothing "
+       "Also name references that lead nowhere, ids that occur twice, and instances that nothing "
        "refers to");
   Flag("--strict", m_Arguments.strict, "The same, and take warnings for faults");
 
