@@ -1,5 +1,7 @@
 // Elements and their attributes.
+#include <memory>
 #include <new>
+#include <utility>
 
 #include "cfgex/com_error.h"
 #include "platform/dom/dom_document.h"
@@ -78,17 +80,31 @@ xmlNs* AttributeNs(xmlNode* c_element, const PrefixedName& name) {
   return c_ns;
 }
 
+struct FreeNs {
+  void operator()(xmlNs* c_ns) const noexcept { xmlFreeNs(c_ns); }
+};
+using NsPtr = std::unique_ptr<xmlNs, FreeNs>;
+
 // Sets the attribute, or adds it. With the namespace: the document may have had another prefix.
+// `declaration`, if any, is that namespace, and is declared on the element.
 void PutAttribute(xmlNode* c_element, const std::string& name, xmlNs* c_ns,
-                  const std::string& value) {
+                  const std::string& value, NsPtr declaration = {}) {
   TreeChanges& changes = ChangesOf(c_element);
-  if (xmlAttr* c_old = FindAttribute(c_element, name, Uri(c_ns))) {
-    changes.PutValue(c_old, NewText(c_element->doc, value), c_ns);
-    return;
+  xmlAttr* c_old = FindAttribute(c_element, name, Uri(c_ns));
+  xmlAttr* c_new = nullptr;
+  xmlNode* c_text = nullptr;
+  if (c_old != nullptr)
+    c_text = NewText(c_element->doc, value);
+  else
+    c_new = NewAttribute(c_element->doc, XmlChars(name.c_str()), value);
+
+  if (declaration != nullptr) changes.Declare(c_element, declaration.release());
+  if (c_old != nullptr) {
+    changes.PutValue(c_old, c_text, c_ns);
+  } else {
+    c_new->ns = c_ns;
+    changes.LinkAttribute(c_new, c_element);
   }
-  xmlAttr* c_attr = NewAttribute(c_element->doc, XmlChars(name.c_str()), value);
-  c_attr->ns = c_ns;
-  changes.LinkAttribute(c_attr, c_element);
 }
 
 // What createNode makes is an attribute of an element of this name, which no element of a document
@@ -141,6 +157,7 @@ void IXMLDOMElement::setAttributeNode(const ComPtr<IXMLDOMAttribute>& attribute)
     throw _com_error(_com_error::kInvalidArgument, "setAttributeNode: it has an element");
 
   std::string prefix(Prefix(c_attr->ns));
+  NsPtr declaration;
   xmlNs* c_ns = prefix == "xml" ? XmlPrefixNs(m_c_node->doc) : FindNs(m_c_node, prefix);
   if (c_attr->ns == nullptr) {
     c_ns = nullptr;
@@ -151,11 +168,11 @@ void IXMLDOMElement::setAttributeNode(const ComPtr<IXMLDOMAttribute>& attribute)
     for (int i = 1; isTaken && FindNs(m_c_node, prefix) != nullptr; ++i)
       prefix = "ns" + std::to_string(i);
     if (c_ns == nullptr) {
-      c_ns = NewNs(prefix, Uri(c_attr->ns));
-      ChangesOf(m_c_node).Declare(m_c_node, c_ns);
+      declaration.reset(NewNs(prefix, Uri(c_attr->ns)));
+      c_ns = declaration.get();
     }
   }
-  PutAttribute(m_c_node, Chars(c_attr->name), c_ns, AttributeValue(c_attr));
+  PutAttribute(m_c_node, Chars(c_attr->name), c_ns, AttributeValue(c_attr), std::move(declaration));
 }
 
 ComPtr<IXMLDOMNode> IXMLDOMDocument2::createNode(DomNodeType type, std::wstring_view name,

@@ -474,6 +474,13 @@ TEST(EngineMemoryTest, AChangeWithoutMemoryIsRaisedInSilence) {
       {"setAttribute, new", [](auto&, auto& root) { root.setAttribute(L"b", L"v"); }},
       {"setAttribute", [](auto&, auto& root) { root.setAttribute(L"a", L"v"); }},
       {"setAttribute, a namespace", [](auto&, auto& root) { root.setAttribute(L"xmlns:z", L"u"); }},
+      {"setAttributeNode, and its namespace",
+       [](auto& document, auto& root) {
+         const bool counts = std::exchange(g_Counts, false);
+         const auto made = document.createNode(DomNodeType::kAttribute, L"x:a", L"urn:x");
+         g_Counts = counts;
+         root.setAttributeNode(As<IXMLDOMAttribute>(made));
+       }},
       {"put_text", [](auto&, auto& root) { root.put_text(L"text"); }},
       {"cloneNode", [](auto&, auto& root) { root.cloneNode(true); }},
       {"a path with what is no character",
