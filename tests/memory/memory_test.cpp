@@ -156,6 +156,7 @@ int InChild(Body&& body) {
       end = body();
     } catch (const std::exception& failure) {
       std::printf("%s\n", failure.what());
+      if (g_IsEngineShort) end = kEngineFault;
     }
     std::fflush(nullptr);
     ::_exit(end);
