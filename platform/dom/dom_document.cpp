@@ -138,7 +138,7 @@ ComPtr<IXMLDOMElement> IXMLDOMDocument2::FirstMember(const MemberNames& names,
                                                      std::wstring_view name) {
   RaiseFaultHere(FaultPoint::kSelectSingleNode);
   const std::string utf8 = ToUtf8(name);
-  xmlNode* c_found = Own().changes.Index().First(Own().tree.get(), names, utf8);
+  xmlNode* c_found = Own().changes.Index(Own().tree.get(), names).First(utf8);
   assert(IsAsXPathAnswers(c_found != nullptr ? std::vector{c_found} : std::vector<xmlNode*>(),
                           Own().tree.get(), "(" + PathTo(names, utf8) + ")[1]"));
   return c_found != nullptr ? As<IXMLDOMElement>(Wrap(c_found, nullptr)) : nullptr;
@@ -151,7 +151,7 @@ std::vector<xmlNode*> FindMembers(IXMLDOMDocument2::State& document, const Membe
   const std::string utf8Name = ToUtf8(name);
   const std::string utf8Value = ToUtf8(value);
   std::vector<xmlNode*> members =
-      document.changes.Index().WithKey(document.tree.get(), names, utf8Name, utf8Value);
+      document.changes.Index(document.tree.get(), names).WithKey(utf8Name, utf8Value);
   assert(IsAsXPathAnswers(members, document.tree.get(),
                           PathTo(names, utf8Name) + "[" + names.key + "='" + utf8Value + "']"));
   return members;

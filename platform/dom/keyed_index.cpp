@@ -1,20 +1,9 @@
-// Invariants of the index:
-//   1. m_Names holds for each name of members how many there are, and the first in document order.
-//      (A member in a namespace has no name here.)
-//   2. Each key of each member is held once, under the hash of its text: in m_Single when it is
-//      alone under that hash, else in m_Several.
-//   3. No text is kept: what is found under a hash is compared with the tree. So the tree must
-//      still have the old text when a key is taken out.
 #include "platform/dom/keyed_index.h"
 
 #include <sys/random.h>
 
 #include <algorithm>
-#include <cstdint>
 #include <string_view>
-#include <unordered_map>
-#include <unordered_set>
-#include <utility>
 
 #include "platform/tree/namespaces.h"
 #include "platform/tree/nodes.h"
@@ -86,56 +75,7 @@ bool MemberIsBefore(const xmlNode* c_a, const xmlNode* c_b) noexcept {
 
 }  // namespace
 
-// The index of a document, once it is made.
-class KeyedIndex::Parts {
- public:
-  Parts(xmlDoc* c_document, const MemberNames& names);
-  bool operator==(const Parts& other) const {
-    return m_Names == other.m_Names && m_Single == other.m_Single && m_Several == other.m_Several;
-  }
-
-  xmlNode* First(const std::string& name) const;
-  std::vector<xmlNode*> WithKey(const std::string& name, const std::string& value) const;
-  void Removing(xmlNode* c_node);
-  void Added(xmlNode* c_node);
-  bool IsKey(const xmlNode* c_node) const noexcept {
-    return IsNamed(c_node, m_Is.key) && c_node->parent != nullptr && IsMember(c_node->parent);
-  }
-  void InsertKey(xmlNode* c_key);
-  void EraseKey(xmlNode* c_key);
-  bool IsRight() const { return *this == Parts(m_c_document, m_Is); }
-
- private:
-  struct Name {
-    bool operator==(const Name&) const = default;
-
-    xmlNode* c_first;
-    std::size_t count;
-  };
-
-  bool IsGroup(const xmlNode* c_node) const noexcept;
-  bool IsMember(const xmlNode* c_node) const noexcept {
-    return IsElement(c_node) && c_node->parent != nullptr && IsGroup(c_node->parent);
-  }
-  // The member after `c_member`, or the first of all for null; null at the end.
-  xmlNode* NextMember(const xmlNode* c_member) const noexcept;
-  void AddMember(xmlNode* c_member);
-  void RemoveMember(xmlNode* c_member);
-  template <class F>
-  void ForEachKey(xmlNode* c_member, F&& visit);
-  // Calls `change` for a member, or for each of those in a group.
-  template <class F>
-  void ForEachMember(xmlNode* c_node, F&& change);
-  void PutInOrder(std::vector<xmlNode*>& members) const;
-
-  xmlDoc* m_c_document;
-  const MemberNames& m_Is;
-  std::unordered_map<std::string, Name> m_Names;
-  std::unordered_map<Hash, xmlNode*> m_Single;
-  std::unordered_map<Hash, std::unordered_set<xmlNode*>> m_Several;
-};
-
-KeyedIndex::Parts::Parts(xmlDoc* c_document, const MemberNames& names)
+KeyedIndex::KeyedIndex(const xmlDoc* c_document, const MemberNames& names)
     : m_c_document(c_document), m_Is(names) {
   for (xmlNode* c_node = NextMember(nullptr); c_node != nullptr; c_node = NextMember(c_node)) {
     if (c_node->ns == nullptr)
@@ -146,13 +86,26 @@ KeyedIndex::Parts::Parts(xmlDoc* c_document, const MemberNames& names)
 
 // --- Where a node is
 
-bool KeyedIndex::Parts::IsGroup(const xmlNode* c_node) const noexcept {
+bool KeyedIndex::IsGroup(const xmlNode* c_node) const noexcept {
   return IsNamed(c_node, m_Is.group) && c_node->parent != nullptr &&
          IsNamed(c_node->parent, m_Is.root) &&
          c_node->parent->parent == reinterpret_cast<const xmlNode*>(m_c_document);
 }
 
-xmlNode* KeyedIndex::Parts::NextMember(const xmlNode* c_member) const noexcept {
+bool KeyedIndex::IsMember(const xmlNode* c_node) const noexcept {
+  return IsElement(c_node) && c_node->parent != nullptr && IsGroup(c_node->parent);
+}
+
+bool KeyedIndex::IsKey(const xmlNode* c_node) const noexcept {
+  return IsNamed(c_node, m_Is.key) && c_node->parent != nullptr && IsMember(c_node->parent);
+}
+
+xmlNode* KeyedIndex::KeyAbove(xmlNode* c_node) const noexcept {
+  while (c_node != nullptr && !IsKey(c_node)) c_node = c_node->parent;
+  return c_node;
+}
+
+xmlNode* KeyedIndex::NextMember(const xmlNode* c_member) const noexcept {
   const auto elementFrom = [](xmlNode* c_node) {
     while (c_node != nullptr && !IsElement(c_node)) c_node = c_node->next;
     return c_node;
@@ -172,13 +125,13 @@ xmlNode* KeyedIndex::Parts::NextMember(const xmlNode* c_member) const noexcept {
 }
 
 template <class F>
-void KeyedIndex::Parts::ForEachKey(xmlNode* c_member, F&& visit) {
+void KeyedIndex::ForEachKey(const xmlNode* c_member, F&& visit) {
   for (xmlNode* c_child = c_member->children; c_child != nullptr; c_child = c_child->next)
     if (IsNamed(c_child, m_Is.key)) visit(c_child);
 }
 
 template <class F>
-void KeyedIndex::Parts::ForEachMember(xmlNode* c_node, F&& change) {
+void KeyedIndex::ForEachMember(xmlNode* c_node, F&& change) {
   if (IsMember(c_node)) {
     change(c_node);
   } else if (IsGroup(c_node)) {
@@ -189,13 +142,12 @@ void KeyedIndex::Parts::ForEachMember(xmlNode* c_node, F&& change) {
 
 // --- Answers
 
-xmlNode* KeyedIndex::Parts::First(const std::string& name) const {
+xmlNode* KeyedIndex::First(const std::string& name) const {
   const auto found = m_Names.find(name);
   return found != m_Names.end() ? found->second.c_first : nullptr;
 }
 
-std::vector<xmlNode*> KeyedIndex::Parts::WithKey(const std::string& name,
-                                                 const std::string& value) const {
+std::vector<xmlNode*> KeyedIndex::WithKey(const std::string& name, const std::string& value) const {
   std::vector<xmlNode*> members;
   const auto take = [&](xmlNode* c_key) {
     const bool isNamed = name == "*" || IsNamed(c_key->parent, name);
@@ -209,7 +161,7 @@ std::vector<xmlNode*> KeyedIndex::Parts::WithKey(const std::string& name,
   return members;
 }
 
-void KeyedIndex::Parts::PutInOrder(std::vector<xmlNode*>& members) const {
+void KeyedIndex::PutInOrder(std::vector<xmlNode*>& members) const {
   if (members.size() <= kFewMatches) {
     std::sort(members.begin(), members.end(), MemberIsBefore);
     members.erase(std::unique(members.begin(), members.end()), members.end());
@@ -224,7 +176,7 @@ void KeyedIndex::Parts::PutInOrder(std::vector<xmlNode*>& members) const {
 
 // --- Changes
 
-void KeyedIndex::Parts::InsertKey(xmlNode* c_key) {
+void KeyedIndex::InsertKey(xmlNode* c_key) {
   const Hash hash = HashOfText(c_key);
   if (const auto many = m_Several.find(hash); many != m_Several.end()) {
     many->second.insert(c_key);
@@ -236,7 +188,7 @@ void KeyedIndex::Parts::InsertKey(xmlNode* c_key) {
   m_Single.erase(one);
 }
 
-void KeyedIndex::Parts::EraseKey(xmlNode* c_key) {
+void KeyedIndex::EraseKey(xmlNode* c_key) {
   const Hash hash = HashOfText(c_key);
   if (m_Single.erase(hash) != 0) return;
   const auto many = m_Several.find(hash);
@@ -247,7 +199,7 @@ void KeyedIndex::Parts::EraseKey(xmlNode* c_key) {
   m_Several.erase(many);
 }
 
-void KeyedIndex::Parts::AddMember(xmlNode* c_member) {
+void KeyedIndex::AddMember(xmlNode* c_member) {
   if (c_member->ns == nullptr) {
     Name& name = m_Names.try_emplace(Chars(c_member->name), Name{c_member, 0}).first->second;
     if (++name.count > 1 && MemberIsBefore(c_member, name.c_first)) name.c_first = c_member;
@@ -255,7 +207,7 @@ void KeyedIndex::Parts::AddMember(xmlNode* c_member) {
   ForEachKey(c_member, [this](xmlNode* c_key) { InsertKey(c_key); });
 }
 
-void KeyedIndex::Parts::RemoveMember(xmlNode* c_member) {
+void KeyedIndex::RemoveMember(xmlNode* c_member) {
   ForEachKey(c_member, [this](xmlNode* c_key) { EraseKey(c_key); });
   if (c_member->ns != nullptr) return;
   const auto found = m_Names.find(Chars(c_member->name));
@@ -270,73 +222,19 @@ void KeyedIndex::Parts::RemoveMember(xmlNode* c_member) {
   }
 }
 
-void KeyedIndex::Parts::Added(xmlNode* c_node) {
-  ForEachMember(c_node, [this](xmlNode* c_member) { AddMember(c_member); });
-  if (IsKey(c_node)) InsertKey(c_node);
+void KeyedIndex::Added(xmlNode* c_element) {
+  ForEachMember(c_element, [this](xmlNode* c_member) { AddMember(c_member); });
+  if (IsKey(c_element)) InsertKey(c_element);
 }
 
-void KeyedIndex::Parts::Removing(xmlNode* c_node) {
-  ForEachMember(c_node, [this](xmlNode* c_member) { RemoveMember(c_member); });
-  if (IsKey(c_node)) EraseKey(c_node);
+void KeyedIndex::Removing(xmlNode* c_element) {
+  ForEachMember(c_element, [this](xmlNode* c_member) { RemoveMember(c_member); });
+  if (IsKey(c_element)) EraseKey(c_element);
 }
 
-// --- The index
-
-KeyedIndex::KeyedIndex() noexcept = default;
-KeyedIndex::~KeyedIndex() = default;
-
-KeyedIndex::Parts& KeyedIndex::Get(xmlDoc* c_document, const MemberNames& names) {
-  if (m_pParts == nullptr) m_pParts = std::make_unique<Parts>(c_document, names);
-  return *m_pParts;
+bool KeyedIndex::IsRight() const {
+  const KeyedIndex made(m_c_document, m_Is);
+  return m_Names == made.m_Names && m_Single == made.m_Single && m_Several == made.m_Several;
 }
-
-xmlNode* KeyedIndex::First(xmlDoc* c_document, const MemberNames& names, const std::string& name) {
-  return Get(c_document, names).First(name);
-}
-
-std::vector<xmlNode*> KeyedIndex::WithKey(xmlDoc* c_document, const MemberNames& names,
-                                          const std::string& name, const std::string& value) {
-  return Get(c_document, names).WithKey(name, value);
-}
-
-template <class Change>
-void KeyedIndex::Try(Change&& change) noexcept {
-  try {
-    change(*m_pParts);
-  } catch (...) {
-    Clear();
-  }
-}
-
-void KeyedIndex::Clear() noexcept { m_pParts.reset(); }
-
-void KeyedIndex::Removing(xmlNode* c_node) noexcept {
-  if (m_pParts == nullptr || !IsElement(c_node)) return;
-  if (c_node->parent->type == XML_DOCUMENT_NODE) return Clear();
-  Try([&](Parts& parts) { parts.Removing(c_node); });
-}
-
-void KeyedIndex::Added(xmlNode* c_node) noexcept {
-  if (m_pParts == nullptr || !IsElement(c_node)) return;
-  if (c_node->parent->type == XML_DOCUMENT_NODE) return Clear();
-  Try([&](Parts& parts) { parts.Added(c_node); });
-}
-
-xmlNode* KeyedIndex::ForgetKeyAbove(xmlNode* c_parent) noexcept {
-  if (m_pParts == nullptr) return nullptr;
-  for (xmlNode* c_node = c_parent; c_node != nullptr; c_node = c_node->parent) {
-    if (!m_pParts->IsKey(c_node)) continue;
-    Try([&](Parts& parts) { parts.EraseKey(c_node); });
-    return c_node;
-  }
-  return nullptr;
-}
-
-void KeyedIndex::LearnKey(xmlNode* c_key) noexcept {
-  if (m_pParts == nullptr || c_key == nullptr) return;
-  Try([&](Parts& parts) { parts.InsertKey(c_key); });
-}
-
-bool KeyedIndex::IsRight() const { return m_pParts == nullptr || m_pParts->IsRight(); }
 
 }  // namespace cfgex::internal

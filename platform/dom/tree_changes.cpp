@@ -35,10 +35,26 @@ constexpr int kSmallDocument = 100;  // nodes
        c_node = NextInTree(c_node, c_top))
     ++size;
   try {
-    return size > kSmallDocument || (m_Index.IsRight() && m_Members.IsRight(c_changed->doc));
+    return size > kSmallDocument ||
+           ((m_pIndex == nullptr || m_pIndex->IsRight()) && m_Members.IsRight(c_changed->doc));
   } catch (const std::bad_alloc&) {
     return true;  // as far as can be seen
   }
+}
+
+const KeyedIndex& TreeChanges::Index(const xmlDoc* c_document, const MemberNames& names) {
+  if (m_pIndex == nullptr) m_pIndex = std::make_unique<KeyedIndex>(c_document, names);
+  return *m_pIndex;
+}
+
+template <class Change>
+void TreeChanges::TellIndex(const xmlNode* c_node, Change&& change) noexcept {
+  if (m_pIndex == nullptr || !IsElement(c_node)) return;
+  try {
+    if (c_node->parent->type != XML_DOCUMENT_NODE) return change(*m_pIndex);
+  } catch (const std::bad_alloc&) {  // NOLINT(bugprone-empty-catch): dropped as well
+  }
+  m_pIndex.reset();
 }
 
 // The scope of a change of what is below `c_parent`, which may be the text of a key.
@@ -47,11 +63,14 @@ class TreeChanges::ContentChange {
   ContentChange(TreeChanges& changes, xmlNode* c_parent) noexcept
       : m_Changes(changes),
         m_c_parent(c_parent),
-        m_c_key(changes.m_Index.ForgetKeyAbove(c_parent)) {
+        m_c_key(changes.m_pIndex != nullptr ? changes.m_pIndex->KeyAbove(c_parent) : nullptr) {
     ++changes.m_Count;
+    if (m_c_key != nullptr)
+      changes.TellIndex(m_c_key, [this](KeyedIndex& index) { index.EraseKey(m_c_key); });
   }
   ~ContentChange() {
-    m_Changes.m_Index.LearnKey(m_c_key);
+    if (m_c_key != nullptr)
+      m_Changes.TellIndex(m_c_key, [this](KeyedIndex& index) { index.InsertKey(m_c_key); });
     assert(m_Changes.IsRight(m_c_parent));
   }
   ContentChange(const ContentChange&) = delete;
@@ -64,7 +83,7 @@ class TreeChanges::ContentChange {
 };
 
 void TreeChanges::TakeOut(xmlNode* c_node) noexcept {
-  m_Index.Removing(c_node);
+  TellIndex(c_node, [c_node](KeyedIndex& index) { index.Removing(c_node); });
   m_Members.Removing(c_node);
   xmlUnlinkNode(c_node);
 }
@@ -75,7 +94,7 @@ void TreeChanges::PutIn(xmlNode* c_node, xmlNode* c_parent, xmlNode* c_before) n
   c_node->prev = c_before != nullptr ? c_before->prev : c_parent->last;
   (c_node->prev != nullptr ? c_node->prev->next : c_parent->children) = c_node;
   (c_before != nullptr ? c_before->prev : c_parent->last) = c_node;
-  m_Index.Added(c_node);
+  TellIndex(c_node, [c_node](KeyedIndex& index) { index.Added(c_node); });
   m_Members.Added(c_node);
 }
 
@@ -134,7 +153,7 @@ void TreeChanges::Redeclare(xmlNode* c_element, xmlNs* c_ns, xmlChar* c_uri) noe
 }
 
 void TreeChanges::Restart() noexcept {
-  m_Index.Clear();
+  m_pIndex.reset();
   m_Members.Clear();
   ++m_Count;
 }

@@ -24,6 +24,7 @@
 
 #include <libxml/tree.h>
 
+#include <memory>
 #include <string_view>
 #include <vector>
 
@@ -53,8 +54,9 @@ class TreeChanges {
   void Restart() noexcept;
 
   unsigned long Count() const noexcept { return m_Count; }
-  KeyedIndex& Index() noexcept { return m_Index; }
 
+  // The index of the document, made when it is first asked. `names` is the same in all calls.
+  const KeyedIndex& Index(const xmlDoc* c_document, const MemberNames& names);
   // The outcome that validating the whole document has (MemberChanges).
   ValidationOutcome Validate(xmlDoc* c_document, const SchemaCache& schemas) {
     return m_Members.Validate(c_document, schemas);
@@ -68,10 +70,14 @@ class TreeChanges {
   class ContentChange;
 
   bool IsRight(const xmlNode* c_changed) const noexcept;
+  // Tells the index of a change of the node. Where the index lacks memory for it, or it is the root
+  // that changes, the index is dropped, and made anew at the next question.
+  template <class Change>
+  void TellIndex(const xmlNode* c_node, Change&& change) noexcept;
   void TakeOut(xmlNode* c_node) noexcept;
   void PutIn(xmlNode* c_node, xmlNode* c_parent, xmlNode* c_before) noexcept;
 
-  KeyedIndex m_Index;
+  std::unique_ptr<KeyedIndex> m_pIndex;
   MemberChanges m_Members;
   unsigned long m_Count = 0;
 };
