@@ -67,45 +67,41 @@ std::wstring CCfgCategory::CImpl::Generate(const wchar_t* name, const wchar_t* s
 
 bool CCfgCategory::CImpl::CreateInstance(CCfgInstance& instance) {
   if (!m_Category || m_Category->empty()) return false;
-  bool result = false;
-  Guarded([&] {
+  return Succeeds([&] {
     const std::wstring text = Generate(m_Category->c_str(), nullptr);
     const ComPtr<IXMLDOMDocument2> generated = NewDocument(m_Option);
-    if (!generated || !generated->loadXML(text)) return;
+    if (!generated || !generated->loadXML(text)) return false;
     const std::wstring newId = MakeInstanceId();
     const ComPtr<IXMLDOMElement> element = generated->get_documentElement();
     const auto idElement = As<IXMLDOMElement>(element->selectSingleNode(L"InstanceId"));
-    if (!idElement) return;
+    if (!idElement) return false;
     idElement->put_text(newId);
 
     const ComPtr<IXMLDOMElement> header = CreateHeaderDocument(newId.c_str(), m_Option);
-    if (!header) return;
+    if (!header) return false;
     const ComPtr<IXMLDOMElement> group = generated->createElement(L"Category");
     group->appendChild(element);
     header->appendChild(group);
     const std::wstring xml = header->get_xml();
     std::wstring reason;
-    if (!ParseInstanceDocument(xml.c_str(), m_Option, reason)) return;
-    result = instance.Initialize(xml.c_str());
+    if (!ParseInstanceDocument(xml.c_str(), m_Option, reason)) return false;
+    return instance.Initialize(xml.c_str());
   });
-  return result;
 }
 
 // The document has no schema, so the object checks no types.
 bool CCfgCategory::CImpl::CreateObject(const wchar_t* objectName, CCfgObject& object) {
   if (!m_Category || m_Category->empty()) return false;
-  bool result = false;
-  Guarded([&] {
+  return Succeeds([&] {
     const std::wstring text = Generate(objectName, m_Category->c_str());
     const auto document = cfgex::internal::CreateObject<IXMLDOMDocument2>(SelectDomProgId());
-    if (!document) return;
+    if (!document) return false;
     document->put_resolveExternals(true);
     document->put_async(false);
     document->put_validateOnParse(false);
-    if (!document->loadXML(text)) return;
-    result = object.Initialize(document->get_documentElement().get(), false);
+    if (!document->loadXML(text)) return false;
+    return object.Initialize(document->get_documentElement().get(), false);
   });
-  return result;
 }
 
 CFGEX_DEFINE_HANDLE(CCfgCategory)

@@ -37,13 +37,11 @@ bool CCfgConfigurationEx::CImpl::GetConfiguration(const wchar_t* instanceId,
                                                   const wchar_t* category, OS::x_wstring& xml) {
   if (instanceId == nullptr || category == nullptr || !m_bLoaded) return false;
   const Guard<CSLock> guard(m_ConfigLock);
-  bool result = false;
-  Guarded([&] {
+  return Succeeds([&] {
     const ComPtr<IXMLDOMElement> source =
         FindInstanceElement(m_pDocument->get_documentElement(), instanceId, category);
-    if (source) result = ExportInstance(source, instanceId, xml);
+    return source && ExportInstance(source, instanceId, xml);
   });
-  return result;
 }
 
 bool CCfgConfigurationEx::CImpl::GetConfiguration(const wchar_t* instanceId, OS::x_wstring& xml) {

@@ -37,7 +37,6 @@ struct StringItems {
 
 template <class Items, class Object, class Array>
 bool SetArray(Object& object, const wchar_t* name, const Array& value) {
-  if (name == nullptr) return false;
   TextList texts;
   const std::size_t count = value.GetItemCount();
   texts.reserve(count);
@@ -48,7 +47,6 @@ bool SetArray(Object& object, const wchar_t* name, const Array& value) {
 
 template <class Items, class Object, class Array>
 bool GetArray(const Object& object, const wchar_t* name, Array& value) {
-  if (name == nullptr) return false;
   TextList texts;
   if (!object.GetFieldItems(name, texts, Items::kType, object.m_bCheckTypes)) return false;
   value.Empty();
@@ -85,7 +83,6 @@ bool CCfgObject::CImpl::GetValue(const wchar_t* name, CCfgStringArray& value) co
 }
 
 bool CCfgObject::CImpl::SetValue(const wchar_t* name, const std::vector<OS::x_wstring>& value) {
-  if (name == nullptr) return false;
   TextList texts;
   texts.reserve(value.size());
   for (const OS::x_wstring& text : value) texts.push_back(StringItems::ToText(text));
@@ -94,7 +91,6 @@ bool CCfgObject::CImpl::SetValue(const wchar_t* name, const std::vector<OS::x_ws
 
 // Unlike the array classes, a vector keeps what it holds.
 bool CCfgObject::CImpl::GetValue(const wchar_t* name, std::vector<OS::x_wstring>& value) const {
-  if (name == nullptr) return false;
   TextList texts;
   if (!GetFieldItems(name, texts, StringItems::kType, m_bCheckTypes)) return false;
   for (std::wstring& text : texts) value.emplace_back(std::move(text));

@@ -38,22 +38,18 @@ OS::x_wstring CCfgObject::CImpl::GetCategory() const {
 
 bool CCfgObject::CImpl::GetXml(OS::x_wstring& xml) const {
   if (!m_pRoot) return false;
-  bool result = false;
-  Guarded([&] {
+  return Succeeds([&] {
     xml = OS::x_wstring(m_pRoot->get_ownerDocument()->get_documentElement()->get_xml());
-    result = true;
+    return true;
   });
-  return result;
 }
 
 bool CCfgObject::CImpl::SaveToFile(const wchar_t* path) const {
   if (path == nullptr || !m_pRoot) return false;
-  bool result = false;
-  Guarded([&] {
+  return Succeeds([&] {
     m_pRoot->get_ownerDocument()->save(path);
-    result = true;
+    return true;
   });
-  return result;
 }
 
 OS::x_wstring CCfgObject::CImpl::GetInstanceId() const {
@@ -65,12 +61,10 @@ OS::x_wstring CCfgObject::CImpl::GetInstanceId() const {
 bool CCfgObject::CImpl::SetInstanceId(const wchar_t* id) {
   if (id == nullptr) return false;
   if (!SetFieldText(L"InstanceId", id, FieldType::kInstanceId, m_bCheckTypes)) return false;
-  bool result = false;
-  Guarded([&] {
+  return Succeeds([&] {
     const ComPtr<IXMLDOMElement> header = m_pRoot->get_ownerDocument()->get_documentElement();
-    if (!header) return;
+    if (!header) return false;
     header->setAttribute(L"instance_id", id);
-    result = true;
+    return true;
   });
-  return result;
 }

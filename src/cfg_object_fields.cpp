@@ -5,8 +5,14 @@
 #include "src/element_declaration.h"
 
 ComPtr<IXMLDOMElement> CCfgObject::CImpl::SelectField(const wchar_t* name) const {
-  if (!m_pRoot) return nullptr;
+  if (!m_pRoot || name == nullptr) return nullptr;
   return As<IXMLDOMElement>(m_pRoot->selectSingleNode(name));
+}
+
+ComPtr<IXMLDOMElement> CCfgObject::CImpl::SelectField(const wchar_t* name, FieldType expected,
+                                                      bool check) const {
+  ComPtr<IXMLDOMElement> element = SelectField(name);
+  return !check || CheckFieldType(element, expected) ? element : nullptr;
 }
 
 FieldType CCfgObject::CImpl::GetFieldType(const wchar_t* name) const {
@@ -20,50 +26,43 @@ FieldType CCfgObject::CImpl::GetFieldType(const wchar_t* name) const {
 
 bool CCfgObject::CImpl::GetFieldText(const wchar_t* name, std::wstring& value, FieldType expected,
                                      bool check) const {
-  bool result = false;
-  Guarded([&] {
-    const ComPtr<IXMLDOMElement> element = SelectField(name);
-    if (!element || (check && !CheckFieldType(element, expected))) return;
+  return Succeeds([&] {
+    const ComPtr<IXMLDOMElement> element = SelectField(name, expected, check);
+    if (!element) return false;
     value = element->get_text();
-    result = true;
+    return true;
   });
-  return result;
 }
 
 bool CCfgObject::CImpl::SetFieldText(const wchar_t* name, const std::wstring& value,
                                      FieldType expected, bool check) {
-  bool result = false;
-  Guarded([&] {
-    const ComPtr<IXMLDOMElement> element = SelectField(name);
-    if (!element || (check && !CheckFieldType(element, expected))) return;
+  return Succeeds([&] {
+    const ComPtr<IXMLDOMElement> element = SelectField(name, expected, check);
+    if (!element) return false;
     element->put_text(value);
-    result = true;
+    return true;
   });
-  return result;
 }
 
 bool CCfgObject::CImpl::GetFieldItems(const wchar_t* name, TextList& items, FieldType expected,
                                       bool check) const {
-  bool result = false;
-  Guarded([&] {
-    const ComPtr<IXMLDOMElement> element = SelectField(name);
-    if (!element || (check && !CheckFieldType(element, expected))) return;
+  return Succeeds([&] {
+    const ComPtr<IXMLDOMElement> element = SelectField(name, expected, check);
+    if (!element) return false;
     const ComPtr<IXMLDOMNodeList> children = element->get_childNodes();
     for (long index = 0; index < children->get_length(); ++index) {
       if (const auto item = As<IXMLDOMElement>(children->get_item(index)))
         items.push_back(item->get_text());
     }
-    result = true;
+    return true;
   });
-  return result;
 }
 
 bool CCfgObject::CImpl::SetFieldItems(const wchar_t* name, const TextList& items,
                                       FieldType expected, bool check) {
-  bool result = false;
-  Guarded([&] {
-    const ComPtr<IXMLDOMElement> element = SelectField(name);
-    if (!element || (check && !CheckFieldType(element, expected))) return;
+  return Succeeds([&] {
+    const ComPtr<IXMLDOMElement> element = SelectField(name, expected, check);
+    if (!element) return false;
     const ComPtr<IXMLDOMDocument2> document = m_pRoot->get_ownerDocument();
     const ComPtr<IXMLDOMElement> replacement = document->createElement(element->get_tagName());
     for (const std::wstring& text : items) {
@@ -72,7 +71,6 @@ bool CCfgObject::CImpl::SetFieldItems(const wchar_t* name, const TextList& items
       replacement->appendChild(item);
     }
     element->get_parentNode()->replaceChild(replacement, element);
-    result = true;
+    return true;
   });
-  return result;
 }

@@ -48,10 +48,12 @@ class CCfgObject::CImpl : public CountedImpl {
   // What the field's declared type is called, as far as the library knows it.
   FieldType GetFieldType(const wchar_t* name) const;
 
-  // The first element that the name selects, or none. Raises _com_error for a malformed name.
+  // The first element that the name selects, or none, as for a null name; with `check`, none also
+  // if its declared type does not fit. Raises _com_error for a malformed name.
   ComPtr<IXMLDOMElement> SelectField(const wchar_t* name) const;
+  ComPtr<IXMLDOMElement> SelectField(const wchar_t* name, FieldType expected, bool check) const;
 
-  // The scalar overloads; the null name is theirs to refuse.
+  // The scalar overloads.
   bool SetValue(const wchar_t* name, const CVar& value);
   bool SetValue(const wchar_t* name, int value);
   bool SetValue(const wchar_t* name, unsigned int value);

@@ -46,74 +46,55 @@ Element HolderOf(const Element& element) {
 }  // namespace
 
 bool CCfgObject::CImpl::SetValue(const wchar_t* name, const CCfgObject& value) {
-  if (name == nullptr) return false;
-  bool result = false;
-  Guarded([&] {
-    const Element element = SelectField(name);
-    if (m_bCheckTypes && !CheckFieldType(element, FieldType::kEmbeddedObject)) return;
+  return Succeeds([&] {
+    const Element element = SelectField(name, FieldType::kEmbeddedObject, m_bCheckTypes);
     const Element source = ElementOf(value);
-    if (!source || !element) return;
+    if (!source || !element) return false;
     Replace(element, source->cloneNode(true));
-    result = true;
+    return true;
   });
-  return result;
 }
 
 bool CCfgObject::CImpl::GetValue(const wchar_t* name, CCfgObject& value) const {
-  if (name == nullptr) return false;
-  bool result = false;
-  Guarded([&] {
+  return Succeeds([&] {
     const Element element = SelectField(name);
-    if (m_bCheckTypes && !CheckFieldType(element, FieldType::kEmbeddedObject)) return;
-    result = value.Initialize(element.get(), m_bCheckTypes);
+    if (m_bCheckTypes && !CheckFieldType(element, FieldType::kEmbeddedObject)) return false;
+    return value.Initialize(element.get(), m_bCheckTypes);
   });
-  return result;
 }
 
 bool CCfgObject::CImpl::GetValue(const wchar_t* name, CCfgObjectArray& value) const {
-  if (name == nullptr) return false;
-  bool result = false;
-  Guarded([&] {
-    const Element element = SelectField(name);
-    if (m_bCheckTypes && !CheckFieldType(element, FieldType::kEmbeddedObjectArray)) return;
-    if (!element) return;
+  return Succeeds([&] {
+    const Element element = SelectField(name, FieldType::kEmbeddedObjectArray, m_bCheckTypes);
+    if (!element) return false;
     ForEachChildElement(element, [&](const Element& child) {
       CCfgObject object(m_Option);
       if (object.Initialize(child.get(), m_bCheckTypes)) value.AddItem(object);
     });
-    result = true;
+    return true;
   });
-  return result;
 }
 
 bool CCfgObject::CImpl::GetValue(const wchar_t* name, CCfgInstance& value) const {
-  if (name == nullptr) return false;
-  bool result = false;
-  Guarded([&] {
-    const Element element = SelectField(name);
-    if (m_bCheckTypes && !CheckFieldType(element, FieldType::kReference)) return;
+  return Succeeds([&] {
+    const Element element = SelectField(name, FieldType::kReference, m_bCheckTypes);
     const Element target = element ? TargetOf(element) : nullptr;
-    if (target) result = value.Initialize(target.get(), m_bCheckTypes);
+    return target && value.Initialize(target.get(), m_bCheckTypes);
   });
-  return result;
 }
 
 bool CCfgObject::CImpl::GetValue(const wchar_t* name, CCfgInstanceArray& value) const {
-  if (name == nullptr) return false;
-  bool result = false;
-  Guarded([&] {
-    const Element element = SelectField(name);
-    if (m_bCheckTypes && !CheckFieldType(element, FieldType::kReferenceArray)) return;
-    if (!element) return;
+  return Succeeds([&] {
+    const Element element = SelectField(name, FieldType::kReferenceArray, m_bCheckTypes);
+    if (!element) return false;
     ForEachChildElement(element, [&](const Element& item) {
       const Element target = TargetOf(item);
       if (!target) return;
       CCfgInstance instance(m_Option);
       if (instance.Initialize(target.get(), m_bCheckTypes)) value.AddItem(instance);
     });
-    result = true;
+    return true;
   });
-  return result;
 }
 
 namespace {
@@ -143,16 +124,14 @@ void BringWhatTargetReaches(const Element& field, const Element& target, const s
 }  // namespace
 
 bool CCfgObject::CImpl::SetValue(const wchar_t* name, const CCfgInstance& value) {
-  if (name == nullptr) return false;
-  bool result = false;
-  Guarded([&] {
+  return Succeeds([&] {
     const Element target = ElementOf(value);
-    if (!target) return;
+    if (!target) return false;
     const Element targetId = Child(target, L"InstanceId");
     const Element field = SelectField(name);
     const Element fieldId = Child(field, L"InstanceId");
     const Element fieldCategory = Child(field, L"Category");
-    if (!targetId || !fieldId) return;
+    if (!targetId || !fieldId) return false;
 
     const std::wstring newId = targetId->get_text();
     const std::wstring oldId = fieldId->get_text();
@@ -167,9 +146,8 @@ bool CCfgObject::CImpl::SetValue(const wchar_t* name, const CCfgInstance& value)
       fieldId->put_text(newId);
       if (fieldCategory) fieldCategory->put_text(category);
     }
-    result = true;
+    return true;
   });
-  return result;
 }
 
 namespace {
@@ -246,11 +224,9 @@ class TargetBringer {
 }  // namespace
 
 bool CCfgObject::CImpl::SetValue(const wchar_t* name, const CCfgInstanceArray& value) {
-  if (name == nullptr) return false;
-  bool result = false;
-  Guarded([&] {
+  return Succeeds([&] {
     const Element field = SelectField(name);
-    if (!field || NamesSameIds(field->selectNodes(L"Item"), value, m_Option)) return;
+    if (!field || NamesSameIds(field->selectNodes(L"Item"), value, m_Option)) return false;
 
     const ComPtr<IXMLDOMDocument2> document = m_pRoot->get_ownerDocument();
     const Element replacement = document->createElement(field->get_tagName());
@@ -263,7 +239,6 @@ bool CCfgObject::CImpl::SetValue(const wchar_t* name, const CCfgInstanceArray& v
         bringer.Bring(target, {instance.GetCategory().str(), instance.GetInstanceId().str()});
     }
     Replace(field, replacement);
-    result = true;
+    return true;
   });
-  return result;
 }

@@ -13,33 +13,28 @@ std::wstring NumberText(const CVar& number) { return static_cast<const wchar_t*>
 
 // The text as a value of the kind; false when it is none.
 bool Convert(const std::wstring& text, VARTYPE kind, VARIANT& value) {
-  bool result = false;
-  Guarded([&] {
+  return Succeeds([&] {
     const CVar variant(text.c_str());
-    result = OS::VariantChangeType(value, variant.GetVariant(), 0, kind) >= 0;
+    return OS::VariantChangeType(value, variant.GetVariant(), 0, kind) >= 0;
   });
-  return result;
 }
 
 }  // namespace
 
 bool CCfgObject::CImpl::SetValue(const wchar_t* name, int value) {
-  if (name == nullptr) return false;
   return SetFieldText(name, NumberText(value), FieldType::kInteger, m_bCheckTypes);
 }
 
 bool CCfgObject::CImpl::SetValue(const wchar_t* name, unsigned int value) {
-  if (name == nullptr) return false;
   return SetFieldText(name, NumberText(value), FieldType::kNonNegativeInteger, m_bCheckTypes);
 }
 
 bool CCfgObject::CImpl::SetValue(const wchar_t* name, bool value) {
-  if (name == nullptr) return false;
   return SetFieldText(name, value ? L"true" : L"false", FieldType::kBoolean, m_bCheckTypes);
 }
 
 bool CCfgObject::CImpl::SetValue(const wchar_t* name, const wchar_t* value) {
-  if (name == nullptr || value == nullptr) return false;
+  if (value == nullptr) return false;
   return SetFieldText(name, value, FieldType::kString, m_bCheckTypes);
 }
 
@@ -48,7 +43,6 @@ bool CCfgObject::CImpl::SetValue(const wchar_t* name, const OS::x_wstring& value
 }
 
 bool CCfgObject::CImpl::SetValue(const wchar_t* name, const OS::CTime& value) {
-  if (name == nullptr) return false;
   return SetFieldText(name, value.Format(kDateTimeFormat).str(), FieldType::kDateTime,
                       m_bCheckTypes);
 }
@@ -85,7 +79,6 @@ bool CCfgObject::CImpl::SetValue(const wchar_t* name, const CVar& value) {
 }
 
 bool CCfgObject::CImpl::GetValue(const wchar_t* name, int& value) const {
-  if (name == nullptr) return false;
   std::wstring text;
   VARIANT converted;
   if (!GetFieldText(name, text, FieldType::kInteger, m_bCheckTypes)) return false;
@@ -95,7 +88,6 @@ bool CCfgObject::CImpl::GetValue(const wchar_t* name, int& value) const {
 }
 
 bool CCfgObject::CImpl::GetValue(const wchar_t* name, unsigned int& value) const {
-  if (name == nullptr) return false;
   std::wstring text;
   VARIANT converted;
   if (!GetFieldText(name, text, FieldType::kNonNegativeInteger, m_bCheckTypes)) return false;
@@ -105,7 +97,6 @@ bool CCfgObject::CImpl::GetValue(const wchar_t* name, unsigned int& value) const
 }
 
 bool CCfgObject::CImpl::GetValue(const wchar_t* name, bool& value) const {
-  if (name == nullptr) return false;
   std::wstring text;
   VARIANT converted;
   if (!GetFieldText(name, text, FieldType::kBoolean, m_bCheckTypes)) return false;
@@ -115,7 +106,6 @@ bool CCfgObject::CImpl::GetValue(const wchar_t* name, bool& value) const {
 }
 
 bool CCfgObject::CImpl::GetValue(const wchar_t* name, OS::x_wstring& value) const {
-  if (name == nullptr) return false;
   std::wstring text;
   if (!GetFieldText(name, text, FieldType::kString, m_bCheckTypes)) return false;
   value = OS::x_wstring(std::move(text));
@@ -123,7 +113,6 @@ bool CCfgObject::CImpl::GetValue(const wchar_t* name, OS::x_wstring& value) cons
 }
 
 bool CCfgObject::CImpl::GetValue(const wchar_t* name, tm& value) const {
-  if (name == nullptr) return false;
   std::wstring text;
   if (!GetFieldText(name, text, FieldType::kDateTime, m_bCheckTypes)) return false;
   value = tm{};
@@ -163,7 +152,6 @@ CVar NumberKeepingKind(int number, VARTYPE kind) {
 }  // namespace
 
 bool CCfgObject::CImpl::GetValue(const wchar_t* name, CVar& value) const {
-  if (name == nullptr) return false;
   const auto same = [](const auto& read) { return CVar(read); };
   switch (GetFieldType(name)) {
     case FieldType::kString:

@@ -50,20 +50,18 @@ bool CConfigFileSet::CopyToTemp() const {
 
 bool CConfigFileSet::RestoreFromBackup() {
   if (!HasCompanions()) return false;
-  bool done = false;
-  Guarded([&] {
+  return Succeeds([&] {
     if (m_bAside) {
       RestoreFile(m_BackupFile, m_MainFile);
-      done = true;
-    } else if (IsMissing(m_MainFile)) {
-      done = OS::CopyFileW(m_BackupFile, m_MainFile, true);
-    } else if (!IsMissing(m_BackupFile)) {
-      done = m_bAside = MakeBadFile(
-          [&](const std::wstring& name) { ReplaceAndKeep(m_MainFile, m_BackupFile, name); });
-      if (done) m_RecoveryFile = m_MainFile;
+      return true;
     }
+    if (IsMissing(m_MainFile)) return OS::CopyFileW(m_BackupFile, m_MainFile, true);
+    if (IsMissing(m_BackupFile)) return false;
+    m_bAside = MakeBadFile(
+        [&](const std::wstring& name) { ReplaceAndKeep(m_MainFile, m_BackupFile, name); });
+    if (m_bAside) m_RecoveryFile = m_MainFile;
+    return m_bAside;
   });
-  return done;
 }
 
 // The number replaces the pattern's own "%d", which is the last: the path may hold others. It goes
@@ -85,17 +83,16 @@ std::wstring CConfigFileSet::BadFileName() {
 template <class Maker>
 bool CConfigFileSet::MakeBadFile(const Maker& make) {
   constexpr int kMostTries = 100000;
-  bool done = false;
-  Guarded([&] {
-    for (int tries = 0; !done && tries < kMostTries; ++tries) {
+  return Succeeds([&] {
+    for (int tries = 0; tries < kMostTries; ++tries) {
       try {
         make(BadFileName());
-        done = true;
-      } catch (const FileExists&) {
+        return true;
+      } catch (const FileExists&) {  // NOLINT(bugprone-empty-catch): the next number
       }
     }
+    return false;
   });
-  return done;
 }
 
 bool CConfigFileSet::CopyToBadFile(const wchar_t* source) {

@@ -56,18 +56,16 @@ FieldType FieldTypeFromName(std::wstring_view name) {
 }
 
 bool CheckFieldType(const ComPtr<IXMLDOMElement>& element, FieldType expected) {
-  bool result = false;
-  Guarded([&] {
+  return Succeeds([&] {
     const ComPtr<ISchemaElement> declaration = DeclarationOf(element);
-    if (!declaration) return;
+    if (!declaration) return false;
     const ComPtr<ISchemaType> type = declaration->get_type();
-    if (!type) return;
+    if (!type) return false;
     const wchar_t* name = GetFieldTypeName(expected);
-    result = expected == FieldType::kEmbeddedObject || expected == FieldType::kEmbeddedObjectArray
-                 ? IsNamedComplexTypeOver(declaration, type, name)
-                 : IsOfType(type, name);
+    return expected == FieldType::kEmbeddedObject || expected == FieldType::kEmbeddedObjectArray
+               ? IsNamedComplexTypeOver(declaration, type, name)
+               : IsOfType(type, name);
   });
-  return result;
 }
 
 }  // namespace cfgex::internal

@@ -52,6 +52,14 @@ void Guarded(Body&& body) {
   }
 }
 
+// The same for a body that returns whether it has done its work: false where it fails.
+template <class Body>
+bool Succeeds(Body&& body) {
+  bool result = false;
+  Guarded([&] { result = body(); });
+  return result;
+}
+
 }  // namespace cfgex::internal
 
 // The public classes are outside of all namespaces, and so are the CImpl behind them.

@@ -49,16 +49,12 @@ ComPtr<IXMLDOMDocument2> NewDocument(const CCfgOption& option) {
 
 bool ValidateDocument(const ComPtr<IXMLDOMDocument2>& document, std::wstring& failureText) {
   if (!document) return false;
-  bool valid = false;
-  Guarded([&] {
+  return Succeeds([&] {
     const ComPtr<IXMLDOMParseError> error = document->validate();
-    if (error->get_errorCode() == 0) {
-      valid = true;
-      return;
-    }
+    if (error->get_errorCode() == 0) return true;
     failureText = L"At line " + std::to_wstring(error->get_line()) + L"\n" + error->get_reason();
+    return false;
   });
-  return valid;
 }
 
 ComPtr<IXMLDOMElement> CreateHeaderDocument(const wchar_t* instanceId, CCfgOption& option) {
@@ -92,13 +88,11 @@ ComPtr<IXMLDOMElement> CreateHeaderDocument(const wchar_t* instanceId, CCfgOptio
 bool ParseInstanceDocument(const wchar_t* text, const CCfgOption& option,
                            std::wstring& failureText) {
   if (text == nullptr) return false;
-  bool valid = false;
-  Guarded([&] {
+  return Succeeds([&] {
     const ComPtr<IXMLDOMDocument2> document = NewDocument(option);
-    if (!document || !document->loadXML(text)) return;
-    valid = ValidateDocument(document, failureText);
+    if (!document || !document->loadXML(text)) return false;
+    return ValidateDocument(document, failureText);
   });
-  return valid;
 }
 
 void ApplySchemaLocation(const ComPtr<IXMLDOMElement>& root, CCfgOption& option) {

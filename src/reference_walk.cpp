@@ -35,21 +35,15 @@ ReferenceClosure ReferenceClosure::Without(const ReferenceClosure& other) const 
 }
 
 bool IsElementOfType(const ComPtr<IXMLDOMElement>& element, const wchar_t* typeName) {
-  bool result = false;
-  Guarded([&] {
+  return Succeeds([&] {
     const ComPtr<ISchemaElement> declaration = DeclarationOf(element);
-    if (!declaration) return;
+    if (!declaration) return false;
     const ComPtr<ISchemaType> type = declaration->get_type();
-    if (!type) return;
-    if (type->get_name() == typeName) {
-      result = true;
-      return;
-    }
+    if (!type) return false;
+    if (type->get_name() == typeName) return true;
     const ComPtr<ISchemaItemCollection> baseTypes = type->get_baseTypes();
-    if (!baseTypes) return;
-    result = static_cast<bool>(As<ISchemaComplexType>(baseTypes->itemByName(typeName)));
+    return baseTypes && As<ISchemaComplexType>(baseTypes->itemByName(typeName));
   });
-  return result;
 }
 
 std::optional<InstanceName> ReadReference(const ComPtr<IXMLDOMNode>& node) {
