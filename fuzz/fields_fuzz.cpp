@@ -1,11 +1,12 @@
-// Fields of an instance by any name, with values of every kind. The first byte chooses how the
-// object checks types. Then operations: one byte for the kind, the field's name up to a null
-// character, and the value.
+// Fields of an instance by any name, with values of every kind, objects and references from this
+// document and another one. The first byte chooses how the object checks types. Then operations:
+// one byte for the kind, the field's name up to a null character, and the value.
 //
 // Holds after each operation:
 // 1. A refused write, and every read, leave the document as it was; a refused read its variable.
+//    Only a refused reference may have brought what its target reaches.
 // 2. What was written under a plain name is what is read back.
-// 3. The document's text loads again, to the same text.
+// 3. The document's text loads again, to the same text, whatever was moved, copied or cut out.
 
 #include <algorithm>
 #include <concepts>
@@ -27,8 +28,13 @@ constexpr std::size_t kLongestName = 36;  // predicates within predicates are bo
 
 class Trial {
  public:
-  explicit Trial(std::size_t way) : m_Instance(Kit::For('s').option), m_Object(m_Instance) {
+  explicit Trial(std::size_t way)
+      : m_Instance(Kit::For('s').option), m_Other(Kit::For('s').option), m_Object(m_Instance) {
     CHECK(m_Instance.Initialize(Alone(L"a", EveryField()).c_str()), "the instance");
+    CHECK(m_Other.Initialize(
+              Document(L"b", {Item(L"Q", L"b", RefTo(L"P", L"a")), Item(L"P", L"a", EveryField())})
+                  .c_str()),
+          "the other instance");
     // The same element, without checks of types or as an object of its own.
     m_Object = CCfgObject(Kit::For('s').option);
     CHECK(m_Object.Initialize(m_Instance.GetRawInterface(), way % 2 == 0), "the object");
@@ -67,6 +73,15 @@ class Trial {
         return Convert(choices);
       case 12:
         return SetId(Text(choices.Piece()));
+      case 13:
+        return Embed(choices);
+      case 14:
+        return Refer(choices.Below(2) == 0 ? m_Instance : m_Other);
+      case 15:
+        return ReferToAll(choices);
+      case 16:  // from now on the object is what is in the field
+        m_Object.GetFieldValue(m_Name, m_Object);
+        return Done(false);
       default:
         return Write(OS::x_wstring(Text(choices.Piece())));
     }
@@ -77,8 +92,11 @@ class Trial {
 
   // After an operation that gave `done`; one that writes may have changed the document.
   void Done(bool done) {
+    if (!done) CHECK(XmlOf(m_Instance) == m_Xml, Report());
+    CheckLoads();
+  }
+  void CheckLoads() {
     const std::wstring xml = XmlOf(m_Instance);
-    if (!done) CHECK(xml == m_Xml, Report());
     if (xml == m_Xml) return;
     m_Xml = xml;
     const auto document = CreateObject<IXMLDOMDocument2>(L"MSXML2.DOMDocument.6.0");
@@ -307,6 +325,47 @@ class Trial {
     CHECK(std::memcmp(&time, &again, sizeof time) == 0, std::to_string(date));
   }
 
+  static std::wstring ElementOf(const CCfgObject& object) {
+    const auto element = As<IXMLDOMElement>(object.GetRawInterface());
+    return element ? element->get_xml() : L"";
+  }
+
+  void Embed(Choices& choices) {
+    const CCfgInstance& from = choices.Below(2) == 0 ? m_Instance : m_Other;
+    CCfgObject part(Kit::For('s').option), back(Kit::For('s').option);
+    // The other instance's own parts are those of what it refers to.
+    CCfgInstance target(Kit::For('s').option);
+    const CCfgObject& holder = from.GetFieldValue(L"Ref", target) ? target : from;
+    if (!holder.GetFieldValue(choices.Below(2) == 0 ? L"Part" : L"Part/Part", part)) return;
+    const std::wstring xml = ElementOf(part);
+    const bool done = m_Object.SetFieldValue(m_Name, part);
+    Done(done);
+    // Elsewhere the field has another name now.
+    if (!done || (m_Name != std::wstring(L"Part") && m_Name != std::wstring(L"Part/Part"))) return;
+    CHECK(m_Object.GetFieldValue(m_Name, back) && ElementOf(back) == xml, Report());
+  }
+
+  void Refer(const CCfgInstance& value) {
+    const std::wstring id = value.GetInstanceId().str();
+    OS::x_wstring oldId;
+    const bool isSame = m_Object.GetFieldValue(L"Ref/InstanceId", oldId) && oldId == id.c_str();
+    const bool done = m_Object.SetFieldValue(m_Name, value);
+    CheckLoads();
+    CCfgInstance back(Kit::For('s').option);
+    if (!done || m_Name != std::wstring(L"Ref") || !m_Object.GetFieldValue(m_Name, back)) return;
+    CHECK(back.GetInstanceId() == id.c_str(), Report());
+    // A reference whose id stays keeps its category.
+    CHECK(isSame || back.GetCategory() == value.GetCategory().c_str(), Report());
+  }
+
+  void ReferToAll(Choices& choices) {
+    CCfgInstanceArray all;
+    for (std::size_t n = choices.Below(4); n > 0; --n)
+      all.AddItem(choices.Below(2) == 0 ? m_Instance : m_Other);
+    m_Object.SetFieldValue(m_Name, all);
+    CheckLoads();
+  }
+
   void SetId(const std::wstring& id) {
     const bool done = m_Instance.SetInstanceId(id.c_str());
     Done(done);
@@ -314,6 +373,7 @@ class Trial {
   }
 
   CCfgInstance m_Instance;
+  CCfgInstance m_Other;
   CCfgObject m_Object;
   const wchar_t* m_Name = L"";
   bool m_IsPlain = false;
