@@ -59,9 +59,7 @@ std::wstring InstanceText(const std::wstring& category, const std::wstring& id,
       category, id,
       L"<Name>n0</Name><Count>0</Count><Size>0</Size><On>true</On><When>2024-01-01T00:00:00Z</When>"
       L"<Level>1</Level>" +
-          RefTo(L"Q", target) +
-          L"<Part><Label>part</Label><Part><Label>inner</Label></Part></Part><Texts/>"
-          L"<Tags/>");
+          RefTo(L"Q", target) + L"<Texts/><Tags/>");
 }
 
 // Writes the value in several places.
@@ -117,14 +115,11 @@ class Worker {
       Require((own == m_Present.end()) == Get(id).empty(), "an instance is lost or back:", id);
       if (own != m_Present.end()) Check(id, own->second);
     }
-    for (const std::wstring& id : m_Created) Require(!Get(id).empty(), "a new one is missing:", id);
   }
   // Takes everything of this worker out of the store.
   void Clear() {
     for (const auto& [id, value] : m_Present) Remove(id);
-    for (const std::wstring& id : m_Created) Remove(id);
     m_Present.clear();
-    m_Created.clear();
   }
 
  private:
@@ -160,8 +155,6 @@ class Worker {
 
   void Write();
   void Copy(bool deep);
-  void Create();
-  void EditObjects();
   void WriteShared();
   void OfferInvalid();
   void DoOne();
@@ -172,7 +165,6 @@ class Worker {
   std::mt19937 m_Random;
   int m_NextValue = 0;
   std::map<std::wstring, int> m_Present;  // own instances of P, and their values
-  std::vector<std::wstring> m_Created;    // by CreateInstance
 };
 
 void Worker::Write() {
@@ -200,36 +192,6 @@ void Worker::Copy(bool deep) {
   // What the source names and the store does not hold is made by a deep copy.
   Require(deep ? copied != reached || copied.empty() : copied == reached,
           "the copy has another target than it should:", target);
-}
-
-void Worker::Create() {
-  if (m_Created.size() >= 3) {
-    Remove(m_Created.back());
-    return m_Created.pop_back();
-  }
-  CCfgInstance instance(m_Option);
-  Require(CCfgCategory(L"P", m_Option).CreateInstance(instance) && Set(instance), "not created");
-  m_Created.push_back(instance.GetInstanceId().str());
-}
-
-// Views of objects outlive what they see, and one document's part goes into another's.
-void Worker::EditObjects() {
-  const std::wstring id = PickPresent();
-  CCfgInstance instance = Read(id);
-  CCfgObject part(m_Option), inner(m_Option), otherPart(m_Option);
-  CCfgInstance other(Document(L"o", {InstanceText(L"P", L"o")}).c_str(), m_Option);
-  const std::wstring label = ValueName(m_NextValue);
-  Require(instance.GetFieldValue(L"Part", part) && part.GetFieldValue(L"Part", inner) &&
-              other.GetFieldValue(L"Part", otherPart) &&
-              otherPart.SetFieldValue(L"Label", label.c_str()) &&
-              instance.SetFieldValue(L"Part", otherPart),
-          "not embedded:", id);
-  Require(inner.SetFieldValue(L"Label", L"detached"), "label of what was cut out:", id);
-  Require(TextOf(instance, L"Part/Label") == Narrow(label), "label:", id);
-  const CCfgInstance referred(Document(L"r", {InstanceText(L"Q", L"r")}).c_str(), m_Option);
-  CCfgInstance reached(m_Option);
-  Require(instance.SetFieldValue(L"Ref", referred) && instance.GetFieldValue(L"Ref", reached),
-          "reference:", id);
 }
 
 // Others write it too: any whole value will do.
@@ -260,9 +222,7 @@ void Worker::DoOne() {
     return;
   }
   if (dice < 47) return Copy(dice % 2 == 0);
-  if (dice < 55) return EditObjects();
-  if (dice < 60) return Create();
-  if (dice < 65) return OfferInvalid();
+  if (dice < 53) return OfferInvalid();
   const std::wstring id = PickPresent();
   Check(id, m_Present[id]);
 }
