@@ -25,7 +25,6 @@ struct Run {
   std::string_view rest;  // what the engine has not asked for yet
   ParseObserver* observer = nullptr;
   xmlParserCtxt* c_parser = nullptr;
-  int depth = 0;
   bool refused = false;
 };
 
@@ -90,7 +89,7 @@ void OnStartElement(void* context, const xmlChar* localName, const xmlChar* pref
                     int attributes, int defaulted, const xmlChar** attributeList) {
   auto* c_parser = static_cast<xmlParserCtxt*>(context);
   Run& run = RunOf(c_parser);
-  if (++run.depth > kMaxDepth) {
+  if (c_parser->nodeNr >= kMaxDepth) {
     Refuse(c_parser, ParseRefusal::kTooDeep);
     return;
   }
@@ -140,7 +139,6 @@ void DropBlanks(xmlNode* c_element) {
 void OnEndElement(void* context, const xmlChar* localName, const xmlChar* prefix,
                   const xmlChar* uri) {
   auto* c_parser = static_cast<xmlParserCtxt*>(context);
-  --RunOf(c_parser).depth;
   xmlNode* c_element = c_parser->node;
   xmlSAX2EndElementNs(context, localName, prefix, uri);
   // The engine's stack of xml:space has 1 on top for "preserve".
