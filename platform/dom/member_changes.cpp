@@ -18,7 +18,6 @@
 #include <optional>
 #include <vector>
 
-#include "platform/schema/schema_separation.h"
 #include "platform/tree/namespaces.h"
 #include "platform/tree/tree_walk.h"
 

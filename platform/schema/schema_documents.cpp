@@ -2,6 +2,8 @@
 
 #include <libxml/uri.h>
 
+#include <algorithm>
+#include <array>
 #include <filesystem>
 #include <new>
 
@@ -11,6 +13,7 @@
 #include "platform/schema/schema_model.h"
 #include "platform/tree/engine.h"
 #include "platform/tree/namespaces.h"
+#include "platform/tree/tree_walk.h"
 
 namespace cfgex::internal {
 namespace {
@@ -57,6 +60,27 @@ std::string Resolve(const xmlNode* c_link, const std::string& location) {
   });
   if (uri == nullptr) Refuse(location, "malformed location");
   return Chars(uri.get());
+}
+
+// Whether one of the names in a list of type names is that of a type whose values mean something
+// beyond their place. Prefixes are not looked at: a type of the schema's own with such a name makes
+// the answer too careful, never wrong.
+bool NamesTyingType(std::string_view names) {
+  static constexpr std::array<std::string_view, 6> kTying = {"ID",     "IDREF",    "IDREFS",
+                                                             "ENTITY", "ENTITIES", "NOTATION"};
+  const std::vector<std::string_view> words = Words(names);
+  return std::any_of(words.begin(), words.end(), [](std::string_view name) {
+    const std::string_view local = name.substr(name.find(':') + 1);
+    return std::find(kTying.begin(), kTying.end(), local) != kTying.end();
+  });
+}
+
+bool TiesPartsTogether(const xmlNode* c_element) {
+  for (const char* constraint : {"key", "keyref", "unique"})
+    if (IsXsdElement(c_element, constraint)) return true;
+  for (const char* attribute : {"type", "base", "itemType", "memberTypes"})
+    if (NamesTyingType(RawAttribute(c_element, attribute))) return true;
+  return false;
 }
 
 }  // namespace
@@ -152,6 +176,15 @@ const SchemaDocument& SchemaDocuments::Load(const std::string& uri) {
   m_ByUri.emplace(uri, &document);
   m_LinkedPaths.push_back(path);
   return document;
+}
+
+bool TiesPartsTogether(const SchemaDocuments& documents) {
+  return std::any_of(documents.All().begin(), documents.All().end(), [](const auto& document) {
+    const xmlNode* c_root = document.Root();
+    for (const xmlNode* c_node = c_root; c_node != nullptr; c_node = NextInTree(c_node, c_root))
+      if (c_node->type == XML_ELEMENT_NODE && TiesPartsTogether(c_node)) return true;
+    return false;
+  });
 }
 
 }  // namespace cfgex::internal

@@ -68,4 +68,9 @@ class SchemaDocuments {
   std::vector<std::string> m_LinkedPaths;
 };
 
+// Whether the schema says anything that ties parts of a document together wherever they are:
+// xs:key, xs:keyref, xs:unique, or a type made from ID, IDREF and their like. Under any other
+// schema a document is valid exactly when each of its parts is.
+bool TiesPartsTogether(const SchemaDocuments& documents);
+
 }  // namespace cfgex::internal
