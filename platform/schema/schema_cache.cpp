@@ -11,7 +11,7 @@
 #include "platform/schema/schema_reader.h"
 #include "platform/tree/engine.h"
 #include "platform/tree/namespaces.h"
-#include "platform/tree/tree_walk.h"
+#include "platform/tree/nodes.h"
 
 namespace cfgex::internal {
 namespace {
@@ -167,7 +167,8 @@ ValidationOutcome SchemaCache::Validate(xmlDoc* c_document, xmlNode* c_element) 
 }
 
 const ISchemaType* SchemaCache::TypeFromInstance(const xmlNode* c_element) const {
-  const xmlAttr* c_type = FindAttribute(c_element, "type", kSchemaInstanceNamespace);
+  const xmlAttr* c_type =
+      xmlHasNsProp(c_element, XmlChars("type"), XmlChars(kSchemaInstanceNamespace));
   if (c_type == nullptr) return nullptr;
   const std::string value = AttributeValue(c_type);
   const std::vector<std::string_view> words = Words(value);

@@ -89,8 +89,10 @@ Entry Read(const std::string& path) {
   if (doc == nullptr) refuse("not well-formed");
   const SchemaDocuments documents(doc.get());
   if (!IsXsdElement(documents.Main().Root(), "schema")) refuse("not a schema");
-  Entry entry{.files = {{path}}, .model = ReadSchema(documents)};
-  for (const std::string& linked : documents.LinkedPaths()) entry.files.push_back({linked});
+  Entry entry;
+  entry.model = ReadSchema(documents);
+  for (const SchemaDocument& document : documents.All()) entry.files.push_back({document.path});
+  entry.files.front().path = path;
   return entry;
 }
 

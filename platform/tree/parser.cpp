@@ -15,7 +15,7 @@
 #include "platform/os/fault_point.h"
 #include "platform/tree/engine.h"
 #include "platform/tree/limits.h"
-#include "platform/tree/tree_walk.h"
+#include "platform/tree/nodes.h"
 
 namespace cfgex::internal {
 namespace {
@@ -116,16 +116,11 @@ void OnProcessingInstruction(void* context, const xmlChar* target, const xmlChar
 // Drops the white space between the children of an element that holds elements and no other text.
 void DropBlanks(xmlNode* c_element) {
   bool elements = false;
-  bool blanks = false;
   for (const xmlNode* c_child = c_element->children; c_child != nullptr; c_child = c_child->next) {
-    if (c_child->type == XML_ELEMENT_NODE) {
-      elements = true;
-    } else if (IsTextNode(c_child)) {
-      if (!IsBlank(c_child)) return;
-      blanks = blanks || c_child->type == XML_TEXT_NODE;
-    }
+    if (IsTextNode(c_child) && xmlIsBlankNode(c_child) == 0) return;
+    elements = elements || IsElement(c_child);
   }
-  if (!elements || !blanks) return;
+  if (!elements) return;
   for (xmlNode* c_child = c_element->children; c_child != nullptr;) {
     xmlNode* c_next = c_child->next;
     if (c_child->type == XML_TEXT_NODE) {

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "platform/tree/namespaces.h"
-#include "platform/tree/tree_walk.h"
+#include "platform/tree/nodes.h"
 
 namespace cfgex::internal {
 namespace {
@@ -114,7 +114,7 @@ void Writer::Attributes(const xmlNode* c_element) {
 
 bool Writer::IndentsChildren(const xmlNode* c_element) const {
   if (!(m_Levels.empty() ? m_Indent : m_Levels.back())) return false;
-  const xmlAttr* c_space = FindAttribute(c_element, "space", Chars(XML_XML_NAMESPACE));
+  const xmlAttr* c_space = xmlHasNsProp(c_element, XmlChars("space"), XML_XML_NAMESPACE);
   if (c_space != nullptr && AttributeValue(c_space) == "preserve") return false;
   bool elements = false;
   for (const xmlNode* c_child = c_element->children; c_child != nullptr; c_child = c_child->next) {

@@ -15,7 +15,7 @@
 #include "platform/schema/schema_reader.h"
 #include "platform/tree/engine.h"
 #include "platform/tree/namespaces.h"
-#include "platform/tree/tree_walk.h"
+#include "platform/tree/nodes.h"
 #include "tools/engine/system.h"
 
 namespace cfgex::internal {
