@@ -12,7 +12,7 @@
 #include "platform/dom/dom.h"
 #include "platform/os/encoding.h"
 #include "platform/schema/schema_cache.h"
-#include "platform/tree/tree_walk.h"
+#include "platform/tree/nodes.h"
 #include "tests/support/sample.h"
 
 namespace fuzz {

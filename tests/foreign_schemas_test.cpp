@@ -16,7 +16,7 @@
 #include "platform/dom/xml_schema.h"
 #include "platform/schema/schema_documents.h"
 #include "platform/tree/engine.h"
-#include "platform/tree/tree_walk.h"
+#include "platform/tree/nodes.h"
 #include "tests/support/support.h"
 
 namespace {

@@ -6,7 +6,7 @@
 #include "platform/dom/schema_collection.h"
 #include "platform/os/encoding.h"
 #include "platform/os/file.h"
-#include "platform/tree/tree_walk.h"
+#include "platform/tree/nodes.h"
 #include "tests/support/support.h"
 
 namespace {

@@ -9,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/schema/schema_file.h"
+#include "platform/schema/schema_reader.h"
 #include "tests/support/support.h"
 
 namespace {

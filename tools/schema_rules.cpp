@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <set>
 
-#include "platform/schema/schema_file.h"
+#include "platform/schema/schema_reader.h"
 #include "src/field_type.h"
 #include "tools/loaded_file.h"
 
@@ -14,7 +14,7 @@ namespace {
 class Rules {
  public:
   Rules(const std::wstring& path, const SchemaFiles& files)
-      : m_Path(path), m_Files(files), m_File(OpenSchemaFile(path)), m_Model(m_File->model) {
+      : m_Path(path), m_Files(files), m_File(OpenSchemaFile(path)), m_Model(*m_File) {
     m_Option.Initialize(path.c_str());
   }
 
@@ -35,7 +35,7 @@ class Rules {
 
   const std::wstring& m_Path;
   const SchemaFiles& m_Files;
-  ComPtr<SchemaFile> m_File;
+  ComPtr<SchemaModel> m_File;
   const SchemaModel& m_Model;
   CCfgOption m_Option;
   std::vector<Finding> m_Findings;

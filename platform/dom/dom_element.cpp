@@ -90,7 +90,7 @@ using NsPtr = std::unique_ptr<xmlNs, FreeNs>;
 void PutAttribute(xmlNode* c_element, const std::string& name, xmlNs* c_ns,
                   const std::string& value, NsPtr declaration = {}) {
   TreeChanges& changes = ChangesOf(c_element);
-  xmlAttr* c_old = FindAttribute(c_element, name, Uri(c_ns));
+  xmlAttr* c_old = xmlHasNsProp(c_element, XmlChars(name.c_str()), c_ns ? c_ns->href : nullptr);
   xmlAttr* c_new = nullptr;
   xmlNode* c_text = nullptr;
   if (c_old != nullptr)

@@ -67,7 +67,7 @@ bool DerivesFrom(const ISchemaType& type, const ISchemaType& ancestor) {
 std::wstring ValueOf(const std::wstring& fixed, const std::wstring& otherwise,
                      const SimpleType* type) {
   const std::wstring& value = fixed.empty() ? otherwise : fixed;
-  if (type == nullptr || !type->CollapsesBlanks()) return value;
+  if (type == nullptr || !type->collapses_blanks) return value;
   std::wstring result;
   bool is_after_blank = false;
   for (const wchar_t c : value) {

@@ -18,9 +18,8 @@
 #include <optional>
 #include <vector>
 
-#include "platform/schema/schema_separation.h"
 #include "platform/tree/namespaces.h"
-#include "platform/tree/tree_walk.h"
+#include "platform/tree/nodes.h"
 
 namespace cfgex::internal {
 namespace {
@@ -45,7 +44,7 @@ Levels LevelsOf(const xmlNode* c_node) noexcept {
 bool IsPlainGroup(const xmlNode* c_group) noexcept {
   if (c_group->properties != nullptr) return false;
   for (const xmlNode* c_child = c_group->children; c_child != nullptr; c_child = c_child->next)
-    if (IsTextNode(c_child) && !IsBlank(c_child)) return false;
+    if (IsTextNode(c_child) && xmlIsBlankNode(c_child) == 0) return false;
   return true;
 }
 

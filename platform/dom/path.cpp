@@ -15,7 +15,7 @@
 #include "platform/os/encoding.h"
 #include "platform/tree/engine.h"
 #include "platform/tree/namespaces.h"
-#include "platform/tree/tree_walk.h"
+#include "platform/tree/nodes.h"
 
 namespace cfgex::internal {
 namespace {

@@ -9,7 +9,7 @@
 #include "cfgex/com_error.h"
 #include "platform/dom/instance_generator.h"
 #include "platform/os/encoding.h"
-#include "platform/schema/schema_file.h"
+#include "platform/schema/schema_reader.h"
 
 namespace cfgex::internal {
 namespace {
@@ -91,7 +91,7 @@ InstanceRoot FindRoot(SchemaModel& model, const std::string& name, const std::st
 
 class CXMLSchema::CImpl {
  public:
-  ComPtr<SchemaFile> m_Schema;
+  ComPtr<SchemaModel> m_Schema;
 };
 
 CXMLSchema::CXMLSchema() : m_pImpl(new CImpl) {}
@@ -111,7 +111,7 @@ bool CXMLSchema::LoadSchema(const wchar_t* path) {
 std::wstring CXMLSchema::CreateXmlInstance(const wchar_t* name, CSchemaElementCallback& callback,
                                            const wchar_t* scope) {
   if (!m_pImpl->m_Schema || name == nullptr || *name == L'\0') return {};
-  SchemaModel& model = m_pImpl->m_Schema->model;
+  SchemaModel& model = *m_pImpl->m_Schema;
   const InstanceRoot root = FindRoot(model, ToUtf8(name), scope == nullptr ? "" : ToUtf8(scope));
   if (root.element == nullptr && root.type == nullptr) return {};
   const auto document = MakeCounted<IXMLDOMDocument2>();

@@ -50,43 +50,26 @@ bool IsNameCharacter(std::uint32_t code) noexcept {
   throw _com_error(_com_error::kInvalidArgument, what);
 }
 
-constexpr char kWideMalformed[] = "wide text: a character is no Unicode scalar value";
-
-// How many bytes the text takes. Raises for a character that has no encoding.
-std::size_t Utf8Length(std::wstring_view text) {
-  std::size_t length = 0;
-  for (const wchar_t character : text) {
-    const std::uint32_t code = CodeOf(character);
-    if (!IsScalarValue(code)) RaiseMalformed(kWideMalformed);
-    length += code < 0x80 ? 1 : code < 0x800 ? 2 : code < 0x10000 ? 3 : 4;
-  }
-  return length;
+// The number of a character that has an encoding.
+std::uint32_t ScalarValue(wchar_t character) {
+  const std::uint32_t code = CodeOf(character);
+  if (!IsScalarValue(code)) RaiseMalformed("wide text: a character is no Unicode scalar value");
+  return code;
 }
 
-char* PutUtf8(char* out, std::uint32_t code) noexcept {
-  const auto put = [&out](std::uint32_t byte) { *out++ = static_cast<char>(byte); };
-  if (code < 0x80) {
-    put(code);
-  } else if (code < 0x800) {
-    put(0xC0 | code >> 6);
-    put(0x80 | (code & 0x3F));
-  } else if (code < 0x10000) {
-    put(0xE0 | code >> 12);
-    put(0x80 | (code >> 6 & 0x3F));
-    put(0x80 | (code & 0x3F));
-  } else {
-    put(0xF0 | code >> 18);
-    put(0x80 | (code >> 12 & 0x3F));
-    put(0x80 | (code >> 6 & 0x3F));
-    put(0x80 | (code & 0x3F));
-  }
-  return out;
+// How many trail bytes follow the lead byte of a character.
+std::size_t TrailOf(std::uint32_t code) noexcept {
+  return code < 0x80 ? 0 : code < 0x800 ? 1 : code < 0x10000 ? 2 : 3;
 }
 
-// Reads the sequence of several bytes that starts at `position`, and moves past it.
-std::uint32_t TakeSequence(std::string_view text, std::size_t& position) {
+// Reads the character that starts at `position`, and moves past it.
+std::uint32_t TakeCharacter(std::string_view text, std::size_t& position) {
   const auto byte = [text](std::size_t at) { return static_cast<std::uint8_t>(text[at]); };
   const std::uint32_t lead = byte(position);
+  if (lead < 0x80) {
+    ++position;
+    return lead;
+  }
   // A lead byte below 0xC2 or above 0xF4 starts nothing: a stray trail byte, an overlong form or a
   // number beyond U+10FFFF.
   if (lead < 0xC2 || lead > 0xF4) RaiseMalformed("UTF-8: a byte that starts no character");
@@ -99,10 +82,8 @@ std::uint32_t TakeSequence(std::string_view text, std::size_t& position) {
     if ((next & 0xC0) != 0x80) RaiseMalformed("UTF-8: a character is broken off");
     code = code << 6 | (next & 0x3F);
   }
-  constexpr std::uint32_t kLeast[] = {0, 0x80, 0x800, 0x10000};
-  if (code < kLeast[trail] || !IsScalarValue(code)) {
+  if (TrailOf(code) != trail || !IsScalarValue(code))
     RaiseMalformed("UTF-8: an overlong form, a surrogate or a number beyond U+10FFFF");
-  }
   position += trail + 1;
   return code;
 }
@@ -110,15 +91,17 @@ std::uint32_t TakeSequence(std::string_view text, std::size_t& position) {
 }  // namespace
 
 std::string ToUtf8(std::wstring_view text) {
-  const std::size_t length = Utf8Length(text);
+  std::size_t length = 0;
+  for (const wchar_t character : text) length += 1 + TrailOf(ScalarValue(character));
   std::string result(length, '\0');
-  if (length == text.size()) {  // all ASCII
-    std::transform(text.begin(), text.end(), result.begin(),
-                   [](wchar_t character) { return static_cast<char>(character); });
-    return result;
-  }
   char* out = result.data();
-  for (const wchar_t character : text) out = PutUtf8(out, CodeOf(character));
+  for (const wchar_t character : text) {
+    const std::uint32_t code = CodeOf(character);
+    std::size_t trail = TrailOf(code);
+    constexpr std::uint32_t kLead[] = {0, 0xC0, 0xE0, 0xF0};
+    *out++ = static_cast<char>(kLead[trail] | code >> 6 * trail);
+    while (trail-- > 0) *out++ = static_cast<char>(0x80 | (code >> 6 * trail & 0x3F));
+  }
   return result;
 }
 
@@ -129,15 +112,8 @@ std::wstring FromUtf8(std::string_view text) {
   });
   std::wstring result;
   result.reserve(static_cast<std::size_t>(count));
-  for (std::size_t position = 0; position < text.size();) {
-    const std::size_t start = position;
-    while (position < text.size() && static_cast<std::uint8_t>(text[position]) < 0x80) ++position;
-    result.append(text.begin() + static_cast<std::ptrdiff_t>(start),
-                  text.begin() + static_cast<std::ptrdiff_t>(position));
-    if (position < text.size()) {
-      result.push_back(static_cast<wchar_t>(TakeSequence(text, position)));
-    }
-  }
+  for (std::size_t position = 0; position < text.size();)
+    result += static_cast<wchar_t>(TakeCharacter(text, position));
   return result;
 }
 
@@ -149,8 +125,7 @@ std::string ToUtf16Le(std::wstring_view text) {
     result.push_back(static_cast<char>(unit >> 8));
   };
   for (const wchar_t character : text) {
-    const std::uint32_t code = CodeOf(character);
-    if (!IsScalarValue(code)) RaiseMalformed(kWideMalformed);
+    const std::uint32_t code = ScalarValue(character);
     if (code < 0x10000) {
       put(code);
     } else {

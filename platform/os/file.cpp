@@ -75,7 +75,7 @@ Reading ReadAll(const std::string& path, std::string& result, FileState* state) 
 
 void CopyContent(int from, const std::string& source, int to, const std::string& target) {
   // From the start: this may be the second try, in place.
-  if (file_calls::Seek(from, 0) != 0) RaiseErrno("lseek", source, errno);
+  if (file_calls::Seek(from, 0, SEEK_SET) != 0) RaiseErrno("lseek", source, errno);
   constexpr std::size_t kStep = 65536;
   std::string buffer(kStep, '\0');  // not on the stack, which may be a small one
   for (;;) {
@@ -86,47 +86,28 @@ void CopyContent(int from, const std::string& source, int to, const std::string&
   }
 }
 
-// An existing file keeps its rights.
-std::optional<FileRights> Present(const std::optional<FileRights>& present) { return present; }
-
-// A copy over an existing file removes what the source does not have, and adds nothing.
-RightsChooser ForCopyOf(const FileRights& source) {
-  return [source](const std::optional<FileRights>& present) {
-    return RightsOfCopy(source, present ? present->mode : ~Umask());
-  };
-}
-
-// Raises _com_error if the open file is not the one of that identity.
-void RequireIdentity(int descriptor, const std::string& path, const FileIdentity& identity) {
-  if (file_calls::IdentityOf(file_calls::StatusOf(descriptor, path)) != identity)
-    RaiseErrno("copy", path, ESTALE);
-}
-
-enum class Over { kNothing, kOldCopy, kOriginal };
-
 // `identity`: null for any.
-void Copy(const std::string& source, const std::string& target, Over over,
-          const FileIdentity* identity = nullptr, bool isWrittenOnce = false) {
+void Copy(const std::string& source, std::string target, Over over,
+          const FileIdentity* identity = nullptr) {
   struct stat opened;
   const Descriptor from = OpenSource(source, opened);
-  if (identity != nullptr) RequireIdentity(from.Get(), source, *identity);
-  const bool mustBeNew = over == Over::kNothing;
-  const std::string resolved = mustBeNew ? target : FollowLinks(target);
-  struct stat existing;
-  const bool same = file_calls::LinkStatus(resolved.c_str(), existing) == 0 &&
-                    existing.st_dev == opened.st_dev && existing.st_ino == opened.st_ino;
-  if (same && !mustBeNew) return;
-  const RightsChooser forCopy = ForCopyOf(RightsOf(from.Get(), source));
-  ReplaceContent(
-      resolved, mustBeNew,
-      [&](const std::optional<FileRights>& present) {
-        return present && over == Over::kOriginal ? present : forCopy(present);
-      },
-      [&](int to) {
-        CopyContent(from.Get(), source, to, resolved);
-        if (identity != nullptr) RequireIdentity(from.Get(), source, *identity);
-      },
-      isWrittenOnce);
+  const auto requireIdentity = [&] {
+    if (identity != nullptr &&
+        file_calls::IdentityOf(file_calls::StatusOf(from.Get(), source)) != *identity)
+      RaiseErrno("copy", source, ESTALE);
+  };
+  requireIdentity();
+  if (!MustBeNew(over)) {
+    target = FollowLinks(target);
+    struct stat existing;
+    if (file_calls::LinkStatus(target.c_str(), existing) == 0 && existing.st_dev == opened.st_dev &&
+        existing.st_ino == opened.st_ino)
+      return;
+  }
+  ReplaceContent(target, over, RightsOf(from.Get(), source), [&](int to) {
+    CopyContent(from.Get(), source, to, target);
+    requireIdentity();
+  });
 }
 
 }  // namespace
@@ -169,14 +150,14 @@ std::vector<ListedFile> ListFiles(const std::wstring& directory) {
 
 FileIdentity ReplaceFile(const std::wstring& path, std::span<const std::string_view> content) {
   const std::string target = FollowLinks(PathBytes(path));
-  return ReplaceContent(target, false, Present,
+  return ReplaceContent(target, Over::kOriginal, std::nullopt,
                         [&](int descriptor) { WriteFully(descriptor, content, target); });
 }
 
 bool CopyKnownFile(const std::wstring& source, const std::wstring& target,
                    const FileIdentity& identity) {
   try {
-    Copy(PathBytes(source), PathBytes(target), Over::kOldCopy, &identity);
+    Copy(PathBytes(source), PathBytes(target), Over::kCopy, &identity);
     return true;
   } catch (const _com_error&) {
     return false;
@@ -188,7 +169,7 @@ void RestoreFile(const std::wstring& copy, const std::wstring& path) {
 }
 
 void CopyToNewFile(const std::wstring& source, const std::wstring& path) {
-  Copy(PathBytes(source), PathBytes(path), Over::kNothing, nullptr, true);
+  Copy(PathBytes(source), PathBytes(path), Over::kNothingOnce);
 }
 
 void WriteNewFile(const std::wstring& path, std::string_view content, const std::wstring& source) {
@@ -199,12 +180,9 @@ void WriteNewFile(const std::wstring& path, std::string_view content, const std:
   } catch (const _com_error&) {  // NOLINT(bugprone-empty-catch): then it is its owner's alone
   }
   const std::string target = PathBytes(path);
-  ReplaceContent(
-      target, true, ForCopyOf(rights),
-      [&](int descriptor) {
-        WriteFully(descriptor, {&content, 1}, target);
-      },
-      true);
+  ReplaceContent(target, Over::kNothingOnce, rights, [&](int descriptor) {
+    WriteFully(descriptor, {&content, 1}, target);
+  });
 }
 
 void LinkToNewFile(const std::wstring& source, const std::wstring& path) {
@@ -233,7 +211,7 @@ namespace OS {
 bool CopyFileW(const std::wstring& source, const std::wstring& target, bool failIfExists) {
   using namespace cfgex::internal;
   try {
-    Copy(PathBytes(source), PathBytes(target), failIfExists ? Over::kNothing : Over::kOldCopy);
+    Copy(PathBytes(source), PathBytes(target), failIfExists ? Over::kNothing : Over::kCopy);
     return true;
   } catch (const _com_error&) {
     return false;

@@ -32,15 +32,19 @@ bool Fails(FaultPoint point, const char* path) noexcept {
   return Fails({.point = point, .path = path});
 }
 
+// The result of a call once no signal has interrupted it.
+template <class Call>
+auto Repeat(const Call& call) noexcept {
+  auto result = call();
+  while (result < 0 && errno == EINTR) result = call();
+  return result;
+}
+
 }  // namespace
 
 int Open(const char* path, int flags, mode_t mode) noexcept {
   if (Fails(kOpen, path)) return -1;
-  int result = -1;
-  do {
-    result = ::open(path, flags | O_CLOEXEC, mode);
-  } while (result < 0 && errno == EINTR);
-  return result;
+  return Repeat([=] { return ::open(path, flags | O_CLOEXEC, mode); });
 }
 
 int Close(int descriptor) noexcept {
@@ -58,11 +62,7 @@ int Dup(int descriptor) noexcept {
 
 ssize_t Read(int descriptor, void* buffer, std::size_t size) noexcept {
   if (Fails(kRead, descriptor)) return -1;
-  ssize_t count = 0;
-  do {
-    count = ::read(descriptor, buffer, size);
-  } while (count < 0 && errno == EINTR);
-  return count;
+  return Repeat([=] { return ::read(descriptor, buffer, size); });
 }
 
 ssize_t Write(int descriptor, std::span<const iovec> pieces) noexcept {
@@ -78,12 +78,8 @@ ssize_t Write(int descriptor, std::span<const iovec> pieces) noexcept {
   return ::writev(descriptor, pieces.data(), static_cast<int>(pieces.size()));
 }
 
-int Seek(int descriptor, off_t position) noexcept {
-  return Fails(kLseek, descriptor) || ::lseek(descriptor, position, SEEK_SET) < 0 ? -1 : 0;
-}
-
-off_t Position(int descriptor) noexcept {
-  return Fails(kLseek, descriptor) ? -1 : ::lseek(descriptor, 0, SEEK_CUR);
+off_t Seek(int descriptor, off_t offset, int whence) noexcept {
+  return Fails(kLseek, descriptor) ? -1 : ::lseek(descriptor, offset, whence);
 }
 
 int Truncate(int descriptor, off_t length) noexcept {
@@ -91,12 +87,7 @@ int Truncate(int descriptor, off_t length) noexcept {
 }
 
 int Sync(int descriptor) noexcept {
-  if (Fails(kFsync, descriptor)) return -1;
-  int result = -1;
-  do {
-    result = ::fsync(descriptor);
-  } while (result < 0 && errno == EINTR);
-  return result;
+  return Fails(kFsync, descriptor) ? -1 : Repeat([=] { return ::fsync(descriptor); });
 }
 
 int Status(int descriptor, struct stat& status) noexcept {

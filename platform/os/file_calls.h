@@ -26,8 +26,7 @@ int Close(int descriptor) noexcept;
 int Dup(int descriptor) noexcept;  // closed on exec
 ssize_t Read(int descriptor, void* buffer, std::size_t size) noexcept;
 ssize_t Write(int descriptor, std::span<const iovec> pieces) noexcept;  // up to IOV_MAX pieces
-int Seek(int descriptor, off_t position) noexcept;
-off_t Position(int descriptor) noexcept;
+off_t Seek(int descriptor, off_t offset, int whence) noexcept;
 int Truncate(int descriptor, off_t length) noexcept;
 int Sync(int descriptor) noexcept;
 int Status(int descriptor, struct stat& status) noexcept;

@@ -21,6 +21,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -61,38 +62,33 @@ bool IsRefusalOfDirectory(int error) noexcept {
          error == EBUSY || error == EXDEV;
 }
 
+void RequireRegularFile(const std::string& path) {
+  struct stat status;
+  if (!file_calls::ExistsAt(path, status)) RaiseErrno("lstat", path, ENOENT);
+  file_calls::RequireRegular(status, path);
+}
+
 FileIdentity IdentityOf(int descriptor) noexcept {
   struct stat status;
   return file_calls::Status(descriptor, status) == 0 ? file_calls::IdentityOf(status)
                                                      : FileIdentity{};
 }
 
-class TemporaryFile {
- public:
+struct TemporaryFile {
   TemporaryFile() = default;
   ~TemporaryFile() {
-    if (!m_Path.empty()) file_calls::Unlink(m_Path.c_str());
+    if (!path.empty()) file_calls::Unlink(path.c_str());
   }
   TemporaryFile(const TemporaryFile&) = delete;
   TemporaryFile& operator=(const TemporaryFile&) = delete;
 
   // Makes the file beside `target`. Returns 0, or why the directory takes none.
-  int Create(const std::string& target, bool isWrittenOnce, mode_t mode);
-  // Closes the descriptor that was written, and keeps the lock.
-  void CloseWritten();
-  // Puts the file in the target's place. Returns 0 or an `errno`.
-  int RenameTo(const std::string& target, bool mustBeNew);
+  int Create(const std::string& target, Over over, mode_t mode);
 
-  int Get() const noexcept { return m_Written.Get(); }
-  // As it is now, also after the rename, which changes it.
-  FileIdentity Identity() const noexcept { return IdentityOf(m_Lock.Get()); }
-  const std::string& Path() const noexcept { return m_Path; }
-
- private:
-  std::string m_Path;  // empty when there is no file to remove
+  std::string path;  // empty when there is no file to remove
   // Both are one open file, and so one lock.
-  Descriptor m_Lock;
-  Descriptor m_Written;
+  Descriptor lock;
+  Descriptor written;
 };
 
 // Locks what is open. Returns 0 if it is then still the file at the path, EEXIST if another writer
@@ -117,46 +113,34 @@ int RemoveRemains(const std::string& path) {
   return file_calls::Unlink(path.c_str()) == 0 ? 0 : EEXIST;
 }
 
-int TemporaryFile::Create(const std::string& target, bool isWrittenOnce, mode_t mode) {
+int TemporaryFile::Create(const std::string& target, Over over, mode_t mode) {
   constexpr std::string_view kEnding = ".cfgex-new";
   std::string first = DirectoryPart(target);
   const std::string name = target.substr(first.size());
-  if (!isWrittenOnce && 1 + name.size() + kEnding.size() + sizeof "-99" <= NAME_MAX)
+  if (over != Over::kNothingOnce && 1 + name.size() + kEnding.size() + sizeof "-99" <= NAME_MAX)
     first += "." + name;
   first += kEnding;
 
   int error = 0;
   for (int number = 0; number < kMostWriters; number += error == EEXIST ? 1 : 0) {
     // Kept from here on: without memory for it the file could not be removed again.
-    std::string path = number == 0 ? first : first + "-" + std::to_string(number);
-    Descriptor made(file_calls::Open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, mode));
+    std::string at = number == 0 ? first : first + "-" + std::to_string(number);
+    Descriptor made(file_calls::Open(at.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, mode));
     if (!made.IsOpen()) {
-      error = errno == EEXIST ? RemoveRemains(path) : errno;
-    } else if (error = LockAt(path, made.Get(), true); error == 0) {
-      m_Path = std::move(path);
-      m_Lock = std::move(made);
-      m_Written = Descriptor(file_calls::Dup(m_Lock.Get()));
-      if (!m_Written.IsOpen()) RaiseErrno("dup", m_Path, errno);
+      error = errno == EEXIST ? RemoveRemains(at) : errno;
+    } else if (error = LockAt(at, made.Get(), true); error == 0) {
+      path = std::move(at);
+      lock = std::move(made);
+      written = Descriptor(file_calls::Dup(lock.Get()));
+      if (!written.IsOpen()) RaiseErrno("dup", path, errno);
       return 0;
     } else if (error != EEXIST) {
       made = Descriptor();
-      RemoveRemains(path);
+      RemoveRemains(at);
     }
     if (error != 0 && error != EEXIST) return error;
   }
   return EBUSY;
-}
-
-void TemporaryFile::CloseWritten() {
-  if (file_calls::Close(m_Written.Detach()) != 0) RaiseErrno("close", m_Path, errno);
-}
-
-int TemporaryFile::RenameTo(const std::string& target, bool mustBeNew) {
-  const int renamed = mustBeNew ? file_calls::RenameToNew(m_Path.c_str(), target.c_str())
-                                : file_calls::Rename(m_Path.c_str(), target.c_str());
-  if (renamed != 0) return errno;
-  m_Path.clear();
-  return 0;
 }
 
 void SyncFile(int descriptor, const std::string& path) {
@@ -184,21 +168,22 @@ Descriptor OpenToLookAt(const std::string& target) {
 }
 
 // Returns 0, or the `errno` with which the directory refused before the target was changed.
-int ReplaceBesides(const std::string& target, const std::optional<FileRights>& rights,
-                   bool mustBeNew, bool isWrittenOnce, const ContentWriter& write,
-                   FileIdentity& identity) {
+int ReplaceBesides(const std::string& target, Over over, const std::optional<FileRights>& rights,
+                   const ContentWriter& write, FileIdentity& identity) {
   TemporaryFile file;
   constexpr mode_t kMineAlone = S_IRUSR | S_IWUSR;
   constexpr mode_t kEverybody = kMineAlone | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
-  const int refused = file.Create(target, isWrittenOnce, rights ? kMineAlone : kEverybody);
+  const int refused = file.Create(target, over, rights ? kMineAlone : kEverybody);
   if (refused != 0) return refused;
-  write(file.Get());
-  if (rights) GiveRights(file.Get(), *rights, file.Path());
-  SyncFile(file.Get(), file.Path());
-  file.CloseWritten();
+  write(file.written.Get());
+  if (rights) GiveRights(file.written.Get(), *rights, file.path);
+  SyncFile(file.written.Get(), file.path);
+  if (file_calls::Close(file.written.Detach()) != 0) RaiseErrno("close", file.path, errno);
   const Descriptor directory = OpenDirectoryOf(target);
-  if (const int error = file.RenameTo(target, mustBeNew); error != 0) return error;
-  identity = file.Identity();
+  const auto rename = MustBeNew(over) ? file_calls::RenameToNew : file_calls::Rename;
+  if (rename(file.path.c_str(), target.c_str()) != 0) return errno;
+  file.path.clear();
+  identity = IdentityOf(file.lock.Get());  // which the rename has changed
   if (directory.IsOpen()) SyncFile(directory.Get(), DirectoryPart(target));
   return 0;
 }
@@ -214,7 +199,7 @@ bool WriteInPlace(const std::string& target, const FileRights& rights, const Con
   if (status.st_nlink > 1) return false;
   CutRights(file.Get(), rights, target);
   write(file.Get());
-  const off_t length = file_calls::Position(file.Get());
+  const off_t length = file_calls::Seek(file.Get(), 0, SEEK_CUR);
   if (length < 0) RaiseErrno("lseek", target, errno);
   if (file_calls::Truncate(file.Get(), length) != 0) RaiseErrno("ftruncate", target, errno);
   SyncFile(file.Get(), target);
@@ -235,38 +220,29 @@ std::string FollowLinks(std::string path) {
   return path;
 }
 
-FileIdentity ReplaceContent(const std::string& target, bool mustBeNew, const RightsChooser& choose,
-                            const ContentWriter& write, bool isWrittenOnce) {
+FileIdentity ReplaceContent(const std::string& target, Over over,
+                            const std::optional<FileRights>& source, const ContentWriter& write) {
   if (target.empty()) RaiseErrno("open", target, ENOENT);
   if (target.ends_with('/')) RaiseErrno("open", target, EISDIR);
   struct stat old;
   const bool exists = file_calls::ExistsAt(target, old);
   if (exists) {
-    if (mustBeNew) RaiseErrno("open", target, EEXIST);
+    if (MustBeNew(over)) RaiseErrno("open", target, EEXIST);
     file_calls::RequireRegular(old, target);
     if (file_calls::CheckWritable(target.c_str()) != 0) RaiseErrno("open", target, errno);
   }
-  std::optional<FileRights> present;
-  if (exists) present = RightsOf(OpenToLookAt(target).Get(), target);
-  const std::optional<FileRights> rights = choose(present);
+  std::optional<FileRights> rights;
+  if (exists) rights = RightsOf(OpenToLookAt(target).Get(), target);
+  if (source && (!rights || over != Over::kOriginal))
+    rights = RightsOfCopy(*source, rights ? rights->mode : ~Umask());
   FileIdentity identity{};
-  const int error = ReplaceBesides(target, rights, mustBeNew, isWrittenOnce, write, identity);
+  const int error = ReplaceBesides(target, over, rights, write, identity);
   if (error == 0) return identity;
   const bool tryInPlace = exists && rights && IsRefusalOfDirectory(error);
   if (!tryInPlace || !WriteInPlace(target, *rights, write, identity))
     RaiseErrno("replace", target, error);
   return identity;
 }
-
-namespace {
-
-void RequireRegularFile(const std::string& path) {
-  struct stat status;
-  if (!file_calls::ExistsAt(path, status)) RaiseErrno("lstat", path, ENOENT);
-  file_calls::RequireRegular(status, path);
-}
-
-}  // namespace
 
 void LinkToNew(const std::string& path, const std::string& name) {
   RequireRegularFile(path);

@@ -20,17 +20,21 @@ using ContentWriter = std::function<void(int descriptor)>;
 // also one whose target does not exist. Raises _com_error (too many links).
 std::string FollowLinks(std::string path);
 
-// Returns the rights for the file, given those of the target if it exists. None is for a new file
-// only, which then gets what the umask and its directory leave.
-using RightsChooser =
-    std::function<std::optional<FileRights>(const std::optional<FileRights>& present)>;
+// What may be at the target.
+enum class Over {
+  kNothing,      // an existing file is a failure
+  kNothingOnce,  // the same, for a name that is not used again, such as one with a number in it
+  kCopy,         // a file that loses the rights which the new content's source does not have
+  kOriginal      // a file that keeps its rights
+};
+inline bool MustBeNew(Over over) { return over == Over::kNothing || over == Over::kNothingOnce; }
 
-// Replaces the content of the file at `target`, which is no symbolic link (see FollowLinks). With
-// `mustBeNew` an existing target is a failure. `isWrittenOnce` is for a target whose name is not
-// used again, such as one with a number in it. Returns the identity of the file that has the
-// content, none if it is not known. Every failure raises _com_error.
-FileIdentity ReplaceContent(const std::string& target, bool mustBeNew, const RightsChooser& choose,
-                            const ContentWriter& write, bool isWrittenOnce = false);
+// Replaces the content of the file at `target`, which is no symbolic link (see FollowLinks). A new
+// file gets the rights of a copy of `source`; without one, what the umask and its directory leave.
+// Returns the identity of the file that has the content, none if it is not known. Every failure
+// raises _com_error.
+FileIdentity ReplaceContent(const std::string& target, Over over,
+                            const std::optional<FileRights>& source, const ContentWriter& write);
 
 // Adds a name to a regular file, or changes its name; the name must be new. Raises _com_error.
 // LinkToNew flushes the directory. RenameToNew need not: when a new file is made in the old place

@@ -46,9 +46,9 @@ void Name(SchemaModel& model, ISchemaType& type, std::string_view name, ISchemaT
 
 }  // namespace
 
-void SchemaModel::AddBuiltins() {
+SchemaModel::SchemaModel() {
   // Anything at all, declared where there is a global declaration for it.
-  any_type = &complex_types.emplace_back(owner);
+  any_type = &complex_types.emplace_back(*this);
   Name(*this, *any_type, "anyType", nullptr);
   Wildcard& wildcard = wildcards.emplace_back();
   wildcard.process = ProcessContents::kLax;
@@ -63,13 +63,13 @@ void SchemaModel::AddBuiltins() {
   any_type->particle = &particle;
   any_type->children = &table;
 
-  any_simple_type = &simple_types.emplace_back(owner);
+  any_simple_type = &simple_types.emplace_back(*this);
   Name(*this, *any_simple_type, "anySimpleType", any_type);
 
   const auto find = [this](std::string_view name) { return FindType({kXsdNamespace, name}); };
   for (const auto& [base, names] : kBuiltins) {
     for (const std::string_view name : Words(names)) {
-      SimpleType& type = simple_types.emplace_back(owner);
+      SimpleType& type = simple_types.emplace_back(*this);
       Name(*this, type, name, find(base));
       if (type.base == any_simple_type || name == "token") type.blanks = Blanks::kCollapse;
       if (name == "string") type.blanks = Blanks::kPreserve;

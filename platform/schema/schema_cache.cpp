@@ -9,10 +9,9 @@
 #include "platform/os/fault_point.h"
 #include "platform/schema/schema_documents.h"
 #include "platform/schema/schema_reader.h"
-#include "platform/schema/schema_separation.h"
 #include "platform/tree/engine.h"
 #include "platform/tree/namespaces.h"
-#include "platform/tree/tree_walk.h"
+#include "platform/tree/nodes.h"
 
 namespace cfgex::internal {
 namespace {
@@ -85,7 +84,7 @@ void ForgetIds(xmlDoc* c_document) noexcept {
   xmlFreeRefTable(static_cast<xmlRefTable*>(std::exchange(c_document->refs, nullptr)));
 }
 
-// The marks of invariant 3: for an element without declaration, below which nothing has one, or
+// The marks of invariant 2: for an element without declaration, below which nothing has one, or
 // what has a global one does.
 char g_NoneMark;
 char g_LaxMark;
@@ -120,13 +119,11 @@ XmlSchemaPtr CompileSchema(xmlDoc* c_document, xmlStructuredErrorFunc report, vo
 void SchemaCache::Add(std::wstring_view namespaceUri, xmlDoc* c_document) {
   RaiseFaultHere(FaultPoint::kAdd);
   const EngineScope scope;
-  if (m_Model != nullptr)
-    throw _com_error(_com_error::kFail, "add: the cache has a schema already");
+  if (m_Model) throw _com_error(_com_error::kFail, "add: the cache has a schema already");
   SchemaDocuments documents(c_document);
   if (ToUtf8(namespaceUri) != TokenAttribute(documents.Main().Root(), "targetNamespace"))
     throw _com_error(_com_error::kInvalidArgument, "add: not the schema's target namespace");
-  auto model = std::make_unique<SchemaModel>(*this);
-  ReadSchema(documents, *model);
+  ComPtr<SchemaModel> model = ReadSchema(documents);
   const bool ties = internal::TiesPartsTogether(documents);
   XmlDocPtr document = documents.TakeMain();
   XmlSchemaPtr schema = Compile(document.get());
@@ -137,7 +134,7 @@ void SchemaCache::Add(std::wstring_view namespaceUri, xmlDoc* c_document) {
 }
 
 ComPtr<ISchema> SchemaCache::getSchema(std::wstring_view namespaceUri) {
-  if (m_Model == nullptr || m_Model->added->uri != ToUtf8(namespaceUri)) return nullptr;
+  if (!m_Model || m_Model->added->uri != ToUtf8(namespaceUri)) return nullptr;
   return ComPtr<ISchema>(m_Model->added);
 }
 
@@ -170,7 +167,8 @@ ValidationOutcome SchemaCache::Validate(xmlDoc* c_document, xmlNode* c_element) 
 }
 
 const ISchemaType* SchemaCache::TypeFromInstance(const xmlNode* c_element) const {
-  const xmlAttr* c_type = FindAttribute(c_element, "type", kSchemaInstanceNamespace);
+  const xmlAttr* c_type =
+      xmlHasNsProp(c_element, XmlChars("type"), XmlChars(kSchemaInstanceNamespace));
   if (c_type == nullptr) return nullptr;
   const std::string value = AttributeValue(c_type);
   const std::vector<std::string_view> words = Words(value);
@@ -183,7 +181,7 @@ const ISchemaType* SchemaCache::TypeFromInstance(const xmlNode* c_element) const
 }
 
 ISchemaItem* SchemaCache::DeclarationOf(xmlNode* c_element) const {
-  if (m_Model == nullptr) return nullptr;
+  if (!m_Model) return nullptr;
   if (c_element->psvi != nullptr) return Recall(c_element).declaration;
 
   // Up to an element that is known or the root, and down again.

@@ -5,8 +5,7 @@
 // Invariants:
 // 1. A cache is empty, or holds the engine's schema, the document that this was compiled from, and
 //    the model. `add` sets all of them or none, once; nothing changes them afterwards.
-// 2. Counts on items of the model are counts on the cache.
-// 3. `xmlNode::psvi` of an element in a document that is bound to this cache is null, or what was
+// 2. `xmlNode::psvi` of an element in a document that is bound to this cache is null, or what was
 //    found for the element: its ISchemaElement, or one of two marks for none. It is right for the
 //    place where the element was when it was asked for. Moving an element clears it.
 #pragma once
@@ -64,7 +63,7 @@ class SchemaCache : public Counted<IXMLDOMSchemaCollection2> {
 
   // The declaration of an element: of a root by its name, of another by its parent's type. Null
   // for none, and for an element that is in no document and was not asked for while it was. The
-  // answer is kept in the tree (invariant 3). The time grows with the distance to the nearest
+  // answer is kept in the tree (invariant 2). The time grows with the distance to the nearest
   // ancestor that has an answer.
   ISchemaItem* DeclarationOf(xmlNode* c_element) const;
 
@@ -76,7 +75,7 @@ class SchemaCache : public Counted<IXMLDOMSchemaCollection2> {
 
   XmlDocPtr m_Document;  // before the schema, which points into it
   XmlSchemaPtr m_Schema;
-  std::unique_ptr<SchemaModel> m_Model;
+  ComPtr<SchemaModel> m_Model;
   bool m_TiesPartsTogether = false;
 };
 

@@ -2,6 +2,8 @@
 
 #include <libxml/uri.h>
 
+#include <algorithm>
+#include <array>
 #include <filesystem>
 #include <new>
 
@@ -11,6 +13,7 @@
 #include "platform/schema/schema_model.h"
 #include "platform/tree/engine.h"
 #include "platform/tree/namespaces.h"
+#include "platform/tree/nodes.h"
 
 namespace cfgex::internal {
 namespace {
@@ -49,14 +52,36 @@ std::string PathOfUri(const std::string& text) {
   return path.get();
 }
 
-// The URI that a reference means, derived as the engine does.
-std::string Resolve(const xmlNode* c_link, const std::string& location) {
+// The URI that an xs:include and its like mean, derived as the engine does.
+std::string UriOfLink(const xmlNode* c_link) {
+  const std::string location = RawAttribute(c_link, "schemaLocation");
   const XmlText uri = AskEngine([&] {
     const XmlText base(xmlNodeGetBase(c_link->doc, c_link));
     return XmlText(xmlBuildURI(XmlChars(location.c_str()), base.get()));
   });
   if (uri == nullptr) Refuse(location, "malformed location");
   return Chars(uri.get());
+}
+
+// Whether one of the names in a list of type names is that of a type whose values mean something
+// beyond their place. Prefixes are not looked at: a type of the schema's own with such a name makes
+// the answer too careful, never wrong.
+bool NamesTyingType(std::string_view names) {
+  static constexpr std::array<std::string_view, 6> kTying = {"ID",     "IDREF",    "IDREFS",
+                                                             "ENTITY", "ENTITIES", "NOTATION"};
+  const std::vector<std::string_view> words = Words(names);
+  return std::any_of(words.begin(), words.end(), [](std::string_view name) {
+    const std::string_view local = name.substr(name.find(':') + 1);
+    return std::find(kTying.begin(), kTying.end(), local) != kTying.end();
+  });
+}
+
+bool TiesPartsTogether(const xmlNode* c_element) {
+  for (const char* constraint : {"key", "keyref", "unique"})
+    if (IsXsdElement(c_element, constraint)) return true;
+  for (const char* attribute : {"type", "base", "itemType", "memberTypes"})
+    if (NamesTyingType(RawAttribute(c_element, attribute))) return true;
+  return false;
 }
 
 }  // namespace
@@ -70,7 +95,7 @@ std::string UriOfPath(const std::string& path) {
 }
 
 std::string RawAttribute(const xmlNode* c_element, const char* name) {
-  const xmlAttr* c_attr = FindAttribute(c_element, name, "");
+  const xmlAttr* c_attr = xmlHasNsProp(c_element, XmlChars(name), nullptr);
   return c_attr == nullptr ? "" : AttributeValue(c_attr);
 }
 
@@ -108,9 +133,7 @@ bool IsSchemaLink(const xmlNode* c_node) {
          xmlHasProp(c_node, XmlChars("schemaLocation"));
 }
 
-std::string PathOfLink(const xmlNode* c_link) {
-  return PathOfUri(Resolve(c_link, RawAttribute(c_link, "schemaLocation")));
-}
+std::string PathOfLink(const xmlNode* c_link) { return PathOfUri(UriOfLink(c_link)); }
 
 SchemaDocuments::SchemaDocuments(xmlDoc* c_schema) {
   if (c_schema == nullptr || xmlDocGetRootElement(c_schema) == nullptr)
@@ -128,14 +151,10 @@ SchemaDocuments::SchemaDocuments(xmlDoc* c_schema) {
     if (main.doc->URL == nullptr) throw std::bad_alloc();
     m_ByUri.emplace(uri, &main);
   }
-  for (std::size_t i = 0; i < m_Documents.size(); ++i) FollowLinks(m_Documents[i]);
-}
-
-void SchemaDocuments::FollowLinks(SchemaDocument& document) {
-  for (const xmlNode* c_child = document.Root()->children; c_child; c_child = c_child->next) {
-    if (!IsSchemaLink(c_child)) continue;
-    const std::string uri = Resolve(c_child, RawAttribute(c_child, "schemaLocation"));
-    document.links.emplace(c_child, &Load(uri));
+  for (std::size_t i = 0; i < m_Documents.size(); ++i) {
+    SchemaDocument& document = m_Documents[i];
+    for (const xmlNode* c_child = document.Root()->children; c_child; c_child = c_child->next)
+      if (IsSchemaLink(c_child)) document.links.emplace(c_child, &Load(UriOfLink(c_child)));
   }
 }
 
@@ -143,15 +162,24 @@ const SchemaDocument& SchemaDocuments::Load(const std::string& uri) {
   if (const auto known = m_ByUri.find(uri); known != m_ByUri.end()) return *known->second;
   if (m_Documents.size() >= kMaxSchemaDocuments) Refuse(uri, "too many documents");
   std::string bytes;
-  const std::string path = PathOfUri(uri);
+  std::string path = PathOfUri(uri);
   if (ReadWholeFile(FromUtf8(path), bytes) != Reading::kDone) Refuse(uri, "cannot be read");
   SchemaDocument& document = m_Documents.emplace_back();
+  document.path = std::move(path);
   document.doc = ParseXml(bytes, TextEncoding::kDeclared, uri);
   if (document.doc == nullptr || document.Root() == nullptr)
     Refuse(uri, "not well-formed, or with a document type declaration");
   m_ByUri.emplace(uri, &document);
-  m_LinkedPaths.push_back(path);
   return document;
+}
+
+bool TiesPartsTogether(const SchemaDocuments& documents) {
+  return std::any_of(documents.All().begin(), documents.All().end(), [](const auto& document) {
+    const xmlNode* c_root = document.Root();
+    for (const xmlNode* c_node = c_root; c_node != nullptr; c_node = NextInTree(c_node, c_root))
+      if (c_node->type == XML_ELEMENT_NODE && TiesPartsTogether(c_node)) return true;
+    return false;
+  });
 }
 
 }  // namespace cfgex::internal

@@ -32,6 +32,7 @@ std::string PathOfLink(const xmlNode* c_link);
 std::string UriOfPath(const std::string& path);
 
 struct SchemaDocument {
+  std::string path;  // of its file; empty for the main document
   XmlDocPtr doc;
   // What its xs:include, xs:import and xs:redefine elements refer to. An import that names no
   // place is not in it.
@@ -56,16 +57,17 @@ class SchemaDocuments {
   const std::deque<SchemaDocument>& All() const { return m_Documents; }
   // Hands over the copy. The links of the main document must not be used any more.
   XmlDocPtr TakeMain() { return std::move(m_Documents.front().doc); }
-  // The files of all documents but the main one.
-  const std::vector<std::string>& LinkedPaths() const { return m_LinkedPaths; }
 
  private:
   const SchemaDocument& Load(const std::string& uri);
-  void FollowLinks(SchemaDocument& document);
 
   std::deque<SchemaDocument> m_Documents;  // breadth first; the main one is the first
   std::unordered_map<std::string, const SchemaDocument*> m_ByUri;
-  std::vector<std::string> m_LinkedPaths;
 };
+
+// Whether the schema says anything that ties parts of a document together wherever they are:
+// xs:key, xs:keyref, xs:unique, or a type made from ID, IDREF and their like. Under any other
+// schema a document is valid exactly when each of its parts is.
+bool TiesPartsTogether(const SchemaDocuments& documents);
 
 }  // namespace cfgex::internal

@@ -5,13 +5,10 @@
 // The files of a schema are known only once it was read. So an entry is trusted when the same files
 // were looked at before and after the reading and no difference was seen; of a schema of several
 // files this is the second reading.
-#include "platform/schema/schema_file.h"
-
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <filesystem>
-#include <list>
 #include <mutex>
 #include <vector>
 
@@ -33,10 +30,11 @@ struct SeenFile {
 };
 
 struct Entry {
-  std::string path;
   std::vector<SeenFile> files;  // the first is the schema's own
   bool is_trusted = false;
-  ComPtr<SchemaFile> schema;
+  ComPtr<SchemaModel> model{};
+
+  const std::string& Path() const { return files.front().path; }
 };
 
 FileIdentity IdentityOf(const std::string& path) noexcept {
@@ -53,32 +51,23 @@ class KeptSchemas {
  public:
   Entry Find(const std::string& path) {
     const std::lock_guard lock(m_Mutex);
-    const auto found = Place(path);
-    if (found == m_Entries.end()) return {path, {{path}}, false, nullptr};
-    m_Entries.splice(m_Entries.begin(), m_Entries, found);
-    return *found;
+    const auto found = std::find_if(m_Entries.begin(), m_Entries.end(),
+                                    [&](const Entry& entry) { return entry.Path() == path; });
+    if (found == m_Entries.end()) return {.files = {{path}}};
+    std::rotate(m_Entries.begin(), found, found + 1);
+    return m_Entries.front();
   }
 
-  void Put(Entry entry) {
-    std::list<Entry> made;
-    made.push_back(std::move(entry));
-    std::list<Entry> old;  // is freed outside of the lock
+  void Put(const Entry& made) {
     const std::lock_guard lock(m_Mutex);
-    const auto found = Place(made.front().path);
-    if (found != m_Entries.end()) old.splice(old.begin(), m_Entries, found);
-    m_Entries.splice(m_Entries.begin(), made);
-    if (m_Entries.size() > kKeptSchemaFiles)
-      old.splice(old.begin(), m_Entries, std::prev(m_Entries.end()));
+    std::erase_if(m_Entries, [&](const Entry& entry) { return entry.Path() == made.Path(); });
+    m_Entries.insert(m_Entries.begin(), made);
+    if (m_Entries.size() > kKeptSchemaFiles) m_Entries.pop_back();
   }
 
  private:
-  std::list<Entry>::iterator Place(const std::string& path) {
-    return std::find_if(m_Entries.begin(), m_Entries.end(),
-                        [&](const Entry& entry) { return entry.path == path; });
-  }
-
   std::mutex m_Mutex;
-  std::list<Entry> m_Entries;
+  std::vector<Entry> m_Entries;
 };
 
 std::string Absolute(const std::wstring& path) {
@@ -88,42 +77,43 @@ std::string Absolute(const std::wstring& path) {
   return error ? given.string() : absolute.string();
 }
 
-// Reads the schema and names its files in `entry`, without their identities.
-void Read(Entry& entry) {
+// The entry of a schema that is read now, without the identities of its files.
+Entry Read(const std::string& path) {
   const EngineScope scope;
+  const auto refuse = [&path](const char* why) {
+    throw _com_error(_com_error::kFail, "schema '" + path + "': " + why);
+  };
   std::string bytes;
-  if (ReadWholeFile(FromUtf8(entry.path), bytes) != Reading::kDone)
-    throw _com_error(_com_error::kFail, "schema '" + entry.path + "': cannot be read");
-  const XmlDocPtr doc = ParseXml(bytes, TextEncoding::kDeclared, entry.path);
-  if (doc == nullptr)
-    throw _com_error(_com_error::kFail, "schema '" + entry.path + "': not well-formed");
+  if (ReadWholeFile(FromUtf8(path), bytes) != Reading::kDone) refuse("cannot be read");
+  const XmlDocPtr doc = ParseXml(bytes, TextEncoding::kDeclared, path);
+  if (doc == nullptr) refuse("not well-formed");
   const SchemaDocuments documents(doc.get());
-  if (!IsXsdElement(documents.Main().Root(), "schema"))
-    throw _com_error(_com_error::kFail, "schema '" + entry.path + "': not a schema");
-  entry.schema = MakeCounted<SchemaFile>();
-  ReadSchema(documents, entry.schema->model);
-  entry.files.assign(1, {entry.path});
-  for (const std::string& path : documents.LinkedPaths()) entry.files.push_back({path});
+  if (!IsXsdElement(documents.Main().Root(), "schema")) refuse("not a schema");
+  Entry entry;
+  entry.model = ReadSchema(documents);
+  for (const SchemaDocument& document : documents.All()) entry.files.push_back({document.path});
+  entry.files.front().path = path;
+  return entry;
 }
 
 }  // namespace
 
-ComPtr<SchemaFile> OpenSchemaFile(const std::wstring& path) {
+ComPtr<SchemaModel> OpenSchemaFile(const std::wstring& path) {
   // Never destroyed: a store may outlive everything else that is static.
   static KeptSchemas& kept = *new KeptSchemas;
   Entry entry = kept.Find(Absolute(path));
   const std::vector<SeenFile> before = Look(entry.files);
-  if (entry.is_trusted && entry.files == before) return entry.schema;
+  if (entry.is_trusted && entry.files == before) return entry.model;
 
   const timespec start = file_calls::FileTime();
-  Read(entry);
+  entry = Read(before.front().path);
   entry.files = Look(std::move(entry.files));
   entry.is_trusted =
       entry.files == before && std::all_of(before.begin(), before.end(), [&](const SeenFile& file) {
         return file_calls::IsOlder(file.identity, start);
       });
   kept.Put(entry);
-  return entry.schema;
+  return entry.model;
 }
 
 }  // namespace cfgex::internal

@@ -33,6 +33,33 @@ ISchemaElement* FindInTables(const ChildTable* table, const NameKey& key) {
   return nullptr;
 }
 
+// A particle that may be there or not, and any number of times.
+bool IsFree(const Particle& particle) { return particle.min == 0 && particle.max == kUnbounded; }
+
+// What a free choice, or a free repetition of a single element, offers.
+bool AddAlternatives(const Particle& particle, NameMap<const ISchemaElement*>& children) {
+  if (particle.kind != ParticleKind::kElement || particle.max == 0) return false;
+  const ISchemaElement* declaration = particle.element->declaration;
+  if (declaration->is_abstract || !declaration->substitutes.empty()) return false;
+  children.emplace(declaration->Key(), declaration);
+  return true;
+}
+
+bool AddFreeParticle(const Particle& particle, NameMap<const ISchemaElement*>& children) {
+  if (particle.kind == ParticleKind::kElement)
+    return IsFree(particle) && AddAlternatives(particle, children);
+  if (particle.kind != ParticleKind::kGroup) return false;
+  const ModelGroup& group = *particle.group;
+  if (IsFree(particle) && group.compositor == Compositor::kChoice) {
+    return std::all_of(group.particles.begin(), group.particles.end(), [&](const Particle& inner) {
+      return inner.min <= 1 && AddAlternatives(inner, children);
+    });
+  }
+  // A group around one free particle adds nothing, however often it may occur.
+  return group.particles.size() == 1 && particle.max > 0 &&
+         AddFreeParticle(group.particles.front(), children);
+}
+
 }  // namespace
 
 void ISchemaItemCollection::Add(ISchemaItem& item) {
@@ -60,27 +87,6 @@ bool Wildcard::Allows(std::string_view uri) const {
       return std::find(namespaces.begin(), namespaces.end(), uri) != namespaces.end();
   }
   return false;
-}
-
-bool SimpleType::CollapsesBlanks() const {
-  // A list collapses, and so does the value of a union but for the member that it belongs to.
-  std::vector<const SimpleType*> open{this};
-  std::unordered_set<const SimpleType*> seen;
-  while (!open.empty()) {
-    const SimpleType* at = open.back();
-    open.pop_back();
-    if (!seen.insert(at).second || at->blanks == Blanks::kCollapse || at->variety == Variety::kList)
-      continue;
-    if (at->blanks != Blanks::kInherited || at->base == nullptr) return false;
-    if (at->variety == Variety::kUnion) {
-      open.insert(open.end(), at->members.begin(), at->members.end());
-    } else if (at->base->simple != nullptr) {
-      open.push_back(at->base->simple);
-    } else {
-      return false;
-    }
-  }
-  return true;
 }
 
 void ISchemaElement::Use(ISchemaElement& global) {
@@ -160,8 +166,6 @@ std::vector<const AttributeUse*> ISchemaComplexType::Attributes() const {
   return result;
 }
 
-SchemaModel::SchemaModel(IUnknown& owner_) : owner(owner_) { AddBuiltins(); }
-
 ISchemaElement* SchemaModel::FindElement(const NameKey& key) const {
   return Lookup(global_elements, key);
 }
@@ -194,6 +198,25 @@ Match SchemaModel::FindChild(const Match& parent, const ISchemaType* xsi_type,
     }
   }
   return {};
+}
+
+std::optional<NameMap<const ISchemaElement*>> FreeChildren(const ISchemaType& type) {
+  const ISchemaComplexType* complex = type.complex;
+  if (complex == nullptr || complex->is_abstract || complex->is_mixed ||
+      complex->has_simple_content)
+    return std::nullopt;
+  const std::vector<const Particle*> content = complex->Content();
+  NameMap<const ISchemaElement*> children;
+  if (content.size() != 1 || !AddFreeParticle(*content.front(), children) || children.empty())
+    return std::nullopt;
+  return children;
+}
+
+bool RequiresAttributes(const ISchemaType& type) {
+  const std::vector<const AttributeUse*> attributes = type.complex->Attributes();
+  return std::any_of(attributes.begin(), attributes.end(), [](const AttributeUse* attribute) {
+    return attribute->use == AttributeUseKind::kRequired;
+  });
 }
 
 }  // namespace cfgex::internal

@@ -2,15 +2,16 @@
 //
 // The components are resolved once, while the schema is read, and do not change afterwards, so any
 // number of threads may use them. Every pointer stays inside one model. The classes `ISchema...`
-// are handed out with a count, which is a count on the owner of the model: any count on any of them
-// keeps the whole model alive. Callers outside of platform/ use the operations with the names
-// `get_...` and `itemByName` alone.
+// are handed out with a count, which is a count on the model: any count on any of them keeps the
+// whole model alive. Callers outside of platform/ use the operations with the names `get_...` and
+// `itemByName` alone.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -47,7 +48,7 @@ struct NameKeyHash {
 template <class V>
 using NameMap = std::unordered_map<NameKey, V, NameKeyHash>;
 
-// A part of a model that is handed out. A count on it is a count on the owner of the model.
+// A part of a model that is handed out. A count on it is a count on its owner, the model.
 class SchemaPart : public IUnknown {
  public:
   explicit SchemaPart(IUnknown& owner) noexcept : m_Owner(owner) {}
@@ -149,12 +150,10 @@ class SimpleType final : public ISchemaType {
  public:
   explicit SimpleType(IUnknown& owner) : ISchemaType(owner, this, nullptr) {}
 
-  // Whether blanks around a value, and rows of them, are no part of it.
-  bool CollapsesBlanks() const;
-
   Variety variety = Variety::kAtomic;
   Blanks blanks = Blanks::kInherited;  // what this type itself says of white space
-  SimpleType* item_type = nullptr;     // of a list
+  bool collapses_blanks = false;    // whether blanks around a value, and rows of them, are no part
+  SimpleType* item_type = nullptr;  // of a list
   // What this type itself writes: many types may share one long list of their base.
   std::vector<SimpleType*> members;  // of a union
   std::size_t enumeration = 0;       // how many values it lists
@@ -273,10 +272,9 @@ struct Match {
   bool lax = false;  // without declaration: whether what is below it may have one
 };
 
-class SchemaModel {
+class SchemaModel final : public Counted<IUnknown> {
  public:
-  // A model of the built-in types. Counts on its components go to `owner`.
-  explicit SchemaModel(IUnknown& owner);
+  SchemaModel();  // a model of the built-in types
 
   // Global components by name; null for none. Built-in types are in the schema's own namespace.
   ISchemaElement* FindElement(const NameKey& key) const;
@@ -291,7 +289,6 @@ class SchemaModel {
   SimpleType* any_simple_type = nullptr;
 
   // The components in the order of their making, and the ways to make them. For the reader alone.
-  IUnknown& owner;
   std::deque<ISchema> namespaces;
   std::deque<ISchemaElement> elements;
   std::deque<ISchemaComplexType> complex_types;
@@ -304,10 +301,16 @@ class SchemaModel {
   std::deque<ChildTable> tables;
   NameMap<ISchemaElement*> global_elements;
   NameMap<ISchemaType*> global_types;
-
- private:
-  void AddBuiltins();
 };
+
+// The elements that may be, in any number and any order, the children of elements of a type,
+// by name: local declarations, or the global ones that are used. Nothing when the type's content is
+// any other: when order or number count, when there is a wildcard, text, or an element that is
+// abstract or the head of a substitution group.
+std::optional<NameMap<const ISchemaElement*>> FreeChildren(const ISchemaType& type);
+
+// Whether elements of the type must carry an attribute.
+bool RequiresAttributes(const ISchemaType& type);
 
 // The schema cache, as documents use it. SchemaCollection in platform/dom completes it.
 class IXMLDOMSchemaCollection2 : public IUnknown {

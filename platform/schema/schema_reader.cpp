@@ -1,6 +1,6 @@
 #include "platform/schema/schema_reader.h"
 
-#include <map>
+#include <set>
 
 #include "platform/os/encoding.h"
 #include "platform/schema/schema_reader_parts.h"
@@ -21,14 +21,14 @@ bool BooleanAttribute(const xmlNode* c_node, const char* name) {
 
 void SchemaReader::Read() {
   RegisterAll();
-  FillAll();
+  for (const auto& fill : m_Definitions) fill();
   FinishModel(m_Model, m_Budget);
 }
 
 ISchema& SchemaReader::Namespace(const std::string& uri) {
   for (ISchema& known : m_Model.namespaces)
     if (known.uri == uri) return known;
-  ISchema& made = m_Model.namespaces.emplace_back(m_Model.owner);
+  ISchema& made = m_Model.namespaces.emplace_back(m_Model);
   made.uri = uri;
   return made;
 }
@@ -53,9 +53,9 @@ void SchemaReader::RegisterAll() {
     bool redefining;
   };
   std::vector<Level> levels;
-  std::map<std::pair<const SchemaDocument*, std::string>, bool> entered;
+  std::set<std::pair<const SchemaDocument*, std::string>> entered;
   const auto enter = [&](const SchemaDocument& document, const std::string& ns) {
-    if (!entered.emplace(std::pair(&document, ns), true).second) return;
+    if (!entered.emplace(&document, ns).second) return;
     levels.push_back({Enter(document, ns), document.Root()->children, false});
   };
 
@@ -89,9 +89,10 @@ void SchemaReader::RegisterGlobal(const ReadingContext& context, const xmlNode* 
                                   bool redefining) {
   const std::string name = TokenAttribute(c_node, "name");
   if (name.empty()) return;
-  // Makes a component and enters it: what it is defined by, and its key, the texts of which last.
-  const auto make = [&](auto& components, auto& map, auto& definitions, auto&... owner) {
-    auto& made = components.emplace_back(owner...);
+  const bool isAttribute = IsXsdElement(c_node, "attribute");
+  // Makes a component and enters it under its key, the texts of which last. `fill` is called later.
+  const auto make = [&](auto& components, auto& map, auto fill, auto&... model) {
+    auto& made = components.emplace_back(model...);
     NameKey key;
     if constexpr (requires { made.local_name; }) {
       made.ns = context.target->uri;
@@ -108,38 +109,26 @@ void SchemaReader::RegisterGlobal(const ReadingContext& context, const xmlNode* 
       scope.self = &made;
       if (!added) scope.previous = std::exchange(place->second, &made);
     }
-    definitions.push_back({&made, c_node, scope});
+    m_Definitions.insert(isAttribute ? m_Definitions.begin() : m_Definitions.end(),
+                         [=, this, &made] {
+                           (this->*fill)(made, c_node, scope);
+                           if constexpr (requires { made.base_types; })
+                             if (m_Model.FindType(made.Key()) == &made)
+                               made.schema->types.Add(made);
+                         });
   };
-  if (IsXsdElement(c_node, "element"))
-    make(m_Model.elements, m_Model.global_elements, m_ElementDefinitions, m_Model.owner);
+  if (isAttribute)
+    make(m_Model.global_attributes, m_Attributes, &SchemaReader::FillAttribute);
+  else if (IsXsdElement(c_node, "element"))
+    make(m_Model.elements, m_Model.global_elements, &SchemaReader::FillElement, m_Model);
   else if (IsXsdElement(c_node, "complexType"))
-    make(m_Model.complex_types, m_Model.global_types, m_TypeDefinitions, m_Model.owner);
+    make(m_Model.complex_types, m_Model.global_types, &SchemaReader::FillComplexType, m_Model);
   else if (IsXsdElement(c_node, "simpleType"))
-    make(m_Model.simple_types, m_Model.global_types, m_TypeDefinitions, m_Model.owner);
-  else if (IsXsdElement(c_node, "attribute"))
-    make(m_Model.global_attributes, m_Attributes, m_AttributeDefinitions);
+    make(m_Model.simple_types, m_Model.global_types, &SchemaReader::FillSimpleType, m_Model);
   else if (IsXsdElement(c_node, "group"))
-    make(m_Model.groups, m_Groups, m_GroupDefinitions);
+    make(m_Model.groups, m_Groups, &SchemaReader::FillNamedGroup);
   else if (IsXsdElement(c_node, "attributeGroup"))
-    make(m_Model.attribute_groups, m_AttributeGroups, m_AttributeGroupDefinitions);
-}
-
-void SchemaReader::FillAll() {
-  // Uses copy what the global attributes say, so these come first.
-  for (const auto& each : m_AttributeDefinitions)
-    FillAttribute(*each.component, each.c_node, each.scope);
-  for (const auto& each : m_AttributeGroupDefinitions)
-    ReadAttributes(*each.component, each.c_node, each.scope);
-  for (const auto& each : m_GroupDefinitions)
-    FillNamedGroup(*each.component, each.c_node, each.scope);
-  for (const auto& each : m_TypeDefinitions) FillType(*each.component, each.c_node, each.scope);
-  for (const auto& each : m_ElementDefinitions)
-    FillElement(*each.component, each.c_node, each.scope);
-
-  for (const auto& each : m_TypeDefinitions) {
-    ISchemaType* type = each.component;
-    if (m_Model.FindType(type->Key()) == type) type->schema->types.Add(*type);
-  }
+    make(m_Model.attribute_groups, m_AttributeGroups, &SchemaReader::ReadAttributes);
 }
 
 QualifiedName SchemaReader::ResolveName(const ReadingScope& scope, const xmlNode* c_node,
@@ -157,8 +146,10 @@ QualifiedName SchemaReader::ResolveName(const ReadingScope& scope, const xmlNode
   return name;
 }
 
-void ReadSchema(const SchemaDocuments& documents, SchemaModel& model) {
-  SchemaReader(documents, model).Read();
+ComPtr<SchemaModel> ReadSchema(const SchemaDocuments& documents) {
+  ComPtr<SchemaModel> model = MakeCounted<SchemaModel>();
+  SchemaReader(documents, *model).Read();
+  return model;
 }
 
 }  // namespace cfgex::internal

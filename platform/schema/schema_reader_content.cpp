@@ -59,8 +59,7 @@ bool SchemaReader::ReadParticle(Particle& particle, const xmlNode* c_node,
   }
   particle.kind = ParticleKind::kGroup;
   if (IsXsdElement(c_node, "group")) {
-    const std::string ref = TokenAttribute(c_node, "ref");
-    particle.group = Find(scope, m_Groups, ResolveName(scope, c_node, ref));
+    particle.group = Find(scope, m_Groups, c_node, TokenAttribute(c_node, "ref"));
   } else if (IsCompositor(c_node)) {
     particle.group = &m_Model.groups.emplace_back();
     FillGroup(*particle.group, c_node, scope);
@@ -73,10 +72,10 @@ bool SchemaReader::ReadElementParticle(Particle& particle, const xmlNode* c_node
   const std::string ref = TokenAttribute(c_node, "ref");
   ISchemaElement* global = nullptr;
   if (!ref.empty()) {
-    global = m_Model.FindElement(ResolveName(scope, c_node, ref).Key());
+    global = Find(scope, m_Model.global_elements, c_node, ref);
     if (global == nullptr) return false;
   }
-  ISchemaElement& element = m_Model.elements.emplace_back(m_Model.owner);
+  ISchemaElement& element = m_Model.elements.emplace_back(m_Model);
   particle.kind = ParticleKind::kElement;
   particle.element = &element;
   element.min_occurs = FromUtf8(min);
@@ -138,8 +137,7 @@ void SchemaReader::FillElement(ISchemaElement& element, const xmlNode* c_node,
   element.default_value = FromUtf8(RawAttribute(c_node, "default"));
   element.fixed_value = FromUtf8(RawAttribute(c_node, "fixed"));
   const std::string head = TokenAttribute(c_node, "substitutionGroup");
-  if (!head.empty())
-    element.substitution_head = m_Model.FindElement(ResolveName(scope, c_node, head).Key());
+  element.substitution_head = Find(scope, m_Model.global_elements, c_node, head);
 
   const std::string type = TokenAttribute(c_node, "type");
   if (!type.empty()) {
@@ -147,7 +145,7 @@ void SchemaReader::FillElement(ISchemaElement& element, const xmlNode* c_node,
   } else if (SimpleType* simple = InlineSimpleType(scope, c_node)) {
     element.type = simple;
   } else if (const xmlNode* c_complex = XsdChild(c_node, "complexType")) {
-    ISchemaComplexType& complex = m_Model.complex_types.emplace_back(m_Model.owner);
+    ISchemaComplexType& complex = m_Model.complex_types.emplace_back(m_Model);
     complex.schema = scope.context->target;
     FillComplexType(complex, c_complex, scope);
     element.type = &complex;

@@ -189,6 +189,15 @@ void Finisher::FinishTypes() {
   }
 }
 
+// A list collapses, and so does the value of a union but for the member that it belongs to.
+bool CollapsesBlanks(const SimpleType& type, const SimpleType* base) {
+  if (type.blanks == Blanks::kCollapse || type.variety == Variety::kList) return true;
+  if (type.blanks != Blanks::kInherited) return false;
+  if (type.variety != Variety::kUnion) return base != nullptr && base->collapses_blanks;
+  return std::all_of(type.members.begin(), type.members.end(),
+                     [](const SimpleType* member) { return member->collapses_blanks; });
+}
+
 void Finisher::FinishSimpleType(SimpleType& type) {
   // A value of the type is compared with those that the type lists, or else, as these are
   // themselves, with what a value of its base, its items or its members is.
@@ -206,9 +215,11 @@ void Finisher::FinishSimpleType(SimpleType& type) {
   m_Weights[&type] = weight;
 
   const SimpleType* base = type.base == nullptr ? nullptr : type.base->simple;
-  if (base == nullptr || base == m_Model.any_simple_type) return;
-  type.variety = base->variety;
-  type.item_type = base->item_type;
+  if (base != nullptr && base != m_Model.any_simple_type) {
+    type.variety = base->variety;
+    type.item_type = base->item_type;
+  }
+  type.collapses_blanks = CollapsesBlanks(type, base);
 }
 
 void Finisher::FinishComplexType(ISchemaComplexType& type) {

@@ -36,7 +36,7 @@ void SchemaReader::ReadFacets(SimpleType& type, const xmlNode* c_restriction) {
 
 ISchemaType* SchemaReader::TypeByName(const ReadingScope& scope, const xmlNode* c_node,
                                       const std::string& name) {
-  ISchemaType* found = Find(scope, m_Model.global_types, ResolveName(scope, c_node, name));
+  ISchemaType* found = Find(scope, m_Model.global_types, c_node, name);
   return found == nullptr ? m_Model.any_type : found;
 }
 
@@ -47,7 +47,7 @@ SimpleType* SchemaReader::SimpleTypeByName(const ReadingScope& scope, const xmlN
 }
 
 SimpleType& SchemaReader::NewSimpleType(const ReadingScope& scope, const xmlNode* c_node) {
-  SimpleType& type = m_Model.simple_types.emplace_back(m_Model.owner);
+  SimpleType& type = m_Model.simple_types.emplace_back(m_Model);
   type.schema = scope.context->target;
   FillSimpleType(type, c_node, scope);
   return type;
@@ -56,13 +56,6 @@ SimpleType& SchemaReader::NewSimpleType(const ReadingScope& scope, const xmlNode
 SimpleType* SchemaReader::InlineSimpleType(const ReadingScope& scope, const xmlNode* c_parent) {
   const xmlNode* c_type = XsdChild(c_parent, "simpleType");
   return c_type == nullptr ? nullptr : &NewSimpleType(scope, c_type);
-}
-
-void SchemaReader::FillType(ISchemaType& type, const xmlNode* c_node, const ReadingScope& scope) {
-  if (type.simple != nullptr)
-    FillSimpleType(*type.simple, c_node, scope);
-  else
-    FillComplexType(*type.complex, c_node, scope);
 }
 
 void SchemaReader::FillSimpleType(SimpleType& type, const xmlNode* c_node,
@@ -133,7 +126,7 @@ void SchemaReader::FillSimpleContent(ISchemaComplexType& type, const xmlNode* c_
   }
   // What the text is narrowed to is a type of its own. Its base is that of the base's text, unless
   // it is written here.
-  SimpleType& text = m_Model.simple_types.emplace_back(m_Model.owner);
+  SimpleType& text = m_Model.simple_types.emplace_back(m_Model);
   text.schema = scope.context->target;
   text.base = InlineSimpleType(scope, c_body);
   ReadFacets(text, c_body);
@@ -147,7 +140,7 @@ void SchemaReader::ReadAttributes(AttributeGroup& group, const xmlNode* c_parent
       ReadAttribute(group, c_child, scope);
     } else if (IsXsdElement(c_child, "attributeGroup")) {
       const std::string ref = TokenAttribute(c_child, "ref");
-      AttributeGroup* found = Find(scope, m_AttributeGroups, ResolveName(scope, c_child, ref));
+      AttributeGroup* found = Find(scope, m_AttributeGroups, c_child, ref);
       if (found != nullptr) group.groups.push_back(found);
     }
   }
@@ -167,7 +160,7 @@ void SchemaReader::ReadAttribute(AttributeGroup& group, const xmlNode* c_node,
   AttributeUse use;
   const std::string ref = TokenAttribute(c_node, "ref");
   if (!ref.empty()) {
-    const AttributeUse* global = Find(scope, m_Attributes, ResolveName(scope, c_node, ref));
+    const AttributeUse* global = Find(scope, m_Attributes, c_node, ref);
     if (global == nullptr) return;
     use = *global;
     const std::wstring default_value = FromUtf8(RawAttribute(c_node, "default"));

@@ -4,7 +4,7 @@
 #include <memory>
 #include <new>
 
-#include "platform/tree/tree_walk.h"
+#include "platform/tree/nodes.h"
 
 namespace cfgex::internal {
 
@@ -66,13 +66,6 @@ xmlNs* XmlPrefixNs(xmlDoc* c_document) {
   xmlNs* c_ns = xmlSearchNs(c_document, reinterpret_cast<xmlNode*>(c_document), XmlChars("xml"));
   if (c_ns == nullptr) throw std::bad_alloc();
   return c_ns;
-}
-
-xmlAttr* FindAttribute(const xmlNode* c_element, std::string_view localName,
-                       std::string_view uri) noexcept {
-  for (xmlAttr* c_attr = c_element->properties; c_attr != nullptr; c_attr = c_attr->next)
-    if (Chars(c_attr->name) == localName && Uri(c_attr->ns) == uri) return c_attr;
-  return nullptr;
 }
 
 std::string AttributeValue(const xmlAttr* c_attr) {

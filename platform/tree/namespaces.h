@@ -45,9 +45,6 @@ xmlNs* NewNs(std::string_view prefix, std::string_view uri);
 // The document's namespace of the prefix "xml". Raises for lack of memory.
 xmlNs* XmlPrefixNs(xmlDoc* c_document);
 
-// An attribute by its expanded name; null for none.
-xmlAttr* FindAttribute(const xmlNode* c_element, std::string_view localName,
-                       std::string_view uri) noexcept;
 // The value of an attribute, as one text.
 std::string AttributeValue(const xmlAttr* c_attr);
 

@@ -43,7 +43,7 @@ xmlNode* NewText(xmlDoc* c_document, const std::string& text) {
   c_text->doc = c_document;
   if (c_text->content == nullptr) {
     xmlFreeNode(c_text);
-    Made<xmlNode>(nullptr);
+    throw std::bad_alloc();
   }
   return c_text;
 }
@@ -69,7 +69,7 @@ xmlAttr* NewAttribute(xmlDoc* c_document, const xmlChar* c_name, const std::stri
   if (c_attr->name == nullptr || c_attr->children == nullptr ||
       c_attr->children->content == nullptr) {
     xmlFreeProp(c_attr);
-    Made<xmlAttr>(nullptr);
+    throw std::bad_alloc();
   }
   c_attr->children->doc = c_document;
   return c_attr;
@@ -99,40 +99,21 @@ void RemoveNs(xmlNode* c_element, xmlNs* c_ns) noexcept {
 }
 
 // --- Copying
+//
+// The engine's own copying will not do: where it lacks memory, it leaves out children and says
+// nothing, and it uses the stack for each level.
 
 namespace {
 
-// The engine's own copying will not do: where it lacks memory, it leaves out children and says
-// nothing, and it uses the stack for each level.
-class Copier {
- public:
-  explicit Copier(const xmlNode* c_root) : m_c_source(c_root), m_c_document(c_root->doc) {
-    for (const xmlNode* c_at = c_root->parent; c_at != nullptr && c_at->type == XML_ELEMENT_NODE;
-         c_at = c_at->parent)
-      m_HasOuterNs = m_HasOuterNs || c_at->nsDef != nullptr;
-  }
-  xmlNode* Copy();
-
- private:
-  NodePtr CopyNode(const xmlNode* c_node) const;
-  void CopyContent(const xmlNode* c_from, xmlNode* c_to);
-  xmlNs* CopiedNs(const xmlNode* c_to, xmlNs* c_ns);
-
-  const xmlNode* m_c_source;
-  xmlDoc* m_c_document;
-  bool m_HasOuterNs = false;
-  NodePtr m_Root;
-};
-
-NodePtr Copier::CopyNode(const xmlNode* c_node) const {
+NodePtr CopyNode(const xmlNode* c_node) {
   RaiseFaultHere(FaultPoint::kNewNode);
   xmlNode* c_copy = nullptr;
   switch (c_node->type) {
     case XML_ELEMENT_NODE:
-      c_copy = NewElement(m_c_document, c_node->name);
+      c_copy = NewElement(c_node->doc, c_node->name);
       break;
     case XML_CDATA_SECTION_NODE:
-      c_copy = xmlNewCDataBlock(m_c_document, c_node->content, xmlStrlen(c_node->content));
+      c_copy = xmlNewCDataBlock(c_node->doc, c_node->content, xmlStrlen(c_node->content));
       break;
     case XML_COMMENT_NODE:
       c_copy = xmlNewComment(c_node->content);
@@ -145,58 +126,66 @@ NodePtr Copier::CopyNode(const xmlNode* c_node) const {
       break;
   }
   NodePtr copy(Made(c_copy));
-  copy->doc = m_c_document;
+  copy->doc = c_node->doc;
   copy->line = c_node->line;
   // The engine gives CDATA no name.
   const bool isNamed = copy->name != nullptr || copy->type == XML_CDATA_SECTION_NODE;
-  if (!isNamed || (copy->content == nullptr && c_node->content != nullptr)) Made<xmlNode>(nullptr);
+  if (!isNamed || (copy->content == nullptr && c_node->content != nullptr)) throw std::bad_alloc();
   return copy;
 }
 
 // The namespace of the copy, found by its prefix. One that is declared outside of the source is
 // declared on the copy's root.
-xmlNs* Copier::CopiedNs(const xmlNode* c_to, xmlNs* c_ns) {
+xmlNs* CopiedNs(xmlNode* c_root, const xmlNode* c_to, xmlNs* c_ns) {
   if (Uri(c_ns) == Chars(XML_XML_NAMESPACE)) return c_ns;
   xmlNs* c_copy = FindNs(c_to, Prefix(c_ns));
   if (c_copy == nullptr) {
     c_copy = NewNs(Prefix(c_ns), Uri(c_ns));
-    AppendNs(m_Root.get(), c_copy);
+    AppendNs(c_root, c_copy);
   }
   return c_copy;
 }
 
-void Copier::CopyContent(const xmlNode* c_from, xmlNode* c_to) {
+void CopyContent(const xmlNode* c_from, xmlNode* c_to, xmlNode* c_root, bool hasOuterNs) {
   for (const xmlNs* c_ns = c_from->nsDef; c_ns != nullptr; c_ns = c_ns->next)
     AppendNs(c_to, NewNs(Prefix(c_ns), Uri(c_ns)));
-  if (c_from->ns != nullptr) c_to->ns = CopiedNs(c_to, c_from->ns);
+  if (c_from->ns != nullptr) c_to->ns = CopiedNs(c_root, c_to, c_from->ns);
   for (const xmlAttr* c_attr = c_from->properties; c_attr != nullptr; c_attr = c_attr->next) {
-    xmlAttr* c_copy = NewAttribute(m_c_document, c_attr->name, AttributeValue(c_attr));
+    xmlAttr* c_copy = NewAttribute(c_to->doc, c_attr->name, AttributeValue(c_attr));
     AppendAttribute(c_to, c_copy);
-    if (c_attr->ns != nullptr) c_copy->ns = CopiedNs(c_to, c_attr->ns);
+    if (c_attr->ns != nullptr) c_copy->ns = CopiedNs(c_root, c_to, c_attr->ns);
   }
-  if (!m_HasOuterNs) return;
+  if (!hasOuterNs) return;
   for (const std::string& prefix : PrefixesInValues(c_from)) {
     xmlNs* c_ns = FindNs(c_from, prefix);
-    if (!Uri(c_ns).empty()) CopiedNs(c_to, c_ns);
+    if (!Uri(c_ns).empty()) CopiedNs(c_root, c_to, c_ns);
   }
 }
 
-xmlNode* Copier::Copy() {
+}  // namespace
+
+xmlNode* CopyTree(const xmlNode* c_root) {
+  bool hasOuterNs = false;
+  for (const xmlNode* c_at = c_root->parent; c_at != nullptr && IsElement(c_at);
+       c_at = c_at->parent)
+    hasOuterNs = hasOuterNs || c_at->nsDef != nullptr;
+
+  NodePtr root;
   xmlNode* c_to = nullptr;
-  for (const xmlNode* c_from = m_c_source; c_from != nullptr;) {
+  for (const xmlNode* c_from = c_root; c_from != nullptr;) {
     NodePtr copy = CopyNode(c_from);
     xmlNode* c_copy = copy.get();
     if (c_to == nullptr) {
-      m_Root = std::move(copy);
+      root = std::move(copy);
     } else {
       c_copy->parent = c_to;
       c_copy->prev = c_to->last;
       (c_to->last != nullptr ? c_to->last->next : c_to->children) = copy.release();
       c_to->last = c_copy;
     }
-    if (c_from->type == XML_ELEMENT_NODE) CopyContent(c_from, c_copy);
+    if (IsElement(c_from)) CopyContent(c_from, c_copy, root.get(), hasOuterNs);
 
-    const xmlNode* c_next = NextInTree(c_from, m_c_source);
+    const xmlNode* c_next = NextInTree(c_from, c_root);
     if (c_next == nullptr) break;
     // `c_to` follows the parent of what comes next.
     c_to = c_copy;
@@ -204,11 +193,7 @@ xmlNode* Copier::Copy() {
       c_to = c_to->parent;
     c_from = c_next;
   }
-  return m_Root.release();
+  return root.release();
 }
-
-}  // namespace
-
-xmlNode* CopyTree(const xmlNode* c_root) { return Copier(c_root).Copy(); }
 
 }  // namespace cfgex::internal

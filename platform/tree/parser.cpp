@@ -15,7 +15,7 @@
 #include "platform/os/fault_point.h"
 #include "platform/tree/engine.h"
 #include "platform/tree/limits.h"
-#include "platform/tree/tree_walk.h"
+#include "platform/tree/nodes.h"
 
 namespace cfgex::internal {
 namespace {
@@ -25,7 +25,6 @@ struct Run {
   std::string_view rest;  // what the engine has not asked for yet
   ParseObserver* observer = nullptr;
   xmlParserCtxt* c_parser = nullptr;
-  int depth = 0;
   bool refused = false;
 };
 
@@ -90,7 +89,7 @@ void OnStartElement(void* context, const xmlChar* localName, const xmlChar* pref
                     int attributes, int defaulted, const xmlChar** attributeList) {
   auto* c_parser = static_cast<xmlParserCtxt*>(context);
   Run& run = RunOf(c_parser);
-  if (++run.depth > kMaxDepth) {
+  if (c_parser->nodeNr >= kMaxDepth) {
     Refuse(c_parser, ParseRefusal::kTooDeep);
     return;
   }
@@ -117,16 +116,11 @@ void OnProcessingInstruction(void* context, const xmlChar* target, const xmlChar
 // Drops the white space between the children of an element that holds elements and no other text.
 void DropBlanks(xmlNode* c_element) {
   bool elements = false;
-  bool blanks = false;
   for (const xmlNode* c_child = c_element->children; c_child != nullptr; c_child = c_child->next) {
-    if (c_child->type == XML_ELEMENT_NODE) {
-      elements = true;
-    } else if (IsTextNode(c_child)) {
-      if (!IsBlank(c_child)) return;
-      blanks = blanks || c_child->type == XML_TEXT_NODE;
-    }
+    if (IsTextNode(c_child) && xmlIsBlankNode(c_child) == 0) return;
+    elements = elements || IsElement(c_child);
   }
-  if (!elements || !blanks) return;
+  if (!elements) return;
   for (xmlNode* c_child = c_element->children; c_child != nullptr;) {
     xmlNode* c_next = c_child->next;
     if (c_child->type == XML_TEXT_NODE) {
@@ -140,7 +134,6 @@ void DropBlanks(xmlNode* c_element) {
 void OnEndElement(void* context, const xmlChar* localName, const xmlChar* prefix,
                   const xmlChar* uri) {
   auto* c_parser = static_cast<xmlParserCtxt*>(context);
-  --RunOf(c_parser).depth;
   xmlNode* c_element = c_parser->node;
   xmlSAX2EndElementNs(context, localName, prefix, uri);
   // The engine's stack of xml:space has 1 on top for "preserve".

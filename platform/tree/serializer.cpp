@@ -1,38 +1,22 @@
 #include "platform/tree/serializer.h"
 
+#include <cstring>
 #include <utility>
 #include <vector>
 
 #include "platform/tree/namespaces.h"
-#include "platform/tree/tree_walk.h"
+#include "platform/tree/nodes.h"
 
 namespace cfgex::internal {
 namespace {
 
-enum class Where { kText, kAttribute };
-
 // Line ends that a parser would change, and markup, become references. A parser turns CR into LF
 // everywhere, and TAB and LF into blanks in attributes.
-const char* Reference(char c, Where where) noexcept {
-  switch (c) {
-    case '&':
-      return "&amp;";
-    case '<':
-      return "&lt;";
-    case '>':
-      return "&gt;";
-    case '\r':
-      return "&#13;";
-    case '"':
-      return where == Where::kAttribute ? "&quot;" : nullptr;
-    case '\t':
-      return where == Where::kAttribute ? "&#9;" : nullptr;
-    case '\n':
-      return where == Where::kAttribute ? "&#10;" : nullptr;
-    default:
-      return nullptr;
-  }
-}
+constexpr const char* kInText = "&<>\r";
+constexpr const char* kInAttribute = "&<>\r\"\t\n";
+constexpr std::pair<char, const char*> kReferences[] = {
+    {'&', "&amp;"},  {'<', "&lt;"},  {'>', "&gt;"},  {'\r', "&#13;"},
+    {'"', "&quot;"}, {'\t', "&#9;"}, {'\n', "&#10;"}};
 
 class Writer {
  public:
@@ -48,9 +32,9 @@ class Writer {
 
  private:
   void Add(const xmlChar* c_text) {
-    if (c_text != nullptr) m_Out += reinterpret_cast<const char*>(c_text);
+    if (c_text != nullptr) m_Out += Chars(c_text);
   }
-  void Escaped(const xmlChar* c_text, Where where);
+  void Escaped(const xmlChar* c_text, const char* special);
   void CData(const xmlChar* c_text);
   void Name(const xmlNs* c_ns, const xmlChar* c_name);
   void Declarations(const xmlNode* c_element);
@@ -75,17 +59,16 @@ class Writer {
   std::string m_Out;
 };
 
-void Writer::Escaped(const xmlChar* c_text, Where where) {
-  if (c_text == nullptr) return;
-  const char* start = reinterpret_cast<const char*>(c_text);
-  const char* at = start;
-  for (; *at != '\0'; ++at) {
-    if (const char* reference = Reference(*at, where)) {
-      m_Out.append(start, at).append(reference);
-      start = at + 1;
-    }
+void Writer::Escaped(const xmlChar* c_text, const char* special) {
+  const char* at = c_text != nullptr ? Chars(c_text) : "";
+  for (;; ++at) {
+    const std::size_t plain = std::strcspn(at, special);
+    m_Out.append(at, plain);
+    at += plain;
+    if (*at == '\0') return;
+    for (const auto& [character, reference] : kReferences)
+      if (character == *at) Add(reference);
   }
-  m_Out.append(start, at);
 }
 
 // The parser makes one node of sections that follow each other, which may hold the end mark then.
@@ -113,7 +96,7 @@ void Writer::Declarations(const xmlNode* c_element) {
     Add(c_ns->prefix == nullptr ? " xmlns" : " xmlns:");
     Add(c_ns->prefix);
     Add("=\"");
-    Escaped(c_ns->href, Where::kAttribute);
+    Escaped(c_ns->href, kInAttribute);
     Add("\"");
   }
 }
@@ -124,14 +107,14 @@ void Writer::Attributes(const xmlNode* c_element) {
     Name(c_attr->ns, c_attr->name);
     Add("=\"");
     for (const xmlNode* c_text = c_attr->children; c_text != nullptr; c_text = c_text->next)
-      Escaped(c_text->content, Where::kAttribute);
+      Escaped(c_text->content, kInAttribute);
     Add("\"");
   }
 }
 
 bool Writer::IndentsChildren(const xmlNode* c_element) const {
   if (!(m_Levels.empty() ? m_Indent : m_Levels.back())) return false;
-  const xmlAttr* c_space = FindAttribute(c_element, "space", Chars(XML_XML_NAMESPACE));
+  const xmlAttr* c_space = xmlHasNsProp(c_element, XmlChars("space"), XML_XML_NAMESPACE);
   if (c_space != nullptr && AttributeValue(c_space) == "preserve") return false;
   bool elements = false;
   for (const xmlNode* c_child = c_element->children; c_child != nullptr; c_child = c_child->next) {
@@ -151,7 +134,7 @@ bool Writer::Open(const xmlNode* c_node) {
       Add(c_node->children == nullptr ? "/>" : ">");
       return c_node->children != nullptr;
     case XML_TEXT_NODE:
-      Escaped(c_node->content, Where::kText);
+      Escaped(c_node->content, kInText);
       return false;
     case XML_CDATA_SECTION_NODE:
       CData(c_node->content);
@@ -170,7 +153,7 @@ bool Writer::Open(const xmlNode* c_node) {
       return false;
     case XML_ATTRIBUTE_NODE:
       for (const xmlNode* c_text = c_node->children; c_text != nullptr; c_text = c_text->next)
-        Escaped(c_text->content, Where::kText);
+        Escaped(c_text->content, kInText);
       return false;
     default:
       return false;

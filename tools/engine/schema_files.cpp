@@ -12,11 +12,10 @@
 #include "platform/os/file.h"
 #include "platform/schema/schema_cache.h"
 #include "platform/schema/schema_documents.h"
-#include "platform/schema/schema_file.h"
 #include "platform/schema/schema_reader.h"
 #include "platform/tree/engine.h"
 #include "platform/tree/namespaces.h"
-#include "platform/tree/tree_walk.h"
+#include "platform/tree/nodes.h"
 #include "tools/engine/system.h"
 
 namespace cfgex::internal {
@@ -163,8 +162,7 @@ void SchemaFiles::CImpl::Compile() {
   try {
     // In the library's order: the engine is not asked about what it might not come to an end with.
     SchemaDocuments documents(files.front().doc.get());
-    const auto file = MakeCounted<SchemaFile>();
-    ReadSchema(documents, file->model);
+    ReadSchema(documents);
     const XmlDocPtr document = documents.TakeMain();
     const XmlSchemaPtr schema = AskEngine([&] {
       faults.clear();
