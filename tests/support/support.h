@@ -5,7 +5,6 @@
 //   ReadBytes, WriteBytes, FileExists   on a wide path, as bytes
 //   Setting      a number that an environment variable may set
 //   DoneAs       does something as another user, in a process of its own
-//   FailCall     makes the N-th passage through one fault point fail, for the time of a scope
 //   Captured     takes what the process says on standard output and error meanwhile
 //   PrintTo      makes GoogleTest show wide texts
 #pragma once
@@ -20,7 +19,7 @@
 #include <vector>
 
 #include "cfgex/os_string.h"
-#include "platform/os/fault_point.h"
+#include "tests/support/mishap.h"
 
 namespace cfgex::internal {}
 using namespace cfgex::internal;
@@ -72,18 +71,6 @@ class Captured {
  private:
   Folder m_Folder;
   int m_Saved[2];
-};
-
-// While it lives, the passages through the fault point are counted, and the `nth` (from 1; 0 for
-// none) fails. One at a time.
-class FailCall {
- public:
-  FailCall(FaultPoint point, int nth, bool onward = false);
-  ~FailCall();
-  FailCall(const FailCall&) = delete;
-  FailCall& operator=(const FailCall&) = delete;
-
-  int Passed() const;  // passages so far, the failed one included
 };
 
 }  // namespace test
