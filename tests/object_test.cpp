@@ -23,12 +23,6 @@ TEST_F(ObjectTest, IsBoundByTheTextOfADocument) {
   EXPECT_EQ(instance.GetCategory(), L"P") << "a null text changes nothing";
 }
 
-TEST_F(ObjectTest, FindsItsInstanceInAnyCategory) {
-  const CCfgInstance instance(Document(L"b", {Item(L"P", L"a"), Item(L"Q", L"b")}).c_str(),
-                              sample.option);
-  EXPECT_EQ(instance.GetCategory(), L"Q");
-}
-
 TEST_F(ObjectTest, IsBoundToAnElementWithoutACopy) {
   CCfgInstance instance(Alone(L"a", L"<Name>n</Name>").c_str(), sample.option);
   CCfgObject view(sample.option);
