@@ -139,30 +139,4 @@ TEST(WriteTest, SavedFilesAreForPeopleAndStayTheSame) {
   EXPECT_EQ(ReadBytes(sample.configFile), expected);
 }
 
-// Any text that XML can carry comes back to the character, through set, store, restart and get.
-TEST(WriteTest, TextsAndIdsComeBackToTheCharacter) {
-  const wchar_t* const texts[] = {
-      L"",           L" ",        L"  both ends  ", L"a\tb",         L"\n",
-      L"a\r\nb\rc",  L"<&>]]>",   L"\"'",           L"\u0085\u2028", L"\U0001F600\U0010FFFD",
-      L"&amp;&#10;", L"{GUID-1}", L"\u00a0x\u3000"};
-  for (const wchar_t* text : texts) {
-    Sample sample({Item(L"P", L"a", L"<Name/><Texts/>")});
-    CCfgInstance instance = sample.Read(L"a");
-    CCfgStringArray array;
-    array.AddItem(text);
-    ASSERT_TRUE(instance.SetFieldValue(L"Name", text));
-    ASSERT_TRUE(instance.SetFieldValue(L"Texts", array));
-    const bool idFits = std::wstring(text).find_first_of(L"'\"&<") == std::wstring::npos;
-    const std::wstring id = idFits ? text : L"a";
-    ASSERT_TRUE(instance.SetInstanceId(id.c_str()));
-    ASSERT_TRUE(sample.Set(instance)) << Narrow(text);
-    sample.Reopen();
-    const CCfgInstance read = sample.Read(id);
-    EXPECT_EQ(TextOf(read, L"Name"), Narrow(text));
-    EXPECT_TRUE(read.GetFieldValue(L"Texts", array));
-    EXPECT_EQ(array.GetItem(0), text);
-    EXPECT_EQ(read.GetInstanceId(), id.c_str());
-  }
-}
-
 }  // namespace

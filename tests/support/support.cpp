@@ -46,6 +46,16 @@ std::vector<std::string> Folder::Names() const {
   return names;
 }
 
+Files Folder::ReadBelow(const std::filesystem::path& root) {
+  Files files;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(root)) {
+    if (entry.is_symlink() || !entry.is_regular_file()) continue;
+    const std::string name = std::filesystem::relative(entry.path(), root).string();
+    files[name] = ReadBytes(Wide(entry.path().string()));
+  }
+  return files;
+}
+
 long LiveNodes() {
   static thread_local long count = 0;
   xmlRegisterNodeDefault([](xmlNode*) { ++count; });

@@ -14,6 +14,7 @@
 #include <filesystem>
 #include <functional>
 #include <iosfwd>
+#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,6 +30,8 @@ namespace test {
 std::string Narrow(std::wstring_view text);  // UTF-8
 std::wstring Wide(std::string_view text);
 
+using Files = std::map<std::string, std::string>;  // the bytes of each, by its name
+
 class Folder {
  public:
   enum class Place { kDisk, kMemory };  // where there is no memory for files, the disk
@@ -41,6 +44,9 @@ class Folder {
   const std::filesystem::path& Root() const { return m_Root; }
   // The names of the files in it, sorted.
   std::vector<std::string> Names() const;
+  // The files in it and below, without links.
+  Files Read() const { return ReadBelow(m_Root); }
+  static Files ReadBelow(const std::filesystem::path& root);
 
  private:
   std::filesystem::path m_Root;
