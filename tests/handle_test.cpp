@@ -41,22 +41,15 @@ TYPED_TEST(HandleTest, SharesItsStateUntilTheLastOneGoes) {
 TYPED_TEST(HandleTest, RaisesWhenItsStateCannotBeAllocated) {
   CCfgOption::Instance();  // made by the default arguments otherwise
   const FailCall fail(FaultPoint::kCImpl, 1);
-  try {
-    TypeParam handle;
-    FAIL() << "no exception";
-  } catch (const CCfgExException& error) {
-    EXPECT_EQ(error.GetErrorCode(), CFGEX_ERROR_OUT_OF_MEMORY);
-  }
+  EXPECT_THROW(TypeParam(), CCfgExException);
 }
 
 TEST(SharedHandleTest, CopiesOfAnArrayAreOneList) {
   CCfgIntegerArray a;
-  a.AddItem(7);
   CCfgIntegerArray b;
   b = a;
   b.AddItem(-1);
-  EXPECT_EQ(a.GetItemCount(), 2U);
-  EXPECT_EQ(a.GetItem(1), -1);
+  EXPECT_EQ(a.GetItem(0), -1);
   a.Empty();
   EXPECT_EQ(b.GetItemCount(), 0U);
 }

@@ -94,14 +94,4 @@ TEST(ThreadsTest, ManyThreadsShareOneStoreWhileItIsInitialisedAnew) {
   EXPECT_EQ(sample.Get(L"p7").empty(), false);
 }
 
-TEST(ThreadsTest, TheSingletonIsMadeOnce) {
-  CCfgOption::CloseSingleton();
-  std::atomic<CCfgOption*> seen[8] = {};
-  {
-    std::vector<std::jthread> threads;
-    for (auto& slot : seen) threads.emplace_back([&slot] { slot = CCfgOption::Instance(); });
-  }
-  for (auto& slot : seen) EXPECT_EQ(slot, seen[0]);
-}
-
 }  // namespace

@@ -22,34 +22,28 @@ using namespace test;
 const std::string kGood = Narrow(Configuration({Item(L"P", L"a", L"<Name>good</Name>")}));
 const std::string kOther = Narrow(Configuration({Item(L"P", L"a", L"<Name>other</Name>")}));
 const std::string kInvalid = "<Configuration><Wrong/></Configuration>";
+constexpr auto kMineAlone =
+    std::filesystem::perms::owner_read | std::filesystem::perms::owner_write;
 
-// A schema, and files that a store is to be opened over.
-class RecoveryTest : public testing::Test {
+using Names = std::vector<std::string>;
+
+Names BadFiles(const Folder& folder) {
+  Names names = folder.Names();
+  std::erase_if(names, [](const std::string& name) { return !name.ends_with(".bad"); });
+  return names;
+}
+
+// A store that is open over kGood, in a folder with its backup.
+class RecoveryTest : public testing::Test, protected Sample {
  protected:
-  RecoveryTest() {
-    WriteBytes(folder.Path(L"s.xsd"), kSampleSchema);
-    EXPECT_TRUE(option.Initialize(folder.Path(L"s.xsd").c_str()));
+  RecoveryTest() : Sample({Item(L"P", L"a", L"<Name>good</Name>")}) {}
+  bool Open(const std::wstring& name) {
+    if (store == nullptr) store = std::make_unique<CCfgConfigurationEx>(option);
+    return store->Initialize(folder.Path(name).c_str());
   }
-  bool Open(const std::wstring& name) { return store.Initialize(folder.Path(name).c_str()); }
-  bool Set(const std::wstring& xml) {
-    return store.SetConfiguration(xml.c_str(), nullptr, nullptr);
-  }
-  void CloseStore() { store = CCfgConfigurationEx(option); }
-  std::string NameOf(const std::wstring& id) {
-    OS::x_wstring xml;
-    store.GetConfiguration(id.c_str(), xml);
-    return TextOf(CCfgInstance(xml, option), L"Name");
-  }
-  static std::vector<std::string> BadFiles(const Folder& folder) {
-    std::vector<std::string> names = folder.Names();
-    std::erase_if(names, [](const std::string& name) { return !name.ends_with(".bad"); });
-    return names;
-  }
-  std::vector<std::string> BadFiles() const { return BadFiles(folder); }
+  std::string NameOfA() { return TextOf(Read(L"a"), L"Name"); }
 
-  Folder folder;
-  CCfgOption option;
-  CCfgConfigurationEx store{option};
+  const std::wstring backup = folder.Path(L"main.backup.xml");
 };
 
 struct Opening {
@@ -71,23 +65,25 @@ TEST_F(RecoveryTest, AFileThatIsNotGoodIsPutAsideAndGivesWayToItsBackup) {
         // valid by the schema, but no configuration
         std::string("<Category/>"), std::string("<P><InstanceId>a</InstanceId></P>")})
     cases.push_back({bad, kGood, true, kGood, 1});
-  for (const auto& [main, backup, opens, after, bad] : cases) {
+  for (const auto& [main, copy, opens, after, bad] : cases) {
     SCOPED_TRACE(main.value_or("missing"));
     const Folder place(Folder::Place::kMemory);
-    const std::wstring path = place.Path(L"main.xml");
+    const std::wstring path = place.Path(L"100%d%s.xml");  // no format
+    const std::wstring pathOfBackup = place.Path(L"100%d%s.backup.xml");
     if (main) WriteBytes(path, *main);
-    if (backup) WriteBytes(place.Path(L"main.backup.xml"), *backup);
+    if (copy) WriteBytes(pathOfBackup, *copy);
     WriteBytes(place.Path(L".cfgex-new"), "remains of a crash");
-    EXPECT_EQ(store.Initialize(path.c_str()), opens);
+    store = std::make_unique<CCfgConfigurationEx>(option);
+    EXPECT_EQ(store->Initialize(path.c_str()), opens);
     EXPECT_EQ(ReadBytes(path), after);
-    EXPECT_EQ(NameOf(L"a"), !opens ? "none" : after == kGood ? "good" : "other");
-    const std::vector<std::string> aside = BadFiles(place);
+    EXPECT_EQ(NameOfA(), !opens ? "none" : after == kGood ? "good" : "other");
+    const Names aside = BadFiles(place);
     EXPECT_EQ(aside.size(), bad);
+    for (const std::string& name : aside) EXPECT_TRUE(name.starts_with("100%d%s.")) << name;
     EXPECT_TRUE(bad != 1 || ReadBytes(place.Path(Wide(aside[0]))) == main);
     EXPECT_EQ(test::FileExists(place.Path(L".cfgex-new")), bad == 0);
-    EXPECT_TRUE(!opens || ReadBytes(place.Path(L"main.backup.xml")) == after);
-    EXPECT_EQ(store.Initialize(path.c_str()), opens || !main) << "a missing file takes two tries";
-    CloseStore();
+    EXPECT_TRUE(!opens || ReadBytes(pathOfBackup) == after);
+    EXPECT_EQ(store->Initialize(path.c_str()), opens || !main) << "a missing file takes two tries";
   }
 }
 
@@ -104,12 +100,12 @@ TEST(OpeningTest, DropsEmptyGroupsOnceThereAreMoreThanAHundred) {
 }
 
 TEST_F(RecoveryTest, ABadFileIsKeptOnce) {
-  const auto findBad = [&](const std::string& main, const char* backup) {
-    WriteBytes(folder.Path(L"main.xml"), main);
-    if (backup != nullptr) WriteBytes(folder.Path(L"main.backup.xml"), backup);
-    EXPECT_FALSE(Open(L"main.xml"));
-    EXPECT_FALSE(Open(L"main.xml"));
-    return BadFiles().size();
+  const auto findBad = [&](const std::string& main, const char* copy) {
+    WriteBytes(folder.Path(L"bad.xml"), main);
+    if (copy != nullptr) WriteBytes(folder.Path(L"bad.backup.xml"), copy);
+    EXPECT_FALSE(Open(L"bad.xml"));
+    EXPECT_FALSE(Open(L"bad.xml"));
+    return BadFiles(folder).size();
   };
   EXPECT_EQ(findBad(kInvalid, nullptr), 1U);
   EXPECT_EQ(findBad(kInvalid, "<Bad/>"), 2U) << "the backup is one more";
@@ -119,43 +115,38 @@ TEST_F(RecoveryTest, ABadFileIsKeptOnce) {
 // Where a damaged file cannot be copied it gets a second name, or goes to one, and stays in its
 // place if that cannot be either. It is never lost.
 TEST_F(RecoveryTest, ADamagedFileIsNotReplacedBeforeItIsSafe) {
-  using Calls = std::vector<std::pair<FaultPoint, std::string>>;  // and the end of a name
-  static Calls failing;
-  const Calls noCopy = {{FaultPoint::kOpen, "/.cfgex-new"}};
-  const Calls noLink = {{FaultPoint::kOpen, "/.cfgex-new"}, {FaultPoint::kLink, ""}};
-  const Calls noRestore = {{FaultPoint::kOpen, ".cfgex-new"}, {FaultPoint::kLink, ""}};
-  const Calls noMove = {
-      {FaultPoint::kOpen, "/.cfgex-new"}, {FaultPoint::kLink, ""}, {FaultPoint::kRenameat2, ""}};
-  struct Row {
+  using Calls = std::vector<Mishap::Calls>;
+  const Mishap::Calls copy = {FaultPoint::kOpen, "/.cfgex-new", ENOSPC};
+  const Mishap::Calls anyCopy = {FaultPoint::kOpen, ".cfgex-new", ENOSPC};
+  const Mishap::Calls link = {FaultPoint::kLink, "", ENOSPC};
+  const Mishap::Calls move = {FaultPoint::kRenameat2, "", ENOSPC};
+  const struct {
     const char* name;
     Calls failing;
-    bool hasBackup;
-    bool opens;
-  } const rows[] = {
-      {"no copy", noCopy, true, true},          {"no copy, no backup", noCopy, false, false},
-      {"no link", noLink, true, true},          {"no link, no backup", noLink, false, false},
-      {"no restoring", noRestore, true, false}, {"nothing", noMove, true, false},
-  };
-  for (const bool isLink : {false, true}) {
-    for (const Row& row : rows) {
-      SCOPED_TRACE(std::string(row.name) + (isLink ? ", through a link" : ""));
+    bool opens;  // if there is a backup
+  } rows[] = {{"no copy", {copy}, true},
+              {"no link", {copy, link}, true},
+              {"no restoring", {anyCopy, link}, false},
+              {"nothing", {copy, link, move}, false}};
+  for (const auto& row : rows) {
+    for (const auto& [isLink, hasBackup] :
+         {std::pair(false, true), {true, true}, {false, false}, {true, false}}) {
+      SCOPED_TRACE(std::string(row.name) + (isLink ? ", through a link" : "") +
+                   (hasBackup ? ", with a backup" : ""));
       const Folder place(Folder::Place::kMemory);
+      const std::wstring main = place.Path(L"main.xml");
       if (isLink) std::filesystem::create_symlink("real", place.Root() / "main.xml");
-      WriteBytes(place.Path(L"main.xml"), kInvalid);
-      if (row.hasBackup) WriteBytes(place.Path(L"main.backup.xml"), kGood);
-      failing = row.failing;
-      g_FaultHook = [](Passage& passage) noexcept {
-        passage.error = ENOSPC;
-        return std::any_of(failing.begin(), failing.end(), [&](const auto& call) {
-          return passage.point == call.first && std::string(passage.path).ends_with(call.second);
-        });
-      };
-      EXPECT_EQ(store.Initialize(place.Path(L"main.xml").c_str()), row.opens);
-      g_FaultHook = nullptr;
-      EXPECT_EQ(ReadBytes(place.Path(L"main.xml")), row.opens ? kGood : kInvalid);
+      WriteBytes(main, kInvalid);
+      if (hasBackup) WriteBytes(place.Path(L"main.backup.xml"), kGood);
+      const bool opens = row.opens && hasBackup;
+      {
+        const Mishap mishap(Mishap::kFailOnward, 1, row.failing);
+        EXPECT_EQ(store->Initialize(main.c_str()), opens);
+      }
+      EXPECT_EQ(ReadBytes(main), opens ? kGood : kInvalid);
       EXPECT_EQ(std::filesystem::is_symlink(place.Root() / "main.xml"), isLink);
-      const std::vector<std::string> bad = BadFiles(place);
-      EXPECT_TRUE(!bad.empty() || !row.opens);
+      const Names bad = BadFiles(place);
+      EXPECT_TRUE(!bad.empty() || !opens);
       EXPECT_TRUE(bad.empty() || ReadBytes(place.Path(Wide(bad[0]))) == kInvalid);
     }
   }
@@ -164,27 +155,25 @@ TEST_F(RecoveryTest, ADamagedFileIsNotReplacedBeforeItIsSafe) {
 // At the end the file on disk becomes the backup. It may be another than this store has read or
 // written, and then it is judged first.
 TEST_F(RecoveryTest, OnlyAGoodFileGoesOverTheBackupAtTheEnd) {
-  const std::wstring main = folder.Path(L"main.xml");
-  const std::wstring backup = folder.Path(L"main.backup.xml");
   for (int ways = 0; ways < 32; ++ways) {
     const bool isSettled = (ways & 1) != 0, isSaved = (ways & 2) != 0, isRenamed = (ways & 4) != 0,
                isGood = (ways & 8) != 0, isUnread = (ways & 16) != 0;
     SCOPED_TRACE("ways " + std::to_string(ways));
-    WriteBytes(main, kGood);
+    WriteBytes(configFile, kGood);
     if (isSettled) std::this_thread::sleep_for(std::chrono::milliseconds(20));
     ASSERT_TRUE(Open(L"main.xml"));
     ASSERT_TRUE(!isSaved || Set(Alone(L"b")));
-    std::string text = ReadBytes(main);
+    std::string text = ReadBytes(configFile);
     text[isGood ? text.find("good") : text.rfind('<')] = '_';  // the size stays
-    WriteBytes(isRenamed ? folder.Path(L"new") : main, text);
+    WriteBytes(isRenamed ? folder.Path(L"new") : configFile, text);
     if (isRenamed) std::filesystem::rename(folder.Root() / "new", folder.Root() / "main.xml");
     {
-      std::optional<Mishap> unread;
-      if (isUnread) unread.emplace(Mishap::Calls{FaultPoint::kRead, Narrow(main), EIO}, 0);
-      CloseStore();
+      const Mishap unread(isUnread ? Mishap::kFailOnward : Mishap::kNone, 1,
+                          {{FaultPoint::kRead, "/main.xml", EIO}});
+      store.reset();
     }
     EXPECT_EQ(ReadBytes(backup), isGood && !isUnread ? text : kGood);
-    EXPECT_EQ(ReadBytes(main), text);
+    EXPECT_EQ(ReadBytes(configFile), text);
   }
 }
 
@@ -192,44 +181,39 @@ TEST_F(RecoveryTest, OnlyAGoodFileGoesOverTheBackupAtTheEnd) {
 TEST_F(RecoveryTest, WhatComesAfterTheReadingIsNotBackedUp) {
   static std::string main;
   static int opened;
-  main = Narrow(folder.Path(L"main.xml"));
-  for (const bool isClosing : {false, true}) {
-    WriteBytes(Wide(main), kGood);
-    ASSERT_TRUE(!isClosing || Open(L"main.xml"));
+  main = Narrow(configFile);
+  for (const bool isClosing : {true, false}) {
+    WriteBytes(configFile, isClosing ? kOther : kGood);
     opened = 0;
     g_FaultHook = [](Passage& passage) noexcept {
       if (passage.point == FaultPoint::kOpen && main == passage.path && ++opened == 2)
         WriteBytes(Wide(main), kInvalid);
       return false;
     };
-    if (isClosing) {
-      WriteBytes(Wide(main), kOther);
-      CloseStore();
-    } else {
+    if (isClosing)
+      store.reset();
+    else
       EXPECT_TRUE(Open(L"main.xml"));
-    }
     g_FaultHook = nullptr;
     EXPECT_GE(opened, 2);
-    EXPECT_NE(ReadBytes(folder.Path(L"main.backup.xml")), kInvalid);
+    EXPECT_NE(ReadBytes(backup), kInvalid);
   }
 }
 
 TEST_F(RecoveryTest, NeitherANullPathNorAnUninitialisedSchemaChangesAnything) {
-  WriteBytes(folder.Path(L"main.xml"), kGood);
-  ASSERT_TRUE(Open(L"main.xml"));
-  EXPECT_FALSE(store.Initialize(nullptr));
-  EXPECT_EQ(NameOf(L"a"), "good");
+  EXPECT_FALSE(store->Initialize(nullptr));
+  EXPECT_EQ(NameOfA(), "good");
   option.Uninitialize();
   EXPECT_FALSE(Open(L"main.xml"));
-  EXPECT_EQ(ReadBytes(folder.Path(L"main.xml")), kGood);
+  EXPECT_EQ(ReadBytes(configFile), kGood);
 }
 
 // What leads to no text is no configuration, and no damage either: it stays as it is.
 TEST_F(RecoveryTest, WhatIsNoFileIsLeftAlone) {
-  WriteBytes(folder.Path(L"main.backup.xml"), kGood);
+  store.reset();
   CCfgOption none;
-  CCfgConfigurationEx withoutSchema(none);
   const std::filesystem::path main = folder.Root() / "main.xml";
+  std::filesystem::remove(main);
   const std::function<void()> makers[] = {
       [&] { std::filesystem::create_directory(main); },
       [&] { ASSERT_EQ(::mkfifo(main.c_str(), 0600), 0); },
@@ -238,98 +222,98 @@ TEST_F(RecoveryTest, WhatIsNoFileIsLeftAlone) {
   };
   for (const std::function<void()>& make : makers) {
     make();
-    const auto names = folder.Names();
+    const Names names = folder.Names();
     const auto type = std::filesystem::symlink_status(main).type();
     EXPECT_FALSE(Open(L"main.xml"));
-    EXPECT_FALSE(withoutSchema.Initialize(folder.Path(L"main.xml").c_str()));
+    EXPECT_FALSE(CCfgConfigurationEx(none).Initialize(configFile.c_str()));
     EXPECT_EQ(folder.Names(), names);
     EXPECT_EQ(std::filesystem::symlink_status(main).type(), type);
     std::filesystem::remove(main);
   }
 }
 
-TEST_F(RecoveryTest, APercentInThePathIsNoFormat) {
-  WriteBytes(folder.Path(L"100%d%s.xml"), kInvalid);
-  WriteBytes(folder.Path(L"100%d%s.backup.xml"), kGood);
-  ASSERT_TRUE(Open(L"100%d%s.xml"));
-  ASSERT_EQ(BadFiles().size(), 1U);
-  EXPECT_TRUE(BadFiles().front().starts_with("100%d%s."));
-}
-
-TEST_F(RecoveryTest, WithoutADotThereAreNoCompanions) {
+// A path without a dot gives no names for companions.
+class PlainPathTest : public RecoveryTest {
+ protected:
+  PlainPathTest() { std::filesystem::create_directory(Narrow(directory)); }
   const std::wstring directory = folder.Path(L"plain");
-  std::filesystem::create_directory(Narrow(directory));
-  WriteBytes(directory + L"/main", kGood);
-  ASSERT_TRUE(store.Initialize((directory + L"/main").c_str()));
-  EXPECT_EQ(NameOf(L"a"), "good");
+  const std::wstring plain = directory + L"/main";
+};
+
+TEST_F(PlainPathTest, HasNoCompanions) {
+  WriteBytes(plain, kGood);
+  ASSERT_TRUE(Open(L"plain/main"));
+  EXPECT_EQ(NameOfA(), "good");
   ASSERT_TRUE(Set(Alone(L"b")));
-  CloseStore();
-  EXPECT_EQ(Sample::Layout(Wide(ReadBytes(directory + L"/main"))), "[P:a P:b]");
+  store.reset();
+  EXPECT_EQ(Layout(Wide(ReadBytes(plain))), "[P:a P:b]");
   const std::filesystem::directory_iterator files(Narrow(directory));
   EXPECT_EQ(std::distance(begin(files), end(files)), 1);
 }
 
 // A store that is pointed at another file leaves the one before alone, and never loads it instead.
-TEST_F(RecoveryTest, AnEarlierPathIsNotTouched) {
-  const std::wstring directory = folder.Path(L"plain");
-  std::filesystem::create_directory(Narrow(directory));
-  WriteBytes(folder.Path(L"main.xml"), kGood);
-  ASSERT_TRUE(Open(L"main.xml"));
-  WriteBytes(folder.Path(L"main.xml"), kOther);  // newer than its backup
-  EXPECT_FALSE(store.Initialize((directory + L"/none").c_str()));
-  EXPECT_EQ(ReadBytes(folder.Path(L"main.xml")), kOther);
+TEST_F(PlainPathTest, LeavesTheEarlierFileAlone) {
+  WriteBytes(configFile, kOther);  // newer than its backup
+  EXPECT_FALSE(Open(L"plain/none"));
+  EXPECT_EQ(ReadBytes(configFile), kOther);
 
   WriteBytes(folder.Path(L"bad.xml"), kInvalid);
   EXPECT_FALSE(Open(L"bad.xml"));
   WriteBytes(folder.Path(L"bad.xml"), kGood);
   EXPECT_FALSE(Open(L"missing.xml"));
-  EXPECT_EQ(NameOf(L"a"), "none");
+  EXPECT_EQ(NameOfA(), "none");
 }
 
-// The path of the second file gives no names of its own. What became of the first file meanwhile
-// must not get over its good backup.
-TEST_F(RecoveryTest, AnEarlierBackupIsNotRefreshed) {
-  std::filesystem::create_directory(folder.Root() / "plain");
-  WriteBytes(folder.Path(L"main.xml"), kGood);
-  WriteBytes(folder.Path(L"plain/main"), kOther);
-  ASSERT_TRUE(Open(L"main.xml"));
-  WriteBytes(folder.Path(L"main.xml"), kInvalid);
+// What became of the first file meanwhile must not get over its good backup.
+TEST_F(PlainPathTest, LeavesTheEarlierBackupAlone) {
+  WriteBytes(plain, kOther);
+  WriteBytes(configFile, kInvalid);
   ASSERT_TRUE(Open(L"plain/main"));
   for (int commit = 1; commit <= 10; ++commit) ASSERT_TRUE(Set(Alone(L"b")));
-  CloseStore();
-  EXPECT_EQ(ReadBytes(folder.Path(L"main.backup.xml")), kGood);
+  store.reset();
+  EXPECT_EQ(ReadBytes(backup), kGood);
   EXPECT_FALSE(test::FileExists(folder.Path(L"main.tmp.xml")));
 }
 
-TEST_F(RecoveryTest, AnInvalidDocumentInMemoryIsQuarantinedAtTheEnd) {
+// The earlier names serve for bad files, but not the rights of the earlier file.
+TEST_F(PlainPathTest, ABadFileIsNoMoreOpenThanTheFileOfThePathGivenLast) {
+  WriteBytes(plain, kGood);
+  std::filesystem::permissions(Narrow(plain), std::filesystem::perms::owner_read);
+  CConfigFileSet set;
+  ASSERT_TRUE(set.DeriveFileNames(configFile.c_str()));
+  set.DeriveFileNames(plain.c_str());
+  ASSERT_TRUE(set.WriteBadFile(L"text"));
+  ASSERT_EQ(set.FindBadFiles().size(), 1U);
+  EXPECT_EQ(std::filesystem::status(Narrow(set.FindBadFiles().front())).permissions(), kMineAlone);
+}
+
+TEST(QuarantineTest, AnInvalidDocumentInMemoryIsKeptAtTheEnd) {
   // Only the whole store breaks this rule; the instance by itself is valid.
-  WriteBytes(folder.Path(L"u.xsd"), SampleSchemaWith(kNamesDiffer));
-  CCfgOption strict;
-  ASSERT_TRUE(strict.Initialize(folder.Path(L"u.xsd").c_str()));
-  store = CCfgConfigurationEx(strict);
-  WriteBytes(folder.Path(L"main.xml"), kGood);
-  ASSERT_TRUE(Open(L"main.xml"));
-  EXPECT_FALSE(Set(Alone(L"b", L"<Name>good</Name>")));
-  EXPECT_FALSE(Set(Alone(L"c"))) << "a store that is invalid in memory refuses every commit";
-  EXPECT_EQ(ReadBytes(folder.Path(L"main.xml")), kGood);
-  std::filesystem::permissions(folder.Root() / "main.xml", std::filesystem::perms::owner_read);
-  CloseStore();
-  ASSERT_EQ(BadFiles().size(), 1U);
-  EXPECT_EQ(std::filesystem::status(folder.Root() / BadFiles().front()).permissions(),
-            std::filesystem::perms::owner_read | std::filesystem::perms::owner_write)
+  Sample sample({Item(L"P", L"a", L"<Name>good</Name>")}, SampleSchemaWith(kNamesDiffer));
+  EXPECT_FALSE(sample.Set(Alone(L"b", L"<Name>good</Name>")));
+  EXPECT_FALSE(sample.Set(Alone(L"c"))) << "a store that is invalid in memory refuses every commit";
+  EXPECT_EQ(ReadBytes(sample.configFile), kGood);
+  std::filesystem::permissions(Narrow(sample.configFile), std::filesystem::perms::owner_read);
+  sample.store.reset();
+  const Names bad = BadFiles(sample.folder);
+  ASSERT_EQ(bad.size(), 1U);
+  EXPECT_EQ(std::filesystem::status(sample.folder.Root() / bad[0]).permissions(), kMineAlone)
       << "what others may not read in the main file they may not read here";
-  const std::string text = ReadBytes(folder.Path(Wide(BadFiles().front())));
-  EXPECT_EQ(text.substr(0, 8), std::string("<\0C\0o\0n\0", 8)) << "UTF-16 without a mark";
-  EXPECT_EQ(ReadBytes(folder.Path(L"main.backup.xml")), kGood);
+  EXPECT_EQ(ReadBytes(sample.folder.Path(Wide(bad[0]))).substr(0, 8),
+            std::string("<\0C\0o\0n\0", 8))
+      << "UTF-16 without a mark";
+  EXPECT_EQ(ReadBytes(sample.folder.Path(L"main.backup.xml")), kGood);
 }
 
 TEST_F(RecoveryTest, EveryTenthCommitKeepsTheFileOfTheOneBefore) {
-  WriteBytes(folder.Path(L"main.xml"), kGood);
-  ASSERT_TRUE(Open(L"main.xml"));
   const std::wstring temp = folder.Path(L"main.tmp.xml");
   for (int commit = 1; commit <= 20; ++commit) {
     ASSERT_TRUE(commit != 5 || Open(L"main.xml"));  // the count goes on
-    const std::string before = ReadBytes(folder.Path(L"main.xml"));
+    if (commit == 12) {
+      ASSERT_TRUE(store->CopyConfiguration(L"a", L"a", true, nullptr, nullptr));
+      commit += 2;  // it removes and writes
+    }
+    const std::string before = ReadBytes(configFile);
     ASSERT_TRUE(Set(Alone(L"a", L"<Name>" + std::to_wstring(commit) + L"</Name>")));
     EXPECT_TRUE(commit >= 10 || !test::FileExists(temp)) << commit;
     EXPECT_TRUE(commit % 10 != 0 || ReadBytes(temp) == before) << commit;
@@ -337,16 +321,14 @@ TEST_F(RecoveryTest, EveryTenthCommitKeepsTheFileOfTheOneBefore) {
 }
 
 TEST_F(RecoveryTest, CopiesOfAHandleAreOneStore) {
-  WriteBytes(folder.Path(L"main.xml"), kGood);
-  CCfgConfigurationEx copy(store);
-  ASSERT_TRUE(Open(L"main.xml"));
-  std::filesystem::remove(Narrow(folder.Path(L"main.backup.xml")));
-  CloseStore();
-  EXPECT_FALSE(test::FileExists(folder.Path(L"main.backup.xml"))) << "not the last handle";
+  CCfgConfigurationEx copy(*store);
+  std::filesystem::remove(Narrow(backup));
+  store.reset();
+  EXPECT_FALSE(test::FileExists(backup)) << "not the last handle";
   OS::x_wstring xml;
   EXPECT_TRUE(copy.GetConfiguration(L"a", xml));
   copy = CCfgConfigurationEx(option);
-  EXPECT_TRUE(test::FileExists(folder.Path(L"main.backup.xml")));
+  EXPECT_TRUE(test::FileExists(backup));
 }
 
 // On a fast disk many are made in a millisecond: main and backup of one store, and those of others
@@ -362,20 +344,18 @@ TEST(ConfigFileSetTest, BadFilesOfOneMillisecondAreAllKept) {
     };
     constexpr int kStores = 4;
     constexpr int kFiles = 50;
-    {
-      std::vector<std::jthread> threads;
-      for (int i = 0; i < kStores; ++i) {
-        threads.emplace_back([&folder, i] {
-          CConfigFileSet set;
-          set.DeriveFileNames(folder.Path(L"main.xml").c_str());
-          const std::wstring source = folder.Path(std::to_wstring(i));
-          for (int k = 0; k < kFiles; ++k) {
-            WriteBytes(source, std::to_string(i) + "/" + std::to_string(k));
-            EXPECT_TRUE(k % 2 == 0 ? set.CopyToBadFile(source.c_str()) : set.WriteBadFile(L"x"));
-          }
-        });
+    const auto makeBadFiles = [&folder](const std::string& name) {
+      CConfigFileSet set;
+      set.DeriveFileNames(folder.Path(L"main.xml").c_str());
+      const std::wstring source = folder.Path(Wide(name));
+      for (int k = 0; k < kFiles; ++k) {
+        WriteBytes(source, name + "/" + std::to_string(k));
+        EXPECT_TRUE(k % 2 == 0 ? set.CopyToBadFile(source.c_str()) : set.WriteBadFile(L"x"));
       }
-    }
+    };
+    std::vector<std::jthread> threads;
+    for (int i = 0; i < kStores; ++i) threads.emplace_back(makeBadFiles, std::to_string(i));
+    threads.clear();
     g_FaultHook = nullptr;
     std::map<std::string, int> found;
     for (const std::string& name : folder.Names()) {
@@ -417,22 +397,6 @@ TEST(ConfigFileSetTest, DerivesNamesFromThePathUpToItsLastDot) {
   EXPECT_TRUE(set.DeriveFileNames(L"plain")) << "an earlier path's names stay";
   EXPECT_EQ(set.GetBackupFile(), L"a.backup.xml");
   EXPECT_FALSE(set.HasCompanions());
-}
-
-// A path without names uses the earlier one's for bad files, but not the rights of its file.
-TEST(ConfigFileSetTest, ABadFileIsNoMoreOpenThanTheFileOfThePathGivenLast) {
-  const Folder folder;
-  std::filesystem::create_directory(folder.Root() / "plain");
-  WriteBytes(folder.Path(L"main.xml"), kGood);
-  WriteBytes(folder.Path(L"plain/main"), kGood);
-  std::filesystem::permissions(folder.Root() / "plain/main", std::filesystem::perms::owner_read);
-  CConfigFileSet set;
-  ASSERT_TRUE(set.DeriveFileNames(folder.Path(L"main.xml").c_str()));
-  set.DeriveFileNames(folder.Path(L"plain/main").c_str());
-  ASSERT_TRUE(set.WriteBadFile(L"text"));
-  ASSERT_EQ(set.FindBadFiles().size(), 1U);
-  EXPECT_EQ(std::filesystem::status(Narrow(set.FindBadFiles().front())).permissions(),
-            std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
 }
 
 }  // namespace

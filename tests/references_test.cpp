@@ -18,21 +18,33 @@ class ReferencesTest : public testing::Test {
   static std::string LayoutOf(const CCfgInstance& instance) {
     return Sample::Layout(XmlOf(instance));
   }
-  CCfgObject Object() const { return CCfgObject(sample.option); }
-  CCfgInstance Instance() const { return CCfgInstance(sample.option); }
+  CCfgObject PartOf(const CCfgObject& parent) const {
+    CCfgObject part(sample.option);
+    EXPECT_TRUE(parent.GetFieldValue(L"Part", part));
+    return part;
+  }
+  CCfgInstance TargetOf(const CCfgInstance& holder) const {
+    CCfgInstance target(sample.option);
+    EXPECT_TRUE(holder.GetFieldValue(L"Ref", target));
+    return target;
+  }
+  template <class Array>
+  static Array ArrayIn(const CCfgInstance& holder, const wchar_t* field) {
+    Array array;
+    EXPECT_TRUE(holder.GetFieldValue(field, array));
+    return array;
+  }
 
   Sample sample{{}};
 };
 
 TEST_F(ReferencesTest, AViewIsPartOfItsDocumentAndOutlivesItsParent) {
-  CCfgObject view = Object();
-  CCfgObject inner = Object();
+  CCfgObject view(sample.option);
   {
     CCfgInstance parent = About(
         L"a", {Item(L"P", L"a", L"<Part><Label>l</Label><Part><Label>i</Label></Part></Part>")});
-    ASSERT_TRUE(parent.GetFieldValue(L"Part", view));
-    ASSERT_TRUE(view.GetFieldValue(L"Part", inner));
-    ASSERT_TRUE(inner.SetFieldValue(L"Label", L"changed"));
+    view = PartOf(parent);
+    ASSERT_TRUE(PartOf(view).SetFieldValue(L"Label", L"changed"));
     EXPECT_NE(XmlOf(parent).find(L"<Label>changed</Label>"), std::wstring::npos);
   }
   EXPECT_TRUE(view.SetFieldValue(L"Label", L"later"));
@@ -42,16 +54,13 @@ TEST_F(ReferencesTest, AViewIsPartOfItsDocumentAndOutlivesItsParent) {
 
 TEST_F(ReferencesTest, AReplacedElementLivesOnInItsView) {
   CCfgInstance parent = About(L"a", {Item(L"P", L"a", L"<Part><Label>l</Label></Part>")});
-  CCfgObject view = Object();
-  ASSERT_TRUE(parent.GetFieldValue(L"Part", view));
+  CCfgObject view = PartOf(parent);
   ASSERT_TRUE(parent.SetFieldValue(L"Part", view)) << "by a copy of itself";
   EXPECT_TRUE(view.SetFieldValue(L"Label", L"detached"));
   EXPECT_FALSE(view.SetFieldValue(L"Label", 5)) << "types are checked all the same";
   EXPECT_EQ(TextOf(view, L"Label"), "detached");
-  CCfgObject fresh = Object();
-  ASSERT_TRUE(parent.GetFieldValue(L"Part", fresh)) << "checked at once";
-  EXPECT_EQ(TextOf(fresh, L"Label"), "l");
-  CCfgInstance whole = Instance();
+  EXPECT_EQ(TextOf(PartOf(parent), L"Label"), "l") << "types are checked at once";
+  CCfgInstance whole(sample.option);
   ASSERT_TRUE(whole.Initialize(view.GetRawInterface(), true));
   ASSERT_FALSE(XmlOf(whole).empty()) << "its document is still there";
   EXPECT_EQ(XmlOf(whole).find(L"detached"), std::wstring::npos);
@@ -60,10 +69,9 @@ TEST_F(ReferencesTest, AReplacedElementLivesOnInItsView) {
 // Nobody asked for the element's type while it had its place.
 TEST_F(ReferencesTest, AnElementKeepsTheTypeThatItHadWhenItWasCutOut) {
   CCfgInstance parent = About(L"a", {Item(L"P", L"a", L"<Part><Label>l</Label></Part>")});
-  CCfgInstance unchecked = Instance();
+  CCfgInstance unchecked(sample.option);
   ASSERT_TRUE(unchecked.Initialize(parent.GetRawInterface(), false));
-  CCfgObject view = Object();
-  ASSERT_TRUE(unchecked.GetFieldValue(L"Part", view));
+  CCfgObject view = PartOf(unchecked);
   ASSERT_TRUE(unchecked.SetFieldValue(L"Part", CCfgStringArray())) << "the element is replaced";
   ASSERT_TRUE(view.Initialize(view.GetRawInterface(), true));
   EXPECT_TRUE(view.SetFieldValue(L"Label", L"typed"));
@@ -73,32 +81,28 @@ TEST_F(ReferencesTest, AnElementKeepsTheTypeThatItHadWhenItWasCutOut) {
 TEST_F(ReferencesTest, AnEmbeddedObjectIsCopiedUnderItsOwnName) {
   CCfgInstance source = About(L"b", {Item(L"P", L"b", PartRefTo(L"Q", L"q")), Item(L"Q", L"q")});
   CCfgInstance parent = About(L"a", {Item(L"P", L"a", L"<Part/><Parts><Item/></Parts>")});
-  CCfgObject part = Object();
-  ASSERT_TRUE(source.GetFieldValue(L"Part", part));
+  CCfgObject part = PartOf(source);
   ASSERT_TRUE(parent.SetFieldValue(L"Part", part));
   EXPECT_EQ(TextOf(parent, L"Part/Label"), "l");
   EXPECT_EQ(LayoutOf(parent), "[P:a]") << "references in it are not followed";
   ASSERT_TRUE(part.SetFieldValue(L"Label", L"source only"));
   EXPECT_EQ(TextOf(parent, L"Part/Label"), "l");
 
-  CCfgObjectArray items;
-  ASSERT_TRUE(parent.GetFieldValue(L"Parts", items));
-  CCfgObject item = Object();
-  items.GetItem(0, item);
+  CCfgObject item(sample.option);
+  ArrayIn<CCfgObjectArray>(parent, L"Parts").GetItem(0, item);
   ASSERT_TRUE(parent.SetFieldValue(L"Part", item)) << "the field takes the object's name";
   EXPECT_EQ(TextOf(parent, L"Part/Label"), "none");
   EXPECT_FALSE(parent.SetFieldValue(L"Plain", part));
-  EXPECT_FALSE(parent.SetFieldValue(L"Part", Object())) << "bound to nothing";
+  EXPECT_FALSE(parent.SetFieldValue(L"Part", CCfgObject(sample.option))) << "bound to nothing";
 }
 
 TEST_F(ReferencesTest, ArraysOfObjectsAreViewsToo) {
   CCfgInstance parent = About(
       L"a", {Item(L"P", L"a", L"<Parts><Item><Label>0</Label></Item><!-- c --><Item/></Parts>")});
-  CCfgObjectArray items;
-  ASSERT_TRUE(parent.GetFieldValue(L"Parts", items));
+  auto items = ArrayIn<CCfgObjectArray>(parent, L"Parts");
   ASSERT_TRUE(parent.GetFieldValue(L"Parts", items)) << "appends";
   ASSERT_EQ(items.GetItemCount(), 4U);
-  CCfgObject item = Object();
+  CCfgObject item(sample.option);
   items.GetItem(0, item);
   ASSERT_TRUE(item.SetFieldValue(L"Label", L"x"));
   items.GetItem(2, item);
@@ -111,13 +115,11 @@ TEST_F(ReferencesTest, AReferenceLeadsToItsTargetInTheDocument) {
       L"a",
       {Item(L"P", L"a", RefTo(L"Q", L"q") + RefsTo({{L"Q", L"q"}, {L"Q", L"none"}, {L"P", L"a"}})),
        Item(L"Q", L"q", L"<Name>target</Name>")});
-  CCfgInstance target = Instance();
-  ASSERT_TRUE(holder.GetFieldValue(L"Ref", target));
+  const CCfgInstance target = TargetOf(holder);
   EXPECT_EQ(target.GetCategory(), L"Q");
   EXPECT_EQ(target.GetInstanceId(), L"q");
-  CCfgInstanceArray targets;
-  ASSERT_TRUE(holder.GetFieldValue(L"Refs", targets));
-  EXPECT_EQ(targets.GetItemCount(), 2U) << "what dangles is passed over";
+  EXPECT_EQ(ArrayIn<CCfgInstanceArray>(holder, L"Refs").GetItemCount(), 2U)
+      << "what dangles is passed over";
 
   for (const std::wstring& reference :
        {RefTo(L"Q", L"none"), RefTo(L"R", L"q"), std::wstring(L"<Ref/>"), RefTo(L"x y", L"q"),
@@ -129,15 +131,13 @@ TEST_F(ReferencesTest, AReferenceLeadsToItsTargetInTheDocument) {
   }
 }
 
-struct Setting {
-  const char* what;
-  std::vector<std::wstring> field;   // the document about "a"
-  std::vector<std::wstring> source;  // that about "t"; empty for the instance of the field's own
-  const char* layout;                // afterwards
-};
-
 TEST_F(ReferencesTest, ANewTargetBringsAllItReaches) {
-  const std::vector<Setting> settings = {
+  const struct {
+    const char* what;
+    std::vector<std::wstring> field;   // the document about "a"
+    std::vector<std::wstring> source;  // that about "t"; empty for the instance of the field's own
+    const char* layout;                // afterwards
+  } settings[] = {
       {"from another document",
        {Item(L"P", L"a", RefTo(L"Q", L"q")), Item(L"Q", L"q", RefTo(L"R", L"r")), Item(L"R", L"r")},
        {Item(L"Q", L"t", RefTo(L"R", L"s")), Item(L"R", L"s")},
@@ -170,36 +170,32 @@ TEST_F(ReferencesTest, ANewTargetBringsAllItReaches) {
        {},
        "[P:a][Q:q Q:t]"},
   };
-  for (const Setting& setting : settings) {
+  for (const auto& setting : settings) {
+    SCOPED_TRACE(setting.what);
+    const bool isOwn = setting.source.empty();
     CCfgInstance holder = About(L"a", setting.field);
-    CCfgInstance target =
-        setting.source.empty() ? About(L"t", setting.field) : About(L"t", setting.source);
-    if (setting.source.empty()) {
+    CCfgInstance target = About(L"t", isOwn ? setting.field : setting.source);
+    if (isOwn) {
       // The instance "t" as a view in the holder's own document.
       ASSERT_TRUE(holder.SetFieldValue(L"Ref", target));
-      ASSERT_TRUE(holder.GetFieldValue(L"Ref", target));
+      target = TargetOf(holder);
     }
-    ASSERT_TRUE(holder.SetFieldValue(L"Ref", target)) << setting.what;
-    EXPECT_EQ(LayoutOf(holder), setting.layout) << setting.what;
-    EXPECT_EQ(TextOf(holder, L"Ref/Category") + TextOf(holder, L"Ref/InstanceId"), "Qt")
-        << setting.what;
-    EXPECT_NE(TextOf(holder, L"Name"), "theirs") << setting.what;
-    CCfgInstance read = Instance();
-    EXPECT_TRUE(holder.GetFieldValue(L"Ref", read)) << setting.what;
+    ASSERT_TRUE(holder.SetFieldValue(L"Ref", target));
+    EXPECT_EQ(LayoutOf(holder), setting.layout);
+    EXPECT_EQ(TextOf(holder, L"Ref/Category") + TextOf(holder, L"Ref/InstanceId"), "Qt");
+    EXPECT_NE(TextOf(holder, L"Name"), "theirs");
+    TargetOf(holder);
   }
 }
 
 TEST_F(ReferencesTest, AReferenceIsNotSetToWhatHasNoId) {
   CCfgInstance holder = About(L"a", {Item(L"P", L"a", RefTo(L"Q", L"q") + L"<Link/><Part/>"),
                                      Item(L"Q", L"q", L"<Name>target</Name>")});
-  CCfgObject part = Object();
-  ASSERT_TRUE(holder.GetFieldValue(L"Part", part));
-  CCfgInstance noId = Instance();
-  ASSERT_TRUE(noId.Initialize(part.GetRawInterface(), true));
-  CCfgInstance target = Instance();
-  ASSERT_TRUE(holder.GetFieldValue(L"Ref", target));
+  CCfgInstance noId(sample.option);
+  ASSERT_TRUE(noId.Initialize(PartOf(holder).GetRawInterface(), true));
+  const CCfgInstance target = TargetOf(holder);
   EXPECT_FALSE(holder.SetFieldValue(L"Ref", noId));
-  EXPECT_FALSE(holder.SetFieldValue(L"Ref", Instance()));
+  EXPECT_FALSE(holder.SetFieldValue(L"Ref", CCfgInstance(sample.option)));
   EXPECT_FALSE(holder.SetFieldValue(L"Link", target)) << "the field has no id";
   EXPECT_FALSE(holder.SetFieldValue(L"Refs", target)) << "no such field";
   EXPECT_EQ(LayoutOf(holder), "[P:a][Q:q]");
@@ -207,12 +203,11 @@ TEST_F(ReferencesTest, AReferenceIsNotSetToWhatHasNoId) {
 
 TEST_F(ReferencesTest, AnArrayOfReferencesIsRebuiltUnlessItNamesTheSame) {
   CCfgInstance holder = About(L"a", {Item(L"P", L"a", RefsTo({{L"Q", L"q"}})), Item(L"Q", L"q")});
-  CCfgInstanceArray targets;
-  ASSERT_TRUE(holder.GetFieldValue(L"Refs", targets));
+  auto targets = ArrayIn<CCfgInstanceArray>(holder, L"Refs");
   EXPECT_FALSE(holder.SetFieldValue(L"Refs", targets));
   targets.AddItem(About(L"t", {Item(L"R", L"t", RefTo(L"Q", L"u")), Item(L"Q", L"u")}));
   targets.AddItem(About(L"a", {Item(L"P", L"a")}));
-  targets.AddItem(Instance());
+  targets.AddItem(CCfgInstance(sample.option));
   ASSERT_TRUE(holder.SetFieldValue(L"Refs", targets));
   EXPECT_EQ(LayoutOf(holder), "[P:a][Q:q Q:u][R:t]");
   EXPECT_NE(
@@ -221,9 +216,7 @@ TEST_F(ReferencesTest, AnArrayOfReferencesIsRebuiltUnlessItNamesTheSame) {
                          L"<Item><Category>P</Category><InstanceId>a</InstanceId></Item>"
                          L"<Item><Category/><InstanceId/></Item></Refs>"),
       std::wstring::npos);
-  CCfgInstanceArray read;
-  ASSERT_TRUE(holder.GetFieldValue(L"Refs", read));
-  EXPECT_EQ(read.GetItemCount(), 3U);
+  EXPECT_EQ(ArrayIn<CCfgInstanceArray>(holder, L"Refs").GetItemCount(), 3U);
   ASSERT_TRUE(holder.SetFieldValue(L"Refs", CCfgInstanceArray()));
   EXPECT_EQ(LayoutOf(holder), "[P:a][Q:q Q:u][R:t]") << "nothing is removed";
   EXPECT_FALSE(holder.SetFieldValue(L"Refs", CCfgInstanceArray())) << "both empty";
@@ -242,13 +235,9 @@ TEST_F(ReferencesTest, TheLastSourceOfAnArrayWins) {
   targets.AddItem(source(L"2", L"second"));
   ASSERT_TRUE(holder.SetFieldValue(L"Refs", targets));
   EXPECT_EQ(LayoutOf(holder), "[P:a][Q:1 Q:2][R:r]");
-  CCfgInstanceArray read;
-  ASSERT_TRUE(holder.GetFieldValue(L"Refs", read));
-  CCfgInstance first = Instance();
-  CCfgInstance reached = Instance();
-  read.GetItem(0, first);
-  ASSERT_TRUE(first.GetFieldValue(L"Ref", reached));
-  EXPECT_EQ(TextOf(reached, L"Name"), "second");
+  CCfgInstance first(sample.option);
+  ArrayIn<CCfgInstanceArray>(holder, L"Refs").GetItem(0, first);
+  EXPECT_EQ(TextOf(TargetOf(first), L"Name"), "second");
 }
 
 TEST_F(ReferencesTest, TenThousandReferencesAreSetAndRead) {
@@ -258,8 +247,7 @@ TEST_F(ReferencesTest, TenThousandReferencesAreSetAndRead) {
   for (int i = 0; i < kCount; ++i)
     targets.AddItem(About(std::to_wstring(i), {Item(L"Q", std::to_wstring(i))}));
   ASSERT_TRUE(holder.SetFieldValue(L"Refs", targets));
-  CCfgInstanceArray read;
-  ASSERT_TRUE(holder.GetFieldValue(L"Refs", read));
+  const auto read = ArrayIn<CCfgInstanceArray>(holder, L"Refs");
   EXPECT_EQ(read.GetItemCount(), static_cast<std::size_t>(kCount));
   EXPECT_FALSE(holder.SetFieldValue(L"Refs", read));
 }

@@ -13,6 +13,7 @@
 #include <ostream>
 
 #include "platform/os/file.h"
+#include "src/frame.h"
 #include "tests/support/sample.h"
 
 namespace {
@@ -183,23 +184,18 @@ TEST_P(RightsTest, NorWhereACallFails) {
                           kFstat, kOpen, kRead}) {
     for (int nth = 1; nth <= 4; ++nth) {
       SCOPED_TRACE(std::string(NameOf(call)) + " " + std::to_string(nth));
-      DoneAs(GetParam().writer, [&] {
-        const FailCall fail(call, nth, true);
-        OS::CopyFileW(main, folder.Path(L"new"), false);
-        return true;
-      });
+      const auto attempt = [&](const std::function<void()>& body) {
+        DoneAs(GetParam().writer, [&] {
+          const FailCall fail(call, nth, true);
+          Guarded(body);
+          return true;
+        });
+      };
+      attempt([&] { OS::CopyFileW(main, folder.Path(L"new"), false); });
       EXPECT_TRUE(ReadBytes(folder.Path(L"new")).empty() ||
                   IsWithin(ReadersOf(folder.Path(L"new")), allowed));
       ::unlink(Narrow(folder.Path(L"new")).c_str());
-      DoneAs(GetParam().writer, [&] {
-        const FailCall fail(call, nth, true);
-        try {
-          ReplaceFile(main, content);
-        } catch (const _com_error&) {
-          return false;
-        }
-        return true;
-      });
+      attempt([&] { ReplaceFile(main, content); });
       EXPECT_TRUE(IsWithin(ReadersOf(main), allowed)) << ReadersOf(main);
       if (HasFailure()) return;
     }

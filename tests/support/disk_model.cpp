@@ -1,9 +1,5 @@
 #include "tests/support/disk_model.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <climits>
 #include <optional>
 #include <set>
 #include <stdexcept>
@@ -34,11 +30,10 @@ struct Recorder {
     return fs::relative(fs::canonical(path.parent_path()) / path.filename(), root).string();
   }
   std::string NameOf(int descriptor) const {
-    char path[PATH_MAX] = "";
-    const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
-    const ssize_t length = ::readlink(link.c_str(), path, sizeof path - 1);
-    const fs::path target(std::string(path, static_cast<std::size_t>(length > 0 ? length : 0)));
-    return target == root ? "." : fs::relative(target, root).string();
+    std::error_code none;
+    return fs::read_symlink("/proc/self/fd/" + std::to_string(descriptor), none)
+        .lexically_relative(root)
+        .string();
   }
   bool Exists(const std::string& file) const { return fs::exists(root / file); }
   void Add(DiskEvent::Kind kind, std::string content = {}) {
@@ -102,7 +97,7 @@ struct Disk {
   std::map<std::string, std::size_t> namesOnDisk;
   std::vector<DirectoryChange> pending;
 
-  explicit Disk(const std::map<std::string, std::string>& before) {
+  explicit Disk(const Files& before) {
     for (const auto& [name, content] : before) {
       names[name] = namesOnDisk[name] = files.size();
       files.push_back({content, content});
@@ -211,12 +206,8 @@ void Disk::AddStates(bool isAtEnd, std::set<DiskState>& states) const {
 Recording Record(const fs::path& root, const std::function<void()>& body) {
   g_Recorder = {};
   g_Recorder.root = fs::canonical(root);
-  for (const auto& entry : fs::recursive_directory_iterator(g_Recorder.root)) {
-    if (entry.is_symlink() || !entry.is_regular_file()) continue;
-    const std::string name = fs::relative(entry.path(), g_Recorder.root).string();
-    g_Recorder.recording.before[name] = ReadBytes(Wide(entry.path().string()));
-    g_Recorder.names.insert(name);
-  }
+  g_Recorder.recording.before = Folder::ReadBelow(g_Recorder.root);
+  for (const auto& [name, content] : g_Recorder.recording.before) g_Recorder.names.insert(name);
   g_FaultHook = OnPassage;
   body();
   g_FaultHook = nullptr;

@@ -14,9 +14,10 @@
 
 #include <filesystem>
 #include <functional>
-#include <map>
 #include <string>
 #include <vector>
+
+#include "tests/support/support.h"
 
 namespace test {
 
@@ -29,12 +30,12 @@ struct DiskEvent {
 };
 
 struct Recording {
-  std::map<std::string, std::string> before;  // all of it on the disk
+  Files before;  // all of it on the disk
   std::vector<DiskEvent> events;
 };
 
 struct DiskState {
-  std::map<std::string, std::string> files;
+  Files files;
   bool isAtEnd;  // the power went after the last event
   friend auto operator<=>(const DiskState&, const DiskState&) = default;
 };

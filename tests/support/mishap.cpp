@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <optional>
 #include <stdexcept>
-#include <utility>
+#include <string_view>
 
 namespace test {
 namespace {
@@ -20,22 +20,27 @@ struct State {
   int nth = 0;
   int places = 0;
   bool ending = false;
-  std::optional<FaultPoint> failing;   // the kind of point that fails from now on
-  std::optional<Mishap::Calls> calls;  // if there are any, only these are places
-  std::vector<FaultPoint> passed;
+  std::optional<FaultPoint> failing;  // the kind of point that fails from now on
+  std::vector<Mishap::Calls> calls;   // if there are any, only these are places
+  std::vector<FaultPoint> points;
 };
 State g_State;
 
 bool IsOn(const Passage& passage, const std::string& path) {
-  if (passage.path != nullptr) return passage.path == path;
+  if (path.empty()) return true;
+  if (passage.path != nullptr) return std::string_view(passage.path).ends_with(path);
   std::error_code none;
   const std::string link = "/proc/self/fd/" + std::to_string(passage.descriptor);
-  return passage.descriptor >= 0 && std::filesystem::read_symlink(link, none) == path;
+  return std::filesystem::read_symlink(link, none).string().ends_with(path);
 }
 
-bool IsPlace(const Passage& passage) {
-  if (const auto& calls = g_State.calls)
-    return passage.point == calls->point && IsOn(passage, calls->path);
+bool IsPlace(Passage& passage) {
+  for (const Mishap::Calls& calls : g_State.calls) {
+    if (passage.point != calls.point || !IsOn(passage, calls.path)) continue;
+    passage.error = calls.error;
+    return true;
+  }
+  if (!g_State.calls.empty()) return false;
   switch (g_State.kind) {
     case Mishap::kShort:
     case Mishap::kShortOnward:
@@ -50,17 +55,17 @@ bool IsPlace(const Passage& passage) {
 
 bool OnPassage(Passage& passage) noexcept {
   State& state = g_State;
-  state.passed.push_back(passage.point);
   if (state.ending) ::_exit(kEndedHere);
-  if (IsPlace(passage)) ++state.places;
-  const bool here = IsPlace(passage) && state.places == state.nth;
-  const bool after = IsPlace(passage) && state.places >= state.nth;
+  const bool isPlace = IsPlace(passage);
+  if (isPlace) ++state.places;
+  const bool here = isPlace && state.places == state.nth;
+  const bool after = isPlace && state.places >= state.nth;
   switch (state.kind) {
     case Mishap::kNone:
+      state.points.push_back(passage.point);
       return false;
     case Mishap::kFail:
-      passage.error = state.calls ? state.calls->error : 0;
-      return here || (state.nth == 0 && IsPlace(passage));
+      return here;
     case Mishap::kFailOnward:
       return after;
     case Mishap::kFailOfItsKind:
@@ -81,16 +86,17 @@ bool OnPassage(Passage& passage) noexcept {
 
 }  // namespace
 
-Mishap::Mishap(Kind kind, int nth) {
+Mishap::Mishap(Kind kind, int nth, const std::vector<Calls>& calls) {
   g_State = {};
   g_State.kind = kind;
   g_State.nth = nth;
+  g_State.calls = calls;
   g_FaultHook = OnPassage;
 }
-Mishap::Mishap(Calls calls, int nth) : Mishap(kFail, nth) { g_State.calls = std::move(calls); }
 Mishap::~Mishap() { g_FaultHook = nullptr; }
 bool Mishap::Happened() const { return g_State.places > 0 && g_State.places >= g_State.nth; }
-const std::vector<FaultPoint>& Mishap::Passed() const { return g_State.passed; }
+int Mishap::Passed() const { return g_State.places; }
+const std::vector<FaultPoint>& Mishap::Points() const { return g_State.points; }
 
 bool EndsInChild(Mishap::Kind kind, int nth, const std::function<void()>& body) {
   const pid_t child = ::fork();

@@ -1,7 +1,10 @@
 // What goes wrong while an operation runs, at the N-th of the places where it can.
 //
 //   const Mishap mishap(Mishap::kFail, 3);   the third passage through any fault point fails
-//   const Mishap mishap({FaultPoint::kRead, "/d/a.xml", EIO}, 3);   that file's third reading fails
+//   const Mishap mishap(Mishap::kFail, 3, {{FaultPoint::kRead, "/a.xml", EIO}});   the third
+//   reading
+//                                                          of a file whose path ends so fails
+//   const FailCall fail(FaultPoint::kRead, 3);   the third reading of any file fails
 //
 // Single threads only. The kinds that end the process are for a child: see EndsInChild.
 #pragma once
@@ -26,7 +29,7 @@ constexpr int kStride = 1;
 class Mishap {
  public:
   enum Kind {
-    kNone,           // nothing: passages are counted
+    kNone,           // nothing: passages are counted and listed
     kFail,           // the N-th passage fails
     kFailOnward,     // so does all that comes after it
     kFailOfItsKind,  // so do all later passages through the point that is the N-th
@@ -35,22 +38,30 @@ class Mishap {
     kEnd,            // the process ends before the N-th call on files
     kEndAfterPart,   // it ends when the N-th write has done half of its bytes
   };
-  // Calls of the system on the file at `path`, which fail with `error`.
+  // Passages through one point, where `error` is to be the reason of the failure. Calls on files
+  // count only if the path ends with `path`.
   struct Calls {
     FaultPoint point;
-    std::string path;
+    std::string path = {};
     int error = 0;
   };
-  Mishap(Kind kind, int nth);
-  Mishap(Calls calls, int nth);  // all of them if `nth` is 0
+  // Goes by these calls alone if there are any.
+  Mishap(Kind kind, int nth, const std::vector<Calls>& calls = {});
   ~Mishap();
   Mishap(const Mishap&) = delete;
   Mishap& operator=(const Mishap&) = delete;
 
   // Whether there were N places of its kind. Stays true where the process should have ended.
   bool Happened() const;
-  // The points that were passed, in order.
-  const std::vector<FaultPoint>& Passed() const;
+  int Passed() const;  // the places so far, the N-th included
+  // The points that were passed with kNone, in order.
+  const std::vector<FaultPoint>& Points() const;
+};
+
+// Fails the `nth` passage through one point (from 1; 0 for none), or all from there on.
+struct FailCall : Mishap {
+  FailCall(FaultPoint point, int nth, bool onward = false)
+      : Mishap(onward ? kFailOnward : kFail, nth, {{point}}) {}
 };
 
 // Runs `body` in a child of this process, with the mishap; gives whether the child ended by it.

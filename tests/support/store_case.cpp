@@ -28,12 +28,10 @@ const std::string kOlder =
 const std::string kDamaged = kFirst.substr(0, kFirst.size() / 2);
 const char* const kAlsoDamaged = "<Configuration><Wrong/></Configuration>";
 
-Ending EndingOf(bool result) { return result ? Ending::kTrue : Ending::kFalse; }
-
 template <class Body>
 Ending Caught(Body&& body) {
   try {
-    return EndingOf(body());
+    return body() ? Ending::kTrue : Ending::kFalse;
   } catch (const _com_error&) {
     return Ending::kRaised;
   } catch (const CCfgExException& failure) {
@@ -44,34 +42,22 @@ Ending Caught(Body&& body) {
   }
 }
 
-template <const wchar_t* (*kDocument)()>
-Ending Setting(Stage& stage) {
-  return Caught([&] { return stage.Store().SetConfiguration(kDocument(), nullptr, nullptr); });
-}
-
-const wchar_t* NewOne() {
-  static const std::wstring document =
-      Document(L"n", {Item(L"P", L"n", L"<Name>new</Name>" + RefTo(L"R", L"m")), Item(L"R", L"m")});
-  return document.c_str();
-}
+const std::wstring kNewOne =
+    Document(L"n", {Item(L"P", L"n", L"<Name>new</Name>" + RefTo(L"R", L"m")), Item(L"R", L"m")});
 // It leaves Q:b, brings Q:c once more with other content, and its own id in another category.
-const wchar_t* Replacement() {
-  static const std::wstring document =
-      Document(L"a", {Item(L"P", L"a", L"<Name>other</Name>" + RefTo(L"Q", L"c")),
-                      Item(L"Q", L"c", L"<Name>c</Name>" + RefTo(L"P", L"a")) + Item(L"Q", L"a")});
-  return document.c_str();
-}
-const wchar_t* Twin() {
-  static const std::wstring document = Document(L"n", {Item(L"P", L"n", L"<Name>first</Name>")});
-  return document.c_str();
-}
-const wchar_t* Target() {
-  static const std::wstring document = Document(L"t", {Item(L"P", L"t")});
-  return document.c_str();
+const std::wstring kReplacement =
+    Document(L"a", {Item(L"P", L"a", L"<Name>other</Name>" + RefTo(L"Q", L"c")),
+                    Item(L"Q", L"c", L"<Name>c</Name>" + RefTo(L"P", L"a")) + Item(L"Q", L"a")});
+const std::wstring kTwin = Alone(L"n", L"<Name>first</Name>");
+
+template <const std::wstring& kDocument>
+Ending Setting(Stage& stage) {
+  return Caught(
+      [&] { return stage.Store().SetConfiguration(kDocument.c_str(), nullptr, nullptr); });
 }
 
 Ending Removing(Stage& stage) {
-  return Caught([&] { return stage.Store().RemoveConfiguration(Target(), nullptr); });
+  return Caught([&] { return stage.Store().RemoveConfiguration(Alone(L"t").c_str(), nullptr); });
 }
 
 template <bool kDeep>
@@ -111,13 +97,13 @@ std::span<const StoreCase> StoreCases() {
   using Case = StoreCase;
   static const std::array cases = {
       Case{"reading", Case::kReading, Reading},
-      Case{"inserting", Case::kChanging, Setting<NewOne>, Ending::kTrue},
-      Case{"replacing", Case::kChanging, Setting<Replacement>, Ending::kTrue},
-      Case{"replacing through a link", Case::kChanging, Setting<Replacement>, Ending::kTrue, 1,
+      Case{"inserting", Case::kChanging, Setting<kNewOne>, Ending::kTrue},
+      Case{"replacing", Case::kChanging, Setting<kReplacement>, Ending::kTrue},
+      Case{"replacing through a link", Case::kChanging, Setting<kReplacement>, Ending::kTrue, 1,
            nullptr, nullptr, true},
-      Case{"the tenth commit", Case::kChanging, Setting<Replacement>, Ending::kTrue, 9},
+      Case{"the tenth commit", Case::kChanging, Setting<kReplacement>, Ending::kTrue, 9},
       Case{"the twentieth commit", Case::kChanging, Removing, Ending::kRaised, 19},
-      Case{"a commit that is not valid", Case::kChanging, Setting<Twin>, Ending::kTrue, 1, nullptr,
+      Case{"a commit that is not valid", Case::kChanging, Setting<kTwin>, Ending::kTrue, 1, nullptr,
            nullptr, false, true},
       Case{"removing", Case::kChanging, Removing},
       Case{"a shallow copy", Case::kChanging, Copying<false>},
@@ -199,7 +185,7 @@ void Stage::Make() {
     for (int commit = 1; commit <= m_Case.commits; ++commit)
       if (!Set(L"k", std::to_wstring(commit))) throw std::runtime_error("no commit");
     if (m_Case.kind == StoreCase::kClosing && m_Case.isStrict)
-      m_Store->SetConfiguration(Twin(), nullptr, nullptr);
+      m_Store->SetConfiguration(kTwin.c_str(), nullptr, nullptr);
   } else {
     m_Store = std::make_unique<CCfgConfigurationEx>(m_Option);
   }
@@ -262,16 +248,6 @@ void Stage::CheckFiles() const {
     isMainKept = isMainKept || content == main->second;
   }
   EXPECT_TRUE(isMainKept) << "the only copy is gone";
-}
-
-Files Stage::Read() const {
-  Files files;
-  for (const auto& entry : fs::recursive_directory_iterator(m_Folder.Root())) {
-    if (entry.is_symlink() || !entry.is_regular_file()) continue;
-    files[fs::relative(entry.path(), m_Folder.Root()).string()] =
-        ReadBytes(Wide(entry.path().string()));
-  }
-  return files;
 }
 
 void Stage::Write(const Files& files) {

@@ -23,9 +23,6 @@ namespace test {
 // kRaised: any other exception than for want of memory.
 enum class Ending { kFalse, kTrue, kRaised, kOutOfMemory };
 
-// The bytes of each file of a folder, by its name.
-using Files = std::map<std::string, std::string>;
-
 class Stage;
 
 struct StoreCase {
@@ -71,7 +68,7 @@ class Stage {
   // Holds every file against those before: each is as whole as it was, or as the operation makes
   // it, and nothing is gone that has no copy. Leftovers may be there.
   void CheckFiles() const;
-  Files Read() const;
+  Files Read() const { return m_Folder.Read(); }
   void Write(const Files& files);
   const Files& Before() const { return m_Before; }
   CCfgConfigurationEx& Store() { return *m_Store; }

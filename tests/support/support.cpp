@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -18,21 +17,6 @@
 #include "platform/os/encoding.h"
 
 namespace test {
-namespace {
-
-std::atomic<FaultPoint> g_Point;
-std::atomic<int> g_Nth{0};
-std::atomic<bool> g_Onward{false};
-std::atomic<int> g_Passed{0};
-
-bool CountAndFail(Passage& passage) noexcept {
-  if (g_Point != passage.point) return false;
-  const int passed = ++g_Passed;
-  return g_Onward ? passed >= g_Nth : passed == g_Nth;
-}
-
-}  // namespace
-
 std::string Narrow(std::wstring_view text) { return ToUtf8(text); }
 std::wstring Wide(std::string_view text) { return FromUtf8(text); }
 
@@ -60,6 +44,16 @@ std::vector<std::string> Folder::Names() const {
     names.push_back(entry.path().filename().string());
   std::sort(names.begin(), names.end());
   return names;
+}
+
+Files Folder::ReadBelow(const std::filesystem::path& root) {
+  Files files;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(root)) {
+    if (entry.is_symlink() || !entry.is_regular_file()) continue;
+    const std::string name = std::filesystem::relative(entry.path(), root).string();
+    files[name] = ReadBytes(Wide(entry.path().string()));
+  }
+  return files;
 }
 
 long LiveNodes() {
@@ -120,16 +114,6 @@ std::string Captured::Text() const {
   std::fflush(nullptr);
   return ReadBytes(m_Folder.Path(L"out"));
 }
-
-FailCall::FailCall(FaultPoint point, int nth, bool onward) {
-  g_Point = point;
-  g_Nth = nth;
-  g_Onward = onward;
-  g_Passed = 0;
-  g_FaultHook = CountAndFail;
-}
-FailCall::~FailCall() { g_FaultHook = nullptr; }
-int FailCall::Passed() const { return g_Passed; }
 
 }  // namespace test
 

@@ -5,7 +5,6 @@
 //   ReadBytes, WriteBytes, FileExists   on a wide path, as bytes
 //   Setting      a number that an environment variable may set
 //   DoneAs       does something as another user, in a process of its own
-//   FailCall     makes the N-th passage through one fault point fail, for the time of a scope
 //   Captured     takes what the process says on standard output and error meanwhile
 //   PrintTo      makes GoogleTest show wide texts
 #pragma once
@@ -15,12 +14,13 @@
 #include <filesystem>
 #include <functional>
 #include <iosfwd>
+#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "cfgex/os_string.h"
-#include "platform/os/fault_point.h"
+#include "tests/support/mishap.h"
 
 namespace cfgex::internal {}
 using namespace cfgex::internal;
@@ -29,6 +29,8 @@ namespace test {
 
 std::string Narrow(std::wstring_view text);  // UTF-8
 std::wstring Wide(std::string_view text);
+
+using Files = std::map<std::string, std::string>;  // the bytes of each, by its name
 
 class Folder {
  public:
@@ -42,6 +44,9 @@ class Folder {
   const std::filesystem::path& Root() const { return m_Root; }
   // The names of the files in it, sorted.
   std::vector<std::string> Names() const;
+  // The files in it and below, without links.
+  Files Read() const { return ReadBelow(m_Root); }
+  static Files ReadBelow(const std::filesystem::path& root);
 
  private:
   std::filesystem::path m_Root;
@@ -72,18 +77,6 @@ class Captured {
  private:
   Folder m_Folder;
   int m_Saved[2];
-};
-
-// While it lives, the passages through the fault point are counted, and the `nth` (from 1; 0 for
-// none) fails. One at a time.
-class FailCall {
- public:
-  FailCall(FaultPoint point, int nth, bool onward = false);
-  ~FailCall();
-  FailCall(const FailCall&) = delete;
-  FailCall& operator=(const FailCall&) = delete;
-
-  int Passed() const;  // passages so far, the failed one included
 };
 
 }  // namespace test
