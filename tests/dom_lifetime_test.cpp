@@ -3,32 +3,19 @@
 #include <gtest/gtest.h>
 #include <malloc.h>
 
-#include <functional>
 #include <string>
-#include <vector>
 
-#include "platform/dom/create_object.h"
-#include "platform/dom/dom.h"
-#include "tests/support/support.h"
+#include "tests/support/dom.h"
 
-namespace cfgex::internal {
 namespace {
 
-using Node = ComPtr<IXMLDOMNode>;
-using DocumentPtr = ComPtr<IXMLDOMDocument2>;
-
-DocumentPtr NewDocument() { return CreateObject<IXMLDOMDocument2>(L"MSXML2.DOMDocument.6.0"); }
-DocumentPtr Load(const std::wstring& text) {
-  auto document = NewDocument();
-  EXPECT_TRUE(document->loadXML(text)) << test::Narrow(text);
-  return document;
-}
+using namespace test;
 
 class DomLifetime : public testing::Test {
  protected:
-  void TearDown() override { EXPECT_EQ(test::LiveNodes(), m_Before); }
+  void TearDown() override { EXPECT_EQ(LiveNodes(), m_Before); }
 
-  const long m_Before = test::LiveNodes();
+  const long m_Before = LiveNodes();
 };
 
 constexpr MemberNames kNames{"R", "G", "K"};
@@ -45,71 +32,57 @@ constexpr const wchar_t* kHeld[] = {
     L"/R/G/B",   L"/R/G/A",          L"/R/G",       L"/R"};
 constexpr std::size_t kKeepText = 5;
 
-// What can happen to the element A.
-const std::vector<std::pair<const char*, std::function<void(const DocumentPtr&)>>>& Events() {
-  static const std::vector<std::pair<const char*, std::function<void(const DocumentPtr&)>>> events{
-      {"nothing", [](const DocumentPtr&) {}},
-      {"removed",
-       [](const DocumentPtr& d) {
-         const Node a = d->selectSingleNode(L"/R/G/A");
-         a->get_parentNode()->removeChild(a);
-       }},
-      {"its group removed, then it from that",
-       [](const DocumentPtr& d) {
-         const Node a = d->selectSingleNode(L"/R/G/A");
-         d->get_documentElement()->removeChild(a->get_parentNode());
-         a->get_parentNode()->removeChild(a);
-       }},
-      {"overwritten by text",
-       [](const DocumentPtr& d) { d->get_documentElement()->put_text(L"t"); }},
-      {"replaced by what was in it",
-       [](const DocumentPtr& d) {
-         const Node a = d->selectSingleNode(L"/R/G/A");
-         a->get_parentNode()->replaceChild(a->selectSingleNode(L"K"), a);
-       }},
-      {"moved to a document that ends",
-       [](const DocumentPtr& d) {
-         Load(L"<O/>")->get_documentElement()->appendChild(d->selectSingleNode(L"/R/G/A"));
-       }},
-      {"moved into a removed sibling",
-       [](const DocumentPtr& d) {
-         const Node b = d->selectSingleNode(L"/R/G/B");
-         b->get_parentNode()->removeChild(b);
-         b->appendChild(d->selectSingleNode(L"/R/G/A"));
-       }},
-      {"removed and put back",
-       [](const DocumentPtr& d) {
-         const Node a = d->selectSingleNode(L"/R/G/A");
-         const Node g = a->get_parentNode();
-         g->appendChild(g->removeChild(a));
-       }},
-      {"its attribute in a namespace set by another prefix",
-       [](const DocumentPtr& d) {
-         const Node made = d->createNode(DomNodeType::kAttribute, L"y:nil", L"http://x");
-         made->put_text(L"1");
-         As<IXMLDOMElement>(d->selectSingleNode(L"/R/G/A"))
-             ->setAttributeNode(As<IXMLDOMAttribute>(made));
-       }},
-      {"the root replaced",
-       [](const DocumentPtr& d) {
-         d->replaceChild(d->createElement(L"N"), d->get_documentElement());
-       }},
-  };
-  return events;
-}
+// What can happen to the element A in the group G.
+struct Event {
+  const char* name;
+  void (*run)(const DocumentPtr& document, const Node& g, const Node& a);
+};
+const Event kEvents[] = {
+    {"nothing", [](auto&, auto&, auto&) {}},
+    {"removed", [](auto&, auto& g, auto& a) { g->removeChild(a); }},
+    {"its group removed, then it from that",
+     [](auto& document, auto& g, auto& a) {
+       document->get_documentElement()->removeChild(g);
+       g->removeChild(a);
+     }},
+    {"overwritten by text",
+     [](auto& document, auto&, auto&) { document->get_documentElement()->put_text(L"t"); }},
+    {"replaced by what was in it",
+     [](auto&, auto& g, auto& a) { g->replaceChild(a->selectSingleNode(L"K"), a); }},
+    {"moved to a document that ends",
+     [](auto&, auto&, auto& a) { Load(L"<O/>")->get_documentElement()->appendChild(a); }},
+    {"moved into a removed sibling",
+     [](auto&, auto& g, auto& a) {
+       const Node b = g->selectSingleNode(L"B");
+       g->removeChild(b);
+       b->appendChild(a);
+     }},
+    {"removed and put back", [](auto&, auto& g, auto& a) { g->appendChild(g->removeChild(a)); }},
+    {"its attribute in a namespace set by another prefix",
+     [](auto& document, auto&, auto& a) {
+       const Node made = document->createNode(DomNodeType::kAttribute, L"y:nil", L"http://x");
+       made->put_text(L"1");
+       As<IXMLDOMElement>(a)->setAttributeNode(As<IXMLDOMAttribute>(made));
+     }},
+    {"the root replaced",
+     [](auto& document, auto&, auto&) {
+       document->replaceChild(document->createElement(L"N"), document->get_documentElement());
+     }},
+};
 
 TEST_F(DomLifetime, EveryHolderSurvivesEveryEventInEveryOrderOfRelease) {
-  for (const auto& [name, event] : Events()) {
+  for (const auto& [name, event] : kEvents) {
     for (std::size_t first = 0; first < std::size(kHeld); ++first) {
       for (std::size_t second = 0; second < std::size(kHeld); ++second) {
         for (const bool documentDies : {false, true}) {
           SCOPED_TRACE(name);
-          SCOPED_TRACE(test::Narrow(kHeld[first]) + ", then " + test::Narrow(kHeld[second]));
+          SCOPED_TRACE(Narrow(kHeld[first]) + ", then " + Narrow(kHeld[second]));
           DocumentPtr document = Load(kText);
           Node held[] = {document->selectSingleNode(kHeld[first]),
                          document->selectSingleNode(kHeld[second])};
           const std::wstring texts[] = {held[0]->get_text(), held[1]->get_text()};
-          event(document);
+          event(document, document->selectSingleNode(L"/R/G"),
+                document->selectSingleNode(L"/R/G/A"));
           if (documentDies) document = nullptr;
           for (const std::size_t i : {0U, 1U}) {
             if ((i == 0 ? first : second) < kKeepText) {
@@ -192,4 +165,3 @@ TEST_F(DomLifetime, AListFollowsTheChildrenAndHoldsTheirParent) {
 }
 
 }  // namespace
-}  // namespace cfgex::internal

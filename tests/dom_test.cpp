@@ -1,5 +1,5 @@
 // The operations on nodes: text, attributes, namespaces, moving, and what they refuse.
-#include "platform/dom/dom.h"
+#include "tests/support/dom.h"
 
 #include <gtest/gtest.h>
 
@@ -7,30 +7,17 @@
 #include <sstream>
 #include <string>
 
-#include "platform/dom/create_object.h"
-#include "tests/support/support.h"
-
-namespace cfgex::internal {
 namespace {
 
-using Node = ComPtr<IXMLDOMNode>;
-using DocumentPtr = ComPtr<IXMLDOMDocument2>;
-using ElementPtr = ComPtr<IXMLDOMElement>;
-
-DocumentPtr NewDocument() { return CreateObject<IXMLDOMDocument2>(L"MSXML2.DOMDocument.6.0"); }
-DocumentPtr Load(const std::wstring& text) {
-  auto document = NewDocument();
-  EXPECT_TRUE(document->loadXML(text)) << test::Narrow(text);
-  return document;
-}
+using namespace test;
 
 TEST(Dom, TextsAndAttributesKeepEveryCharacterThroughFiles) {
-  const test::Folder folder;
+  const Folder folder;
   const std::wstring file = folder.Path(L"a.xml");
   for (const std::wstring text :
        {L"", L" ", L"  both ends  ", L"\r", L"\r\n", L"\n", L"\ta\tb\t", L"\"'<&>]]>", L"&amp;",
         L"\u00e4\u20ac\ufffd\U0001F600\U0010FFFF", L"\u0085\u2028", L"\n  <b/>\n"}) {
-    SCOPED_TRACE(test::Narrow(text));
+    SCOPED_TRACE(Narrow(text));
     DocumentPtr document = Load(L"<R><T>old<b/></T></R>");
     document->selectSingleNode(L"R/T")->put_text(text);
     document->get_documentElement()->setAttribute(L"a", text);
@@ -51,7 +38,7 @@ TEST(Dom, EveryKindOfNodeIsCopiedMovedAndWritten) {
        {L"<![CDATA[a]]>", L"<![CDATA[]]>", L"<![CDATA[]]]]><![CDATA[>]]&gt;]]>", L"<!--c-->",
         L"<!---->", L"<?p?>", L"<?p q?>", L"1<![CDATA[&<>]]><!--c-->2<?p q?>",
         L" <b/><![CDATA[ ]]><!----><c a='1'/>3"}) {
-    SCOPED_TRACE(test::Narrow(content));
+    SCOPED_TRACE(Narrow(content));
     const DocumentPtr document = Load(L"<R><T>" + content + L"</T></R>");
     const Node original = document->selectSingleNode(L"R/T");
     const std::wstring xml = document->get_xml();
@@ -83,10 +70,10 @@ TEST(Dom, WhatXmlCannotCarryIsRefusedAndChangesNothing) {
   }
   for (const wchar_t* name :
        {L"", L"1", L"a b", L":a", L"a:", L"a:b:c", L"none:a", L"xmlns:xml", L"xmlns:xmlns", L"<"})
-    EXPECT_THROW(root->setAttribute(name, L"v"), _com_error) << test::Narrow(name);
+    EXPECT_THROW(root->setAttribute(name, L"v"), _com_error) << Narrow(name);
   EXPECT_THROW(root->setAttribute(L"xmlns:p", L""), _com_error);
   for (const wchar_t* name : {L"", L"1", L"a:b", L"a b", L"<"})
-    EXPECT_THROW(document->createElement(name), _com_error) << test::Narrow(name);
+    EXPECT_THROW(document->createElement(name), _com_error) << Narrow(name);
   EXPECT_EQ(document->get_xml(), before);
 }
 
@@ -97,26 +84,26 @@ TEST(Dom, MovesThatWouldBreakTheTreeAreRefused) {
   const Node a = root->selectSingleNode(L"A");
   const Node b = a->selectSingleNode(L"B");
   const Node c = root->selectSingleNode(L"C");
-  EXPECT_THROW(b->appendChild(a), _com_error);
-  EXPECT_THROW(b->appendChild(b), _com_error);
+  const Node attribute = root->selectSingleNode(L"@a");
+  const std::pair<Node, Node> appended[] = {{b, a},
+                                            {b, b},
+                                            {root, nullptr},
+                                            {root, document},
+                                            {root, attribute},
+                                            {document, document->createElement(L"S")},
+                                            {document, a}};
+  for (const auto& [parent, node] : appended) EXPECT_THROW(parent->appendChild(node), _com_error);
   EXPECT_THROW(a->replaceChild(root, b), _com_error);
   EXPECT_THROW(root->replaceChild(c, b), _com_error);
   EXPECT_THROW(root->replaceChild(nullptr, a), _com_error);
   EXPECT_THROW(root->replaceChild(c, nullptr), _com_error);
-  EXPECT_THROW(root->removeChild(b), _com_error);
-  EXPECT_THROW(root->removeChild(nullptr), _com_error);
-  EXPECT_THROW(root->removeChild(root->selectSingleNode(L"@a")), _com_error);
-  EXPECT_THROW(root->appendChild(nullptr), _com_error);
-  EXPECT_THROW(root->appendChild(document), _com_error);
-  EXPECT_THROW(root->appendChild(root->selectSingleNode(L"@a")), _com_error);
-  EXPECT_THROW(document->appendChild(document->createElement(L"S")), _com_error);
-  EXPECT_THROW(document->appendChild(a), _com_error);
+  for (const Node& none : {b, Node(), attribute}) EXPECT_THROW(root->removeChild(none), _com_error);
   EXPECT_THROW(document->put_text(L"x"), _com_error);
   EXPECT_EQ(root->replaceChild(a, a), a);
   document->appendChild(root);
   EXPECT_EQ(document->get_xml(), before);
 
-  const test::FailCall fail(FaultPoint::kAppendChild, 1);
+  const FailCall fail(FaultPoint::kAppendChild, 1);
   EXPECT_THROW(a->appendChild(c), _com_error);
   EXPECT_EQ(document->get_xml(), before);
 }
@@ -203,15 +190,15 @@ TEST(Dom, AttributesGoByTheirNameAsWritten) {
 
 // The cases are in data/dom/namespaces.txt, which tells their form.
 TEST(Dom, NamespacesTravelWithWhatUsesThem) {
-  std::istringstream file(test::ReadBytes(test::Wide(CFGEX_TEST_DATA "/dom/namespaces.txt")));
+  std::istringstream file(ReadBytes(Wide(CFGEX_TEST_DATA "/dom/namespaces.txt")));
   std::map<std::string, std::wstring> c;
   int cases = 0;
   for (std::string line; std::getline(file, line);) {
     const std::size_t blank = line.find(' ');
-    c[line.substr(0, blank)] = test::Wide(line.substr(blank + 1));
+    c[line.substr(0, blank)] = Wide(line.substr(blank + 1));
     if (!line.starts_with("-> ")) continue;
     ++cases;
-    SCOPED_TRACE(test::Narrow(c["source"]));
+    SCOPED_TRACE(Narrow(c["source"]));
     const DocumentPtr target = Load(c["target"]);
     {
       const DocumentPtr source = Load(c["source"]);
@@ -236,5 +223,34 @@ TEST(Dom, NamespacesTravelWithWhatUsesThem) {
   EXPECT_EQ(cases, 10);
 }
 
+TEST(Dom, NodesAreSelectedByXPath) {
+  const auto document = Load(
+      L"<R a='1'><G><A><K>1</K><B><K>2</K></B></A><A><K>3</K></A></G><G><A><K>4</K></A>t</G></R>");
+  const Node root = document->get_documentElement();
+  const auto all = [](const Node& node, const wchar_t* path) {
+    std::wstring texts;
+    for (const Node& found : Select(node, path)) texts += found->get_xml() + L"|";
+    return texts;
+  };
+  EXPECT_EQ(all(root, L"G/A/K"), L"<K>1</K>|<K>3</K>|<K>4</K>|");
+  EXPECT_EQ(all(root, L"//B | G/A[2]/K"), L"<B><K>2</K></B>|<K>3</K>|");
+  EXPECT_EQ(all(root, L"@a"), L"1|");
+  EXPECT_EQ(all(root, L"//text()[.='t']"), L"t|");
+  EXPECT_EQ(all(root, L"namespace::*"), L"");
+  EXPECT_EQ(root->selectSingleNode(L"/"), Node(document));
+  EXPECT_FALSE(root->selectSingleNode(L"Absent"));
+  EXPECT_TRUE(As<IXMLDOMAttribute>(root->selectSingleNode(L"@a")));
+
+  const Node cut = root->removeChild(root->selectSingleNode(L"G"));
+  EXPECT_EQ(all(cut, L"/R/G/A/K"), L"<K>4</K>|");
+  EXPECT_EQ(all(cut, L"A/K"), L"<K>1</K>|<K>3</K>|");
+  EXPECT_EQ(all(cut, L"A/B/K/text()"), L"2|");
+  for (const wchar_t* bad : {L"", L"[", L"A[", L"/R/G/A[K='1]", L"/R/G/A[K='it's']", L"count(A)",
+                             L"'text'", L"p:A", L"/R/G/", L"A//", L"/R/G/A[K='\x01']"}) {
+    EXPECT_THROW(root->selectSingleNode(bad), _com_error) << Narrow(bad);
+    EXPECT_THROW(root->selectNodes(bad), _com_error) << Narrow(bad);
+  }
+  EXPECT_THROW(root->selectNodes(std::wstring_view(L"A\0B", 3)), _com_error);
+}
+
 }  // namespace
-}  // namespace cfgex::internal

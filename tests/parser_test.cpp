@@ -3,16 +3,11 @@
 
 #include <string>
 
-#include "platform/dom/create_object.h"
-#include "platform/dom/dom.h"
-#include "tests/support/support.h"
+#include "tests/support/dom.h"
 
-namespace cfgex::internal {
 namespace {
 
-ComPtr<IXMLDOMDocument2> NewDocument() {
-  return CreateObject<IXMLDOMDocument2>(L"MSXML2.DOMDocument.6.0");
-}
+using namespace test;
 
 std::string Nested(int depth) {
   std::string text;
@@ -71,13 +66,13 @@ TEST(Parser, WhatIsNotWellFormedIsRefusedInSilence) {
       "<?xml version='1.0' encoding='Shift_JIS'?><a/>\x81",
       std::string("\xff\xfe<\0a\0/\0>\0\n", 11),
   };
-  const test::Folder folder;
+  const Folder folder;
   const std::wstring file = folder.Path(L"a.xml");
   for (const std::string& text : cases) {
     SCOPED_TRACE(text.substr(0, 200));
-    test::WriteBytes(file, text);
+    WriteBytes(file, text);
     const auto document = NewDocument();
-    const test::Captured captured;
+    const Captured captured;
     EXPECT_FALSE(document->load(file));
     EXPECT_EQ(captured.Text(), "");
     EXPECT_FALSE(document->get_documentElement());
@@ -88,9 +83,9 @@ TEST(Parser, WhatIsNotWellFormedIsRefusedInSilence) {
   EXPECT_THROW(NewDocument()->load(folder.Path(L"")), FileNotRead) << "a directory";
   EXPECT_FALSE(NewDocument()->loadXML(std::wstring_view(L"<a>\0</a>", 8)));
   EXPECT_FALSE(NewDocument()->loadXML(L"<a>\xd800</a>"));
-  EXPECT_TRUE(NewDocument()->loadXML(test::Wide(Nested(kMaxDepth))));
+  EXPECT_TRUE(NewDocument()->loadXML(Wide(Nested(kMaxDepth))));
   for (const char* prefix : {"b", "xmlns:b"})
-    EXPECT_TRUE(NewDocument()->loadXML(test::Wide(WithAttributes(prefix, kMaxElementAttributes))));
+    EXPECT_TRUE(NewDocument()->loadXML(Wide(WithAttributes(prefix, kMaxElementAttributes))));
 }
 
 // The engine keeps a list of catalogs that files name, and looks through it for each further one.
@@ -104,7 +99,7 @@ TEST(Parser, CatalogsThatFilesNameAreOfNoConsequence) {
 }
 
 TEST(Parser, EncodingsAreReadAsDeclaredInFilesAndIgnoredInTexts) {
-  const test::Folder folder;
+  const Folder folder;
   const std::wstring file = folder.Path(L"a.xml");
   const std::string cases[] = {
       "<a>\xc3\xa4</a>",
@@ -113,7 +108,7 @@ TEST(Parser, EncodingsAreReadAsDeclaredInFilesAndIgnoredInTexts) {
       std::string("\xff\xfe<\0a\0>\0\xe4\0<\0/\0a\0>\0", 18),
   };
   for (const std::string& text : cases) {
-    test::WriteBytes(file, text);
+    WriteBytes(file, text);
     const auto document = NewDocument();
     ASSERT_TRUE(document->load(file)) << text;
     EXPECT_EQ(document->get_text(), L"\u00e4") << text;
@@ -159,21 +154,20 @@ TEST(Serializer, SavedTextIsIndentedAndReadsBackTheSame) {
       "<a xmlns=\"u\" xmlns:p=\"v&amp;#w\" p:q=\"&quot;&#9;&#10;&#13;&lt;&amp;&gt;\">\n  <b>x</b>\n"
       "  <c> <d/> y<e><f/></e></c>\n  <p:g>\n    <h/>\n    <!--i-->\n  </p:g>\n"
       "  <j> &#13;\n\t</j>\n  <k/>\n  <l><![CDATA[<&]]></l>\n</a>\n";
-  const test::Folder folder;
+  const Folder folder;
   const std::wstring file = folder.Path(L"a.xml");
   auto document = NewDocument();
   ASSERT_TRUE(document->loadXML(text));
   const std::wstring xml = document->get_xml();
   for (int i = 0; i < 3; ++i) {
     document->save(file);
-    EXPECT_EQ(test::ReadBytes(file), saved);
+    EXPECT_EQ(ReadBytes(file), saved);
     document = NewDocument();
     ASSERT_TRUE(document->load(file));
     EXPECT_EQ(document->get_xml(), xml);
   }
   EXPECT_THROW(NewDocument()->save(file), _com_error);
-  EXPECT_EQ(test::ReadBytes(file), saved);
+  EXPECT_EQ(ReadBytes(file), saved);
 }
 
 }  // namespace
-}  // namespace cfgex::internal
