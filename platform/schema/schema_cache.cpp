@@ -16,13 +16,6 @@
 namespace cfgex::internal {
 namespace {
 
-struct FreeSchemaParser {
-  void operator()(xmlSchemaParserCtxt* context) const noexcept { xmlSchemaFreeParserCtxt(context); }
-};
-struct FreeValidator {
-  void operator()(xmlSchemaValidCtxt* context) const noexcept { xmlSchemaFreeValidCtxt(context); }
-};
-
 // Hands the engine's reports on, once its scope has seen them.
 struct Reporter {
   xmlStructuredErrorFunc report;
@@ -108,7 +101,7 @@ NameKey KeyOf(const xmlNode* c_element) noexcept {
 }
 
 XmlSchemaPtr CompileSchema(xmlDoc* c_document, xmlStructuredErrorFunc report, void* context) {
-  const std::unique_ptr<xmlSchemaParserCtxt, FreeSchemaParser> parser(
+  const std::unique_ptr<xmlSchemaParserCtxt, FreedBy<xmlSchemaFreeParserCtxt>> parser(
       xmlSchemaNewDocParserCtxt(c_document));
   if (parser == nullptr) throw std::bad_alloc();
   Reporter reporter{report, context};
@@ -142,7 +135,7 @@ bool SchemaCache::Validate(xmlDoc* c_document, xmlStructuredErrorFunc report, vo
                            xmlNode* c_element) const {
   if (m_Schema == nullptr) throw _com_error(_com_error::kFail, "validate: no schema");
   RaiseFaultHere(FaultPoint::kNewValidator);
-  const std::unique_ptr<xmlSchemaValidCtxt, FreeValidator> validator(
+  const std::unique_ptr<xmlSchemaValidCtxt, FreedBy<xmlSchemaFreeValidCtxt>> validator(
       xmlSchemaNewValidCtxt(m_Schema.get()));
   if (validator == nullptr) throw std::bad_alloc();
   Reporter reporter{report, context};

@@ -30,10 +30,7 @@ struct ValidationOutcome {
   std::wstring reason;
 };
 
-struct FreeXmlSchema {
-  void operator()(xmlSchema* schema) const noexcept { xmlSchemaFree(schema); }
-};
-using XmlSchemaPtr = std::unique_ptr<xmlSchema, FreeXmlSchema>;
+using XmlSchemaPtr = std::unique_ptr<xmlSchema, FreedBy<xmlSchemaFree>>;
 
 // Compiles a schema for the engine, which keeps pointing into the document. Errors and warnings go
 // to `report`, which raises nothing, with `context`. Null when the schema is refused. To be called

@@ -18,10 +18,8 @@
 namespace cfgex::internal {
 namespace {
 
-struct FreeXmlText {
-  void operator()(void* text) const noexcept { xmlFree(text); }
-};
-using XmlText = std::unique_ptr<xmlChar, FreeXmlText>;
+using FreeText = FreedBy<[](void* text) { xmlFree(text); }>;
+using XmlText = std::unique_ptr<xmlChar, FreeText>;
 
 [[noreturn]] void Refuse(const std::string& what, const std::string& why) {
   throw _com_error(_com_error::kFail, "schema document '" + what + "': " + why);
@@ -32,12 +30,9 @@ constexpr bool kPathsAreLocations = LIBXML_VERSION >= 21300;
 
 // The local file that a URI names.
 std::string PathOfUri(const std::string& text) {
-  struct FreeUri {
-    void operator()(xmlURI* uri) const noexcept { xmlFreeURI(uri); }
-  };
   if (kPathsAreLocations && text.starts_with('/') && !text.starts_with("//")) return text;
   // The raw form: unescaping is left to the end, so that an escaped separator makes no other path.
-  using Uri = std::unique_ptr<xmlURI, FreeUri>;
+  using Uri = std::unique_ptr<xmlURI, FreedBy<xmlFreeURI>>;
   const Uri uri = AskEngine([&] { return Uri(xmlParseURIRaw(text.c_str(), 1)); });
   if (uri == nullptr) Refuse(text, "malformed location");
   const std::string_view scheme = uri->scheme == nullptr ? "" : uri->scheme;
@@ -47,7 +42,7 @@ std::string PathOfUri(const std::string& text) {
   if (uri->path == nullptr || uri->query_raw != nullptr || uri->query != nullptr ||
       uri->fragment != nullptr || uri->opaque != nullptr)
     Refuse(text, "not the location of a file");
-  const std::unique_ptr<char, FreeXmlText> path(xmlURIUnescapeString(uri->path, 0, nullptr));
+  const std::unique_ptr<char, FreeText> path(xmlURIUnescapeString(uri->path, 0, nullptr));
   if (path == nullptr) throw std::bad_alloc();
   return path.get();
 }

@@ -11,38 +11,29 @@ namespace {
 // where one leads back to itself or a path is too long. `next` returns what a node leads to.
 template <class T, class Next, class... Roots>
 std::vector<T*> InOrder(const std::string& what, Next next, Roots&... roots) {
-  struct Step {
-    T* node;
-    std::vector<T*> next;
-    std::size_t height;
-  };
   std::vector<T*> order;
   std::unordered_map<T*, std::size_t> heights;  // 0 while the node is on the path
-  std::vector<Step> path;
-  const auto enter = [&](T* node) {
-    if (const auto [place, fresh] = heights.emplace(node, 0); fresh) {
-      path.push_back({node, next(*node), 1});
-    } else if (place->second == 0) {
-      RefuseSchema("circular " + what);
-    } else if (!path.empty()) {
-      path.back().height = std::max(path.back().height, place->second + 1);
-    }
-  };
   const auto follow = [&](T& root) {
-    enter(&root);
-    while (!path.empty()) {
-      if (!path.back().next.empty()) {
-        T* node = path.back().next.back();
-        path.back().next.pop_back();
-        enter(node);
+    std::vector<T*> open{&root};  // the path, and beside it what its nodes lead to
+    while (!open.empty()) {
+      T* node = open.back();
+      if (heights.emplace(node, 0).second) {
+        for (T* each : next(*node)) {
+          const auto known = heights.find(each);
+          if (known == heights.end())
+            open.push_back(each);
+          else if (known->second == 0)
+            RefuseSchema("circular " + what);
+        }
         continue;
       }
-      const std::size_t height = path.back().height;
+      open.pop_back();
+      if (heights[node] > 0) continue;
+      std::size_t height = 1;
+      for (T* each : next(*node)) height = std::max(height, heights[each] + 1);
       if (height > kMaxSchemaChain) RefuseSchema(what + " nested too deeply");
-      heights[path.back().node] = height;
-      order.push_back(path.back().node);
-      path.pop_back();
-      if (!path.empty()) path.back().height = std::max(path.back().height, height + 1);
+      heights[node] = height;
+      order.push_back(node);
     }
   };
   (std::for_each(roots.begin(), roots.end(), follow), ...);

@@ -16,6 +16,12 @@ using EngineError = const xmlError;
 using EngineError = xmlError;
 #endif
 
+// For owners of what the engine frees by one of its functions.
+template <auto Free>
+struct FreedBy {
+  void operator()(auto* c_object) const noexcept { Free(c_object); }
+};
+
 // Everything that calls the engine in a way that can report something does so inside one of these.
 // It initialises the engine where that is due, and for the time of the scope keeps this thread's
 // error and warning reports to itself, whatever handlers the application has set; its end restores

@@ -7,6 +7,29 @@
 #include "platform/tree/nodes.h"
 
 namespace cfgex::internal {
+namespace {
+
+bool IsNameByte(char c) noexcept {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
+         c == '-' || c == '.' || static_cast<unsigned char>(c) >= 0x80;
+}
+
+void AddPrefixes(const std::string& value, std::set<std::string>& prefixes) {
+  bool isBare = false;
+  for (std::size_t at = 0; at < value.size(); ++at) {
+    while (at < value.size() && std::strchr("-.0123456789", value[at]) != nullptr) ++at;
+    const std::size_t start = at;
+    while (at < value.size() && IsNameByte(value[at])) ++at;
+    if (at == start) continue;
+    if (at < value.size() && value[at] == ':')
+      prefixes.insert(value.substr(start, at - start));
+    else if (start == 0 || value[start - 1] != ':')
+      isBare = true;
+  }
+  if (isBare) prefixes.emplace();
+}
+
+}  // namespace
 
 std::string_view Uri(const xmlNs* c_ns) noexcept {
   return c_ns != nullptr && c_ns->href != nullptr ? Chars(c_ns->href) : std::string_view();
@@ -79,30 +102,6 @@ bool IsTypeAttribute(const xmlAttr* c_attr) noexcept {
   return c_attr->ns != nullptr && std::string_view(Chars(c_attr->name)) == "type" &&
          Uri(c_attr->ns) == kSchemaInstanceNamespace;
 }
-
-namespace {
-
-bool IsNameByte(char c) noexcept {
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
-         c == '-' || c == '.' || static_cast<unsigned char>(c) >= 0x80;
-}
-
-void AddPrefixes(const std::string& value, std::set<std::string>& prefixes) {
-  bool isBare = false;
-  for (std::size_t at = 0; at < value.size(); ++at) {
-    while (at < value.size() && std::strchr("-.0123456789", value[at]) != nullptr) ++at;
-    const std::size_t start = at;
-    while (at < value.size() && IsNameByte(value[at])) ++at;
-    if (at == start) continue;
-    if (at < value.size() && value[at] == ':')
-      prefixes.insert(value.substr(start, at - start));
-    else if (start == 0 || value[start - 1] != ':')
-      isBare = true;
-  }
-  if (isBare) prefixes.emplace();
-}
-
-}  // namespace
 
 std::set<std::string> PrefixesInValues(const xmlNode* c_element) {
   std::set<std::string> prefixes;

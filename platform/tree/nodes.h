@@ -11,6 +11,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/tree/engine.h"
+
 namespace cfgex::internal {
 
 // --- The shape of a tree
@@ -76,10 +78,7 @@ std::string EngineText(std::wstring_view text);
 
 // --- Making
 
-struct FreeNode {
-  void operator()(xmlNode* c_node) const noexcept { xmlFreeNode(c_node); }
-};
-using NodePtr = std::unique_ptr<xmlNode, FreeNode>;
+using NodePtr = std::unique_ptr<xmlNode, FreedBy<xmlFreeNode>>;
 
 xmlNode* NewText(xmlDoc* c_document, const std::string& text);
 xmlNode* NewElement(xmlDoc* c_document, const xmlChar* c_name);

@@ -13,7 +13,6 @@
 
 #include "cfgex/com_error.h"
 #include "platform/os/fault_point.h"
-#include "platform/tree/engine.h"
 #include "platform/tree/limits.h"
 #include "platform/tree/nodes.h"
 
@@ -141,14 +140,6 @@ void OnEndElement(void* context, const xmlChar* localName, const xmlChar* prefix
   if (c_element != nullptr && !preserve) DropBlanks(c_element);
 }
 
-struct FreeParser {
-  void operator()(xmlParserCtxt* c_parser) const noexcept {
-    if (c_parser->myDoc != nullptr) xmlFreeDoc(c_parser->myDoc);
-    c_parser->myDoc = nullptr;
-    xmlFreeParserCtxt(c_parser);
-  }
-};
-
 void SetUp(xmlParserCtxt* c_parser, TextEncoding encoding, Run& run) {
   // HUGE lifts the engine's own limits, as 10 MB for one text; the nesting is limited here. Without
   // NOENT the "&amp;" of a namespace's name comes in as "&#38;", and once more with each reading;
@@ -176,16 +167,16 @@ void SetUp(xmlParserCtxt* c_parser, TextEncoding encoding, Run& run) {
 XmlDocPtr ParseOnce(std::string_view bytes, TextEncoding encoding, ParseObserver* observer) {
   if (observer != nullptr) observer->OnStart();
   Run run{.rest = bytes, .observer = observer};
-  std::unique_ptr<xmlParserCtxt, FreeParser> parser(
+  const std::unique_ptr<xmlParserCtxt, FreedBy<xmlFreeParserCtxt>> parser(
       xmlCreateIOParserCtxt(nullptr, nullptr, Read, nullptr, &run, XML_CHAR_ENCODING_NONE));
   if (parser == nullptr) throw std::bad_alloc();
   run.c_parser = parser.get();
   SetUp(parser.get(), encoding, run);
   xmlParseDocument(parser.get());
+  XmlDocPtr document(std::exchange(parser->myDoc, nullptr));
   // Its state is broken then. What else speaks against its answer is looked for outside.
   if (parser->errNo == XML_ERR_NO_MEMORY) throw std::bad_alloc();
   if (parser->wellFormed != 0 && !run.refused) CheckEnd(run);
-  XmlDocPtr document(std::exchange(parser->myDoc, nullptr));
   if (parser->wellFormed != 0 && parser->nsWellFormed != 0 && !run.refused) return document;
   if (observer != nullptr) observer->OnPart(std::move(document));
   return nullptr;

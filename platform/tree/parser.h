@@ -9,12 +9,11 @@
 #include <string>
 #include <string_view>
 
+#include "platform/tree/engine.h"
+
 namespace cfgex::internal {
 
-struct FreeXmlDoc {
-  void operator()(xmlDoc* doc) const noexcept { xmlFreeDoc(doc); }
-};
-using XmlDocPtr = std::unique_ptr<xmlDoc, FreeXmlDoc>;
+using XmlDocPtr = std::unique_ptr<xmlDoc, FreedBy<xmlFreeDoc>>;
 
 enum class TextEncoding {
   kDeclared,  // as the text's byte-order mark or XML declaration says, UTF-8 otherwise

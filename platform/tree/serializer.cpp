@@ -200,6 +200,15 @@ bool Writer::Write(const xmlNode* c_root, const xmlNode* c_from, const xmlNode* 
   }
 }
 
+constexpr std::string_view kDeclaration = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
+
+void WriteWithLineEnd(Writer& writer, const xmlNode* c_node, const xmlNode* c_end) {
+  for (; c_node != c_end; c_node = c_node->next) {
+    writer.Write(c_node);
+    writer.Add("\n");
+  }
+}
+
 }  // namespace
 
 std::string ToXml(const xmlNode* c_node) {
@@ -212,19 +221,6 @@ std::string ToXml(const xmlNode* c_node) {
   }
   return writer.Take();
 }
-
-namespace {
-
-constexpr std::string_view kDeclaration = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
-
-void WriteWithLineEnd(Writer& writer, const xmlNode* c_node, const xmlNode* c_end) {
-  for (; c_node != c_end; c_node = c_node->next) {
-    writer.Write(c_node);
-    writer.Add("\n");
-  }
-}
-
-}  // namespace
 
 std::string ToFileText(const xmlDoc* c_document) {
   Writer writer(true);
