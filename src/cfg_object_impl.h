@@ -45,7 +45,7 @@ class CCfgObject::CImpl : public CountedImpl {
   bool GetFieldItems(const wchar_t* name, TextList& items, FieldType expected, bool check) const;
   // Replaces the field's element by a new one with an `Item` per text.
   bool SetFieldItems(const wchar_t* name, const TextList& items, FieldType expected, bool check);
-  // What the field's declared type is called, as far as the library knows it.
+  // The field's declared type, by its name; kUnknown if the library does not know the name.
   FieldType GetFieldType(const wchar_t* name) const;
 
   // The first element that the name selects, or none, as for a null name; with `check`, none also
