@@ -32,7 +32,7 @@ class CConfigFileSet {
 
   // Main over backup, if main is the file of that identity.
   bool CopyToBackup(const FileIdentity& identity) const;
-  bool CopyToSnapshot() const;  // main over snapshot
+  bool CopyToTemp() const;  // main over snapshot
   // Puts `source` aside, and makes it the recovery file: the path to load again once the backup has
   // replaced it. It is copied to a bad file, or linked if it cannot be copied. Nothing is made if
   // the newest bad file has the same content.
@@ -60,7 +60,7 @@ class CConfigFileSet {
   Names m_Names = Names::kNone;
   std::wstring m_MainFile;  // the path given last
   std::wstring m_BackupFile;
-  std::wstring m_SnapshotFile;
+  std::wstring m_TempFile;
   std::wstring m_BadFilePattern;              // with the "%d" unfilled
   std::optional<std::uint32_t> m_LastNumber;  // of a bad file
   std::wstring m_RecoveryFile;                // empty until a file has been put aside
