@@ -10,6 +10,7 @@
 #include "platform/os/system.h"
 #include "platform/schema/schema_model.h"
 #include "src/frame.h"
+#include "src/instance_document.h"
 #include "src/prog_id.h"
 
 namespace {
@@ -47,16 +48,13 @@ bool CCfgOption::CImpl::Initialize(const wchar_t* schemaFile) {
   if (schemaFile == nullptr) return false;
   const auto initialize = [&] {
     m_SchemaFile = schemaFile;
-    m_pSchemaDocument = CreateObject<IXMLDOMDocument2>(SelectDomProgId());
+    m_pSchemaDocument = NewDocument();
     const wchar_t* cacheProgId = SelectSchemaCacheProgId();
     m_pSchemaCache = nullptr;
     if (cacheProgId != nullptr)
       m_pSchemaCache = CreateObject<IXMLDOMSchemaCollection2>(cacheProgId);
     if (!m_pSchemaDocument || !m_pSchemaCache) return;
 
-    m_pSchemaDocument->put_async(false);
-    m_pSchemaDocument->put_resolveExternals(true);
-    m_pSchemaDocument->put_validateOnParse(false);
     if (!m_pSchemaDocument->load(m_SchemaFile)) return;
     ReadTargetNamespace();
     m_pSchemaCache->add(m_TargetNamespace, m_pSchemaDocument);

@@ -2,12 +2,10 @@
 
 #include <optional>
 
-#include "platform/dom/create_object.h"
 #include "platform/dom/xml_schema.h"
 #include "src/frame.h"
 #include "src/instance_document.h"
 #include "src/instance_id.h"
-#include "src/prog_id.h"
 
 class CCfgCategory::CImpl : public CountedImpl {
  public:
@@ -94,12 +92,8 @@ bool CCfgCategory::CImpl::CreateObject(const wchar_t* objectName, CCfgObject& ob
   if (!m_Category || m_Category->empty()) return false;
   return Succeeds([&] {
     const std::wstring text = Generate(objectName, m_Category->c_str());
-    const auto document = cfgex::internal::CreateObject<IXMLDOMDocument2>(SelectDomProgId());
-    if (!document) return false;
-    document->put_resolveExternals(true);
-    document->put_async(false);
-    document->put_validateOnParse(false);
-    if (!document->loadXML(text)) return false;
+    const ComPtr<IXMLDOMDocument2> document = NewDocument();
+    if (!document || !document->loadXML(text)) return false;
     return object.Initialize(document->get_documentElement().get(), false);
   });
 }

@@ -11,12 +11,16 @@ constexpr const wchar_t* kDateTimePattern = L"%d-%d-%dT%d:%d:%d";
 
 std::wstring NumberText(const CVar& number) { return static_cast<const wchar_t*>(number); }
 
-// Converts the text into a value of the kind; false if it is not one.
-bool Convert(const std::wstring& text, VARTYPE kind, VARIANT& value) {
-  return Succeeds([&] {
-    const CVar variant(text.c_str());
-    return OS::VariantChangeType(value, variant.GetVariant(), 0, kind) >= 0;
-  });
+// Reads the text of the field as a value of the kind; false if there is no such field, or it holds
+// no such value.
+template <class Impl>
+bool ReadAs(VARTYPE kind, const Impl& object, const wchar_t* name, FieldType expected,
+            VARIANT& value) {
+  std::wstring text;
+  return object.GetFieldText(name, text, expected, object.m_bCheckTypes) && Succeeds([&] {
+           const CVar variant(text.c_str());
+           return OS::VariantChangeType(value, variant.GetVariant(), 0, kind) >= 0;
+         });
 }
 
 }  // namespace
@@ -79,29 +83,23 @@ bool CCfgObject::CImpl::SetValue(const wchar_t* name, const CVar& value) {
 }
 
 bool CCfgObject::CImpl::GetValue(const wchar_t* name, int& value) const {
-  std::wstring text;
-  VARIANT converted;
-  if (!GetFieldText(name, text, FieldType::kInteger, m_bCheckTypes)) return false;
-  if (!Convert(text, VT_I4, converted)) return false;
-  value = converted.lVal;
+  VARIANT read;
+  if (!ReadAs(VT_I4, *this, name, FieldType::kInteger, read)) return false;
+  value = read.lVal;
   return true;
 }
 
 bool CCfgObject::CImpl::GetValue(const wchar_t* name, unsigned int& value) const {
-  std::wstring text;
-  VARIANT converted;
-  if (!GetFieldText(name, text, FieldType::kNonNegativeInteger, m_bCheckTypes)) return false;
-  if (!Convert(text, VT_UI4, converted)) return false;
-  value = converted.ulVal;
+  VARIANT read;
+  if (!ReadAs(VT_UI4, *this, name, FieldType::kNonNegativeInteger, read)) return false;
+  value = read.ulVal;
   return true;
 }
 
 bool CCfgObject::CImpl::GetValue(const wchar_t* name, bool& value) const {
-  std::wstring text;
-  VARIANT converted;
-  if (!GetFieldText(name, text, FieldType::kBoolean, m_bCheckTypes)) return false;
-  if (!Convert(text, VT_BOOL, converted)) return false;
-  value = converted.boolVal != VARIANT_FALSE;
+  VARIANT read;
+  if (!ReadAs(VT_BOOL, *this, name, FieldType::kBoolean, read)) return false;
+  value = read.boolVal != VARIANT_FALSE;
   return true;
 }
 

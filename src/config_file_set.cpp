@@ -112,30 +112,25 @@ std::vector<std::wstring> CConfigFileSet::FindBadFiles() const {
   const std::size_t place = m_BadFilePattern.rfind(L"%d");
   if (place == std::wstring::npos) return paths;
   const std::wstring folder = m_BadFilePattern.substr(0, m_BadFilePattern.rfind(L'/') + 1);
-  std::vector<ListedFile> files;
-  std::string start;
-  std::string end;
   Guarded([&] {
-    start = ToUtf8(m_BadFilePattern.substr(folder.size(), place - folder.size()));
-    end = ToUtf8(m_BadFilePattern.substr(place + 2));
-    files = ListFiles(folder.empty() ? L"." : folder);
-  });
-  std::erase_if(files, [&](const ListedFile& file) {
-    std::string_view number = file.name;
-    if (!number.starts_with(start) || !number.ends_with(end)) return true;
-    if (number.size() <= start.size() + end.size()) return true;
-    number.remove_prefix(start.size());
-    number.remove_suffix(end.size());
-    if (number.starts_with('-')) number.remove_prefix(1);
-    return number.empty() || number.find_first_not_of("0123456789") != number.npos;
-  });
-  const auto written = [](const ListedFile& file) {
-    return std::pair(file.identity[3], file.identity[4]);
-  };
-  std::sort(files.begin(), files.end(), [&](const ListedFile& left, const ListedFile& right) {
-    return written(left) > written(right);
-  });
-  Guarded([&] {
+    const std::string start = ToUtf8(m_BadFilePattern.substr(folder.size(), place - folder.size()));
+    const std::string end = ToUtf8(m_BadFilePattern.substr(place + 2));
+    std::vector<ListedFile> files = ListFiles(folder.empty() ? L"." : folder);
+    std::erase_if(files, [&](const ListedFile& file) {
+      std::string_view number = file.name;
+      if (!number.starts_with(start) || !number.ends_with(end)) return true;
+      if (number.size() <= start.size() + end.size()) return true;
+      number.remove_prefix(start.size());
+      number.remove_suffix(end.size());
+      if (number.starts_with('-')) number.remove_prefix(1);
+      return number.empty() || number.find_first_not_of("0123456789") != number.npos;
+    });
+    const auto written = [](const ListedFile& file) {
+      return std::pair(file.identity[3], file.identity[4]);
+    };
+    std::sort(files.begin(), files.end(), [&](const ListedFile& left, const ListedFile& right) {
+      return written(left) > written(right);
+    });
     for (const ListedFile& file : files) paths.push_back(folder + FromUtf8(file.name));
   });
   return paths;

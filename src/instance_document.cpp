@@ -36,13 +36,19 @@ bool FitsIntoHeader(std::wstring_view value) {
 
 }  // namespace
 
-ComPtr<IXMLDOMDocument2> NewDocument(const CCfgOption& option) {
+ComPtr<IXMLDOMDocument2> NewDocument() {
   auto document = CreateObject<IXMLDOMDocument2>(SelectDomProgId());
-  const auto schemas = As<IXMLDOMSchemaCollection2>(option.GetSchemaCache());
-  if (!document || !schemas) return nullptr;
+  if (!document) return nullptr;
   document->put_resolveExternals(true);
   document->put_async(false);
   document->put_validateOnParse(false);
+  return document;
+}
+
+ComPtr<IXMLDOMDocument2> NewDocument(const CCfgOption& option) {
+  ComPtr<IXMLDOMDocument2> document = NewDocument();
+  const auto schemas = As<IXMLDOMSchemaCollection2>(option.GetSchemaCache());
+  if (!document || !schemas) return nullptr;
   document->putref_schemas(schemas);
   return document;
 }

@@ -18,7 +18,9 @@
 
 namespace cfgex::internal {
 
-// A new empty document that is bound to the schema of `option` and made ready to load; none when
+// A new empty document that is made ready to load; none when none can be made.
+ComPtr<IXMLDOMDocument2> NewDocument();
+// The same, bound to the schema of `option` and made ready to load; none when
 // the option is not initialised or no document can be made.
 ComPtr<IXMLDOMDocument2> NewDocument(const CCfgOption& option);
 
