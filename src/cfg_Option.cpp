@@ -14,8 +14,8 @@
 
 namespace {
 
-// Held by the library's start and its end, so that neither sees the holder of the other go. It has
-// no destructor to run: static data of others may outlive that of the library.
+// Held while the library is initialised and uninitialised, so that neither closes the holder that
+// the other uses. It is never destroyed: static data of others may outlive that of the library.
 constinit std::mutex g_StartOrEnd;
 
 }  // namespace
@@ -81,7 +81,7 @@ void CCfgOption::CImpl::ReadTargetNamespace() {
   m_TargetNamespace = targetNamespace;
 }
 
-// Each number is set only if one more piece follows it.
+// A number is set only if another one follows it.
 void CCfgOption::CImpl::ReadVersion(const std::wstring& version) {
   std::vector<OS::x_wstring> tokens;
   OS::SplitStringToTokensW(&tokens, OS::x_wstring(version), L".");

@@ -35,7 +35,7 @@ class CCfgCategory::CImpl : public CountedImpl {
   std::wstring Generate(const wchar_t* name, const wchar_t* scope);
 };
 
-// Decides, element by element of the schema, what a default object holds.
+// Decides for each element of the schema whether a default object has it, and with which text.
 class CCfgCategory::CImpl::CCreateDefaultCCfgObjectCallback
     : public CXMLSchema::CSchemaElementCallback {
  public:

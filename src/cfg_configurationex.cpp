@@ -5,8 +5,8 @@
 
 namespace {
 
-// A write and a removal may each leave an empty `Category` behind: without this a file that lives
-// for years would fill with them. No schema that a store can use asks for one.
+// A write or a removal may leave an empty `Category`. Without this a file would collect them over
+// the years. No schema that a store can use requires one.
 void DropEmptyGroups(const ComPtr<IXMLDOMDocument2>& document) {
   constexpr long kMostEmpty = 100;
   const ComPtr<IXMLDOMNodeList> empty =
@@ -20,7 +20,7 @@ void DropEmptyGroups(const ComPtr<IXMLDOMDocument2>& document) {
 }  // namespace
 
 CCfgConfigurationEx::CImpl::~CImpl() {
-  // Nothing can be told to anybody here; without memory the files stay as they are.
+  // A destructor can report nothing. If memory runs out, the files stay as they are.
   try {
     CheckOnClose();
   } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch)
@@ -52,7 +52,7 @@ bool CCfgConfigurationEx::CImpl::Initialize(const wchar_t* path) {
 ComPtr<IXMLDOMDocument2> CCfgConfigurationEx::CImpl::ReadConfiguration(const wchar_t* path) {
   const ComPtr<IXMLDOMDocument2> document = NewDocument(m_Option);
   if (!document || !document->load(path)) return nullptr;
-  // The schema may accept other roots; no path of a store finds anything below one.
+  // The schema may accept other roots, but the store's paths find nothing below them.
   if (!document->selectSingleNode(L"/Configuration")) return nullptr;
   std::wstring reason;
   return ValidateDocument(document, reason) ? document : nullptr;
@@ -65,7 +65,7 @@ bool CCfgConfigurationEx::CImpl::LoadConfigurationFile(const wchar_t* path) {
     const ComPtr<IXMLDOMDocument2> document = ReadConfiguration(path);
     if (!document) return;
     DropEmptyGroups(document);
-    // First what may fail: one file's document must not be kept with another file's path.
+    // What may fail comes first: a document must not be kept with another file's path.
     m_ConfigFile = path;
     m_pDocument = document;
     m_FileSet.CopyToBackup(document->get_file().identity);
@@ -98,7 +98,7 @@ void CCfgConfigurationEx::CImpl::RefreshBackup() {
 bool CCfgConfigurationEx::CImpl::Commit() {
   std::wstring reason;
   if (!ValidateDocument(m_pDocument, reason)) return false;
-  if (++m_SaveCount % m_TempInterval == 0) m_FileSet.CopyToTemp();
+  if (++m_SaveCount % m_SnapshotInterval == 0) m_FileSet.CopyToSnapshot();
   return true;
 }
 

@@ -1,5 +1,5 @@
-// Copying: one stored instance becomes a copy of another, by way of the source's stand-alone
-// document, where all ids are changed.
+// Copying: one stored instance becomes a copy of another. The ids are changed in the source's
+// stand-alone document.
 
 #include "cfgex/cfg_instance.h"
 #include "src/cfg_configurationex_impl.h"
@@ -8,8 +8,8 @@
 
 namespace {
 
-// A source that reaches the target brings the target's old form along. The copy takes its place:
-// references to the target lead to the copy.
+// If the source reaches the target, its document has the target's old form. The copy replaces that,
+// and references to the target lead to the copy.
 void DropOldForm(const ComPtr<IXMLDOMElement>& source, const wchar_t* targetId) {
   const ComPtr<IXMLDOMElement> oldForm = FindInstanceElement(
       source->get_ownerDocument()->get_documentElement(), targetId, source->get_tagName().c_str());
@@ -33,7 +33,7 @@ bool CCfgConfigurationEx::CImpl::CopyConfiguration(const wchar_t* sourceId, cons
   if (category.empty() || !(category == target.GetCategory())) return false;
   if (reservedIds != nullptr) return false;
 
-  // Ids are made new while the source still has its own: references back to it are known by that.
+  // The source keeps its id until all others are changed: references back to it are found by it.
   const auto element = As<IXMLDOMElement>(source.GetRawInterface());
   if (deep) {
     const ComPtr<IXMLDOMElement> storedRoot = m_pDocument->get_documentElement();

@@ -54,7 +54,7 @@ class CCfgConfigurationEx::CImpl : public CountedImpl {
   bool ExportInstance(const ComPtr<IXMLDOMElement>& source, const wchar_t* instanceId,
                       OS::x_wstring& xml);
 
-  // The two ways of a write. Both may raise _com_error, with the change done as far as it came.
+  // The two cases of a write. Both may raise _com_error, with a part of the change done.
   void ReplaceInstance(const ComPtr<IXMLDOMElement>& storedElement,
                        const IncomingInstance& incoming, IdList* changedIds);
   void InsertInstance(const IncomingInstance& incoming, IdList* changedIds);
@@ -69,12 +69,12 @@ class CCfgConfigurationEx::CImpl : public CountedImpl {
   bool RemoveInstance(const wchar_t* xml, const Survivor& survivor, IdList* changedIds, bool save);
 
   // The commit of a change that was made in memory: validates the whole document, counts, and on
-  // every tenth time copies the main file to the temporary file. False when the document is not
+  // every tenth time copies the main file to the snapshot. False when the document is not
   // valid. The caller then saves, if it is to.
   bool Commit();
   void Save();  // raises _com_error when the file cannot be written
 
-  // Runs a change of the document. An exception that passes the guards, want of memory above all,
+  // Runs a change of the document. An exception that passes the guards, lack of memory above all,
   // may leave half of the change: then the store holds nothing any more, and the file stays.
   template <class Change>
   auto WholeOrDropped(Change&& change) {
@@ -95,6 +95,6 @@ class CCfgConfigurationEx::CImpl : public CountedImpl {
   std::atomic<bool> m_bLoaded{false};
   CCfgOption m_Option;
   CConfigFileSet m_FileSet;
-  std::uint32_t m_SaveCount = 0;            // commits of this store, saved or not
-  const std::uint32_t m_TempInterval = 10;  // commits
+  std::uint32_t m_SaveCount = 0;                // commits of this store, saved or not
+  const std::uint32_t m_SnapshotInterval = 10;  // commits
 };

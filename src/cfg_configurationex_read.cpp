@@ -19,7 +19,7 @@ void AppendReferencedInstances(const ComPtr<IXMLDOMElement>& resultRoot,
       const ComPtr<IXMLDOMElement> group = result->createElement(L"Category");
       bool filled = false;
       for (const InstanceName* name : names) {
-        // The instance asked for stays single when references lead back to it.
+        // References may lead back to the requested instance, which is in the result only once.
         if (FindReferencedInstance(resultRoot, *name)) continue;
         const ComPtr<IXMLDOMElement> stored = FindReferencedInstance(storeRoot, *name);
         if (!stored) continue;

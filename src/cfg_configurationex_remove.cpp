@@ -8,7 +8,7 @@ bool CCfgConfigurationEx::CImpl::RemoveConfiguration(const wchar_t* xml, IdList*
   return RemoveInstance(xml, {}, changedIds, save);
 }
 
-// Not guarded: what its steps do not catch reaches the caller.
+// Not guarded: exceptions that its steps do not catch reach the caller.
 bool CCfgConfigurationEx::CImpl::RemoveInstance(const wchar_t* xml, const Survivor& survivor,
                                                 IdList* changedIds, bool save) {
   if (xml == nullptr) return false;

@@ -22,7 +22,7 @@ bool CCfgConfigurationEx::CImpl::SetConfiguration(const wchar_t* xml, IdList* ch
       }
 
       if (!Commit()) return;
-      // The change is in memory, and valid: a failing save does not take that back.
+      // The change is in memory, and valid, even if saving it fails.
       result = true;
       if (save) Save();
     });
@@ -30,8 +30,8 @@ bool CCfgConfigurationEx::CImpl::SetConfiguration(const wchar_t* xml, IdList* ch
   return result;
 }
 
-// References may lead back to the instance itself. It is replaced once, in its place: its stored
-// form is spared by both steps on closures, its incoming form is not copied.
+// References may lead back to the instance itself. It is replaced once, in its place: both steps on
+// closures spare its stored form, and its incoming form is not copied.
 void CCfgConfigurationEx::CImpl::ReplaceInstance(const ComPtr<IXMLDOMElement>& storedElement,
                                                  const IncomingInstance& incoming,
                                                  IdList* changedIds) {
@@ -54,7 +54,7 @@ void CCfgConfigurationEx::CImpl::ReplaceInstance(const ComPtr<IXMLDOMElement>& s
   MergeClosureIds(newClosure, *changedIds);
 }
 
-// Likewise: the incoming form moves in once, after what it reaches.
+// As above, the incoming form is inserted once, after what it reaches.
 void CCfgConfigurationEx::CImpl::InsertInstance(const IncomingInstance& incoming,
                                                 IdList* changedIds) {
   const ComPtr<IXMLDOMElement> storedRoot = m_pDocument->get_documentElement();

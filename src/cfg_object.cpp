@@ -59,7 +59,7 @@ bool CCfgObject::SetFieldValue(const wchar_t* name, const tm& value) {
 
 namespace {
 
-// The wide twin of a 32-bit overload.
+// The 64-bit form of a 32-bit overload.
 template <class Narrow, class WideType, class Impl>
 bool ReadWide(const Impl& object, const wchar_t* name, WideType& value) {
   Narrow narrow = 0;

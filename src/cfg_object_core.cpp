@@ -14,7 +14,7 @@ bool CCfgObject::CImpl::Initialize(const wchar_t* xml) {
   Guarded([&] {
     const IncomingInstance incoming = ReadIncomingInstance(xml, m_Option);
     if (incoming.document) m_pDocument = incoming.document;
-    // An element that the object was bound to stays until there is an id to look for.
+    // The object keeps the element that it was bound to until there is an id to look for.
     if (!incoming.id) return;
     m_pRoot = incoming.element;
     m_bLoaded = static_cast<bool>(m_pRoot);

@@ -45,13 +45,13 @@ class CCfgObject::CImpl : public CountedImpl {
   bool GetFieldItems(const wchar_t* name, TextList& items, FieldType expected, bool check) const;
   // Replaces the field's element by a new one with an `Item` per text.
   bool SetFieldItems(const wchar_t* name, const TextList& items, FieldType expected, bool check);
-  // What the field's declared type is called, as far as the library knows it.
+  // The field's declared type, by its name; kUnknown if the library does not know the name.
   FieldType GetFieldType(const wchar_t* name) const;
 
   // The first element that the name selects, or none. Raises _com_error for a malformed name.
   ComPtr<IXMLDOMElement> SelectField(const wchar_t* name) const;
 
-  // The scalar overloads; the null name is theirs to refuse.
+  // The scalar overloads. Each refuses a null name itself.
   bool SetValue(const wchar_t* name, const CVar& value);
   bool SetValue(const wchar_t* name, int value);
   bool SetValue(const wchar_t* name, unsigned int value);

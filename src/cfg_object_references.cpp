@@ -202,9 +202,9 @@ Element MakeItem(const ComPtr<IXMLDOMDocument2>& document, const CCfgInstance& i
 
 // Brings the targets of an array, one after the other, into the document of the field.
 //
-// A target brings everything that the array has reached so far and that its document holds: of an
-// instance that several documents hold, the last one's form stays. As long as the document is
-// the same as before, only what the target adds is new.
+// A target brings all that the array has reached so far, as its own document has it. So if several
+// documents have an instance, the form in the last one stays. If a target is from the same document
+// as the one before, only what it adds is copied.
 class TargetBringer {
  public:
   TargetBringer(const Element& root, const Element& holder) : m_Root(root), m_Holder(holder) {}

@@ -11,7 +11,7 @@ constexpr const wchar_t* kDateTimePattern = L"%d-%d-%dT%d:%d:%d";
 
 std::wstring NumberText(const CVar& number) { return static_cast<const wchar_t*>(number); }
 
-// The text as a value of the kind; false when it is none.
+// Converts the text into a value of the kind; false if it is not one.
 bool Convert(const std::wstring& text, VARTYPE kind, VARIANT& value) {
   bool result = false;
   Guarded([&] {

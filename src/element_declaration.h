@@ -6,7 +6,7 @@
 namespace cfgex::internal {
 
 // The declaration of an element of a document that is bound to a schema; none when the element is
-// absent, its document is bound to none, or the schema does not declare it. Raises _com_error
+// absent, its document is bound to no schema, or the schema does not declare it. Raises _com_error
 // where the platform fails.
 inline ComPtr<ISchemaElement> DeclarationOf(const ComPtr<IXMLDOMElement>& element) {
   if (!element) return nullptr;

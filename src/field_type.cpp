@@ -23,7 +23,7 @@ constexpr std::array<const wchar_t*, 16> kTypeNames = {
     L"DateTimeArrayType",
     L"ReferenceArrayType",
     L"EmbeddedObjectArrayType",
-    L"UnsigedIntegerArrayType",  // spelled so in the schemas of the field
+    L"UnsigedIntegerArrayType",  // spelled like this in existing schemas
     L"InstanceIdType",
     L"UnknownType",
 };

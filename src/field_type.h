@@ -1,4 +1,4 @@
-// The schema type names that the library knows, and how an element's type is held against them.
+// The schema type names that the library knows, and how an element's type is compared with them.
 #pragma once
 
 #include <string_view>
@@ -29,7 +29,7 @@ enum class FieldType {
 
 // The name of the schema type; "UnknownType" for kUnknown and for numbers outside the list.
 const wchar_t* GetFieldTypeName(FieldType type);
-// The other way, exactly; kUnknown for any other name.
+// The type with exactly this name; kUnknown for any other name.
 FieldType FieldTypeFromName(std::wstring_view name);
 
 // Whether the element's declared type is `expected`: by its own name, or by that of its direct

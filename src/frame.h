@@ -1,6 +1,6 @@
 // What all handle classes share: counting, and the rule of failure.
 //
-// 1. A CImpl is born with the count 1, which belongs to the handle whose constructor made it.
+// 1. A CImpl begins with the count 1, which belongs to the handle whose constructor made it.
 // 2. Every handle owns one count: copying a handle adds one, its end or re-assignment gives one up.
 // 3. The handle that gives up the last count destroys the CImpl, and nothing else does.
 #pragma once
@@ -41,9 +41,8 @@ Impl* MakeImpl(const wchar_t* file, int line, Args&&... args) {
   }
 }
 
-// The failure rule: runs `body` and takes a _com_error, and only that, without a trace. The
-// result of an operation is what its result variable held when the failure came; nothing that was
-// done is undone.
+// The failure rule: runs `body`, and catches _com_error and nothing else. The result of the
+// operation is then the value that its result variable has at that moment. Nothing is undone.
 template <class Body>
 void Guarded(Body&& body) {
   try {

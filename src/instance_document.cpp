@@ -28,8 +28,8 @@ std::wstring WithBlanksNumbered(const wchar_t* value) {
   return result;
 }
 
-// A value with one of these ends the attribute, or, where a parser takes it for a reference, names
-// another instance than the one that was meant.
+// A value with one of these characters ends the attribute, or a parser takes it for a reference,
+// and the header then names another instance.
 bool FitsIntoHeader(std::wstring_view value) {
   return value.find_first_of(L"\"&<") == std::wstring_view::npos;
 }

@@ -7,7 +7,7 @@
 //     <Category> instances of one category that it reaches </Category> ...
 //   </Configuration>
 //
-// Each step answers a failure of the XML platform with its failure value and raises none.
+// If the XML platform fails, each step returns its failure value and raises nothing.
 #pragma once
 
 #include <optional>
@@ -23,7 +23,8 @@ namespace cfgex::internal {
 ComPtr<IXMLDOMDocument2> NewDocument(const CCfgOption& option);
 
 // Whether the document, as it is, is valid. If not, `failureText` names the first fault:
-// "At line ", the line, a newline, the reason. Unchanged when valid, or when it cannot be told.
+// "At line ", the line, a newline, the reason. Unchanged if the document is valid, or if validating
+// failed.
 bool ValidateDocument(const ComPtr<IXMLDOMDocument2>& document, std::wstring& failureText);
 
 // Makes a document that holds the header alone, with the version of the schema in use, and returns
@@ -36,17 +37,17 @@ ComPtr<IXMLDOMElement> CreateHeaderDocument(const wchar_t* instanceId, CCfgOptio
 bool ParseInstanceDocument(const wchar_t* text, const CCfgOption& option,
                            std::wstring& failureText);
 
-// Points the document at the schema in use, whatever it named before.
+// Makes the document name the schema in use, whatever it named before.
 void ApplySchemaLocation(const ComPtr<IXMLDOMElement>& root, CCfgOption& option);
 
-// A document that came in as text, and the instance that it is about.
+// A document made from a text, and the instance that it is about.
 struct IncomingInstance {
   ComPtr<IXMLDOMDocument2> document;  // set as soon as one was made
   std::optional<std::wstring> id;     // the header's `instance_id`; set when the document is valid
   ComPtr<IXMLDOMElement> element;     // the instance with that id; set when there is one
 };
 
-// Parses `xml`, points it at the schema in use, validates it, and finds the instance that its
+// Parses `xml`, makes it name the schema in use, validates it, and finds the instance that its
 // header names. Raises _com_error where the platform fails outside the steps above.
 IncomingInstance ReadIncomingInstance(const wchar_t* xml, CCfgOption& option);
 

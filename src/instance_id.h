@@ -6,8 +6,8 @@
 
 namespace cfgex::internal {
 
-// A GUID as text in braces, or, if the system gives none, the tick count with "%8d". Such a number
-// goes up until `isTaken` says that it is free; a GUID is never taken.
+// A GUID as text in braces, or, if the system gives none, the tick count with "%8d". The number is
+// increased while `isTaken` returns true; a GUID is never taken.
 std::wstring MakeInstanceId(const std::function<bool(const std::wstring&)>& isTaken);
 
 // The same where no other id is known.

@@ -1,8 +1,8 @@
 // The paths by which instances are found in a document. `context` is any element of it.
 //
-// A category is an XML name, or "*" for any where that is said; an id is text that XML can carry,
-// without a single quote. What does not fit makes no path: these functions raise _com_error for it,
-// as the evaluation of a malformed path does.
+// A category is an XML name, or "*" for any category where a function allows it. An id is text that
+// XML can carry, without a single quote. For anything else these functions raise _com_error, as the
+// evaluation of a malformed path does.
 #pragma once
 
 #include <string_view>

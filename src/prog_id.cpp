@@ -8,7 +8,7 @@
 namespace cfgex::internal {
 namespace {
 
-// Two first calls at once may both probe; they find the same.
+// Two threads may both make the first call; they find the same.
 std::atomic<const wchar_t*> g_DomProgId{nullptr};
 std::atomic<const wchar_t*> g_SchemaCacheProgId{nullptr};
 

@@ -3,11 +3,11 @@
 
 namespace cfgex::internal {
 
-// The name of the document class: the newest one that can be made, found out at the first call and
-// kept for the life of the process. Never null. Any thread may call.
+// The name of the newest document class that can be made. The first call finds it, and it is kept
+// for the life of the process. Never null. Any thread may call.
 const wchar_t* SelectDomProgId();
 
-// The same for the schema cache; null if none can be made, and then the next call tries anew.
+// The same for the schema cache. Null if none can be made; the next call then tries again.
 const wchar_t* SelectSchemaCacheProgId();
 
 }  // namespace cfgex::internal

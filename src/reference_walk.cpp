@@ -98,7 +98,7 @@ ComPtr<IXMLDOMElement> TargetOf(const ComPtr<IXMLDOMElement>& reference) {
 
 namespace {
 
-// One instance under way in the walk: its `InstanceId` elements, and how far they were looked at.
+// An instance that the walk is in: its `InstanceId` elements, and the next one to visit.
 struct WalkLevel {
   ComPtr<IXMLDOMNodeList> ids;
   long length = 0;
@@ -115,7 +115,8 @@ void Enter(const ComPtr<IXMLDOMElement>& root, const wchar_t* instanceId, const 
   });
 }
 
-// Goes on with an instance to its next reference that is new to the closure; nothing at its end.
+// Enters the instance's next reference that is new to the closure, and returns it; nothing if there
+// is none.
 std::optional<InstanceName> NextNewReference(WalkLevel& level, ReferenceClosure& closure) {
   std::optional<InstanceName> found;
   Guarded([&] {
@@ -172,7 +173,7 @@ void CopyClosureInstances(const ComPtr<IXMLDOMElement>& target,
   if (!target || !source) return;
   Guarded([&] {
     for (const auto& [category, names] : closure.ByCategory()) {
-      // What names no instance must not keep the others from being copied.
+      // A name without an instance must not keep the others from being copied.
       if (!IsNCName(category)) continue;
       const ComPtr<IXMLDOMNode> receiving = ReceivingElement(target, category);
       for (const InstanceName* name : names) {

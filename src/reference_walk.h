@@ -9,8 +9,8 @@
 //
 // An empty `InstanceId` refers to nothing. Types are known only in a document bound to a schema.
 //
-// None of these operations reports a failure: where the platform fails, each ends with what it has
-// done so far. None locks anything. None recurses along a chain of references.
+// No operation reports a failure: if the platform fails, it ends with what it has done so far. None
+// locks anything. None recurses along a chain of references.
 #pragma once
 
 #include <map>
@@ -32,7 +32,7 @@ struct InstanceName {
   auto operator<=>(const InstanceName&) const = default;
 };
 
-// The instances that a walk has found. It holds what references say, dangling ones too.
+// The names that a walk has found, also those in references that lead nowhere.
 class ReferenceClosure {
  public:
   ReferenceClosure() = default;
@@ -59,16 +59,16 @@ class ReferenceClosure {
   std::vector<const InstanceName*> m_Order;
 };
 
-// The reference whose `InstanceId` child `node` is; nothing if it is no such thing.
+// The reference that has `node` as its child `InstanceId`; nothing if `node` is not such a child.
 std::optional<InstanceName> ReadReference(const ComPtr<IXMLDOMNode>& node);
 
-// The instance that a reference names, or none. What a reference says is data: "*" is no category
-// here, but a text that is no XML name and so names nothing.
+// The instance that a reference names, or none. The category "*" names nothing here: it comes from
+// a file, and is not an XML name.
 ComPtr<IXMLDOMElement> FindReferencedInstance(const ComPtr<IXMLDOMElement>& root,
                                               const InstanceName& name);
 
-// The same for a reference element, or an `Item`; none also if it has not both children. The schema
-// is not asked.
+// The same for a reference element, or an `Item`; also none if it lacks one of the children. Does
+// not use the schema.
 ComPtr<IXMLDOMElement> TargetOf(const ComPtr<IXMLDOMElement>& reference);
 
 // Whether the schema says that the element is of the named type or of a type based on it directly.
@@ -84,16 +84,15 @@ ComPtr<IXMLDOMElement> FindInstanceElement(const ComPtr<IXMLDOMElement>& root,
 void CollectReferences(const ComPtr<IXMLDOMElement>& root, const wchar_t* instanceId,
                        const wchar_t* category, ReferenceClosure& closure);
 
-// Removes the instances of the closure from the document that `context` lies in, whoever else
-// refers to them; `spared` stays. Emptied `Category` elements stay too.
+// Removes the instances of the closure from the document of `context`, even if others refer to
+// them. `spared` stays, and so do `Category` elements that become empty.
 void RemoveClosureInstances(const ComPtr<IXMLDOMElement>& context, const ReferenceClosure& closure,
                             const ComPtr<IXMLDOMElement>& spared);
 
-// Brings copies of the closure's instances from the document with the root `source` into that with
-// the root `target`: in the place of an instance that is there, else at the end of the `Category`
-// element that holds the category's first instance, else in a new one. An instance that is about to
-// be replaced or moved by other means is spared: `sparedTarget` is not replaced, `sparedSource` not
-// copied.
+// Copies the closure's instances from the document with the root `source` into the one with the
+// root `target`. A copy replaces the instance of the same name. If there is none, it goes to the
+// end of the `Category` element that holds the category's first instance, or into a new one.
+// `sparedTarget` is not replaced and `sparedSource` not copied: the caller replaces or moves them.
 void CopyClosureInstances(const ComPtr<IXMLDOMElement>& target,
                           const ComPtr<IXMLDOMElement>& source, const ReferenceClosure& closure,
                           const ComPtr<IXMLDOMElement>& sparedTarget,

@@ -17,8 +17,8 @@ namespace {
 
 using Element = ComPtr<IXMLDOMElement>;
 
-// First everything is found under its old id, then everything is renamed: in between no path would
-// tell an instance that has its new id from one that never existed.
+// All instances are found under their old ids before any is renamed: a path with an old id would
+// find a renamed instance no more, as if it did not exist.
 class Regeneration {
  public:
   Regeneration(Element root, const std::function<bool(const std::wstring&)>& isTaken,

@@ -23,7 +23,7 @@ class ValueArray : public CountedImpl {
 
   void AddItem(const Element& value) { m_Items.push_back(value); }
 
-  // The items may be handles whose end runs other code: the list is empty before they go.
+  // The items may be handles, and destroying them runs other code: the list is emptied before.
   void Empty() { std::vector<Element>().swap(m_Items); }
 
  private:

@@ -16,7 +16,7 @@ Change::Change(const Arguments& arguments)
 CCfgInstance Change::Take(const Element& instance) {
   OS::x_wstring xml;
   if (!Store().GetConfiguration(IdOf(instance).c_str(), instance->get_tagName().c_str(), xml))
-    throw Stop(kInvalid, NameOf(instance) + L" makes no valid document of its own");
+    throw Stop(kInvalid, L"the document of " + NameOf(instance) + L" is not valid");
   return {xml, m_File.Option()};
 }
 
@@ -65,9 +65,9 @@ LoadedFile Change::Result() const {
   return {m_File.Option(), m_File.Path(), std::move(bytes), std::move(document)};
 }
 
-// What was lost comes back as an application would write it: as the document of an instance with
-// all that it reaches. That is read from a store which holds the lost instances beside the changed
-// ones, so nothing that was changed goes back to its old form.
+// Puts back what was lost as an application would: as the document of an instance with all that it
+// reaches. The document is read from a store with the lost and the changed instances, so the
+// changed ones keep their new form.
 void Change::PutBack(const std::vector<InstanceName>& lost) {
   const LoadedFile merged = Result();
   const auto document = merged.Root()->get_ownerDocument();
@@ -87,7 +87,7 @@ void Change::PutBack(const std::vector<InstanceName>& lost) {
     if (!source.Store().GetConfiguration(id.c_str(), category.c_str(), xml) ||
         !Store().SetConfiguration(xml, nullptr, nullptr))
       StopRefused(L"the change would take " + category + L" " + Quoted(id) +
-                  L" along, which cannot be kept; --drop-reached lets it go");
+                  L" along, which cannot be kept; --drop-reached removes it");
   }
 }
 

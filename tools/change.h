@@ -1,9 +1,9 @@
 // How every change is made.
 //
-//   1. The file must be valid: nothing is healed on the way.
+//   1. The file must be valid: a change does not restore a damaged file.
 //   2. The change is made on a private copy, by the library's interface (private_store.h).
-//   3. What it took out of the file beside what it was asked to, because the library lets go of
-//      what the old form of an instance reached, is put back, unless --drop-reached was given.
+//   3. The library also removes what the old form of an instance reached. What the command was not
+//      asked to remove is put back, unless --drop-reached was given.
 //   4. The file, unless it was changed meanwhile, is copied to its backup, and then replaced as a
 //      whole. With --dry-run this step is left out.
 #pragma once
@@ -25,12 +25,13 @@ class Change {
   const LoadedFile& File() const { return m_File; }
   CCfgConfigurationEx& Store() { return m_Work.Store(); }
 
-  // The document of a stored instance, as an object. Stops with kInvalid if it makes none.
+  // The document of a stored instance, as an object. Stops with kInvalid if the document is not
+  // valid.
   CCfgInstance Take(const Element& instance);
   // Stores the instance. Stops with kInvalid and the faults if the library refuses it.
   void Put(const CCfgInstance& instance);
   void Put(const std::wstring& xml);
-  // Stops with kInvalid and what is wrong with the whole document now.
+  // Stops with kInvalid and the faults of the whole document.
   [[noreturn]] void StopRefused(const std::wstring& what);
 
   // Steps 3 and 4. `leaving` is what the command removes because it was asked to.
@@ -47,8 +48,8 @@ class Change {
   Content m_Before;
 };
 
-// Puts the new content into the place of the file that was read, with a backup before. Stops with
-// kFailed when the file is not what was read any more, or cannot be written.
+// Backs up the file that was read, and replaces it by the new content. Stops with kFailed if the
+// file has changed since it was read, or cannot be written.
 void PutInPlace(const LoadedFile& file, std::string_view content, Report& report);
 
 }  // namespace cfgexctl

@@ -58,13 +58,13 @@ CCfgInstance MakeInstance(const std::wstring& category, const std::wstring& id,
     CCfgObject known(file.Option());
     if (!maker.CreateObject(category.c_str(), known))
       throw Stop(kMissing, L"the schema knows no category " + Quoted(category));
-    throw Stop(kInvalid, L"the schema makes no valid " + OnOneLine(category) + L" by itself",
+    throw Stop(kInvalid, L"the schema's defaults make no valid " + OnOneLine(category),
                WhyNoInstance(category, file.Option()));
   }
   if (id.empty()) return instance;
   if (FindInstanceElement(file.Root(), id.c_str(), L"*"))
     throw Stop(kFailed, L"there is an instance " + Quoted(id) + L" already");
-  if (!instance.SetInstanceId(id.c_str())) throw Stop(kInvalid, Quoted(id) + L" can be no id");
+  if (!instance.SetInstanceId(id.c_str())) throw Stop(kInvalid, Quoted(id) + L" is not a valid id");
   return instance;
 }
 
@@ -77,7 +77,7 @@ void New(const Arguments& arguments, Report& report) {
   for (const std::string& assignment : arguments.assignments) {
     const std::size_t equals = assignment.find('=');
     if (equals == std::string::npos)
-      throw Stop(kUsage, Quoted(Wide(assignment)) + L" is no FIELD=VALUE");
+      throw Stop(kUsage, Quoted(Wide(assignment)) + L" is not of the form FIELD=VALUE");
     Assign(change, instance, Wide(assignment.substr(0, equals)),
            Wide(assignment.substr(equals + 1)));
   }

@@ -9,13 +9,13 @@
 namespace cfgexctl {
 namespace {
 
-// Everything that is said about one file. The first kMostFindings of each kind are kept.
+// The findings in one file. The first kMostFindings of each kind are kept.
 class Check {
  public:
   explicit Check(const LoadedFile& file) : m_File(file) {}
 
   void Faults();
-  void Frame();       // what the library asks of a file beyond the schema
+  void Frame();       // what the library requires of a file beyond the schema
   void Header();      // of a stand-alone document
   void Identities();  // ids that occur twice, or cannot be found
   void References();  // what leads nowhere, what nothing refers to

@@ -1,4 +1,4 @@
-// check-schema: does a schema compile, and does it offer what the library asks for.
+// check-schema: does a schema compile, and does it declare what the library requires.
 
 #include <algorithm>
 

@@ -122,7 +122,7 @@ Field FindField(const Element& instance, const std::wstring& path) {
 
 // --- Values
 
-// "nonNegativeInteger" is one step from "integer", and a type of its own all the same.
+// "nonNegativeInteger" is one step from "integer", but also a type of its own.
 FieldType TypeOf(const Element& element) {
   if (CheckFieldType(element, FieldType::kNonNegativeInteger))
     return FieldType::kNonNegativeInteger;
@@ -169,7 +169,7 @@ std::optional<bool> TruthValue(const std::wstring& text) {
   return std::nullopt;
 }
 
-// A reference's two parts; nothing for what has not both.
+// A reference's two parts; nothing if one is missing.
 std::optional<InstanceName> PartsOf(const Element& reference) {
   const Element category = ChildElement(reference, L"Category");
   const Element id = ChildElement(reference, L"InstanceId");
@@ -339,7 +339,7 @@ bool SetReferences(CCfgInstance& instance, const Field& field, const std::wstrin
   return there == wanted || instance.SetFieldValue(field.xpath.c_str(), array);
 }
 
-// A whole number that no application could read is valid, and of no use.
+// A whole number of more than 32 bits may be valid, but no application could read it.
 bool SetNumber(CCfgInstance& instance, const Field& field, const std::wstring& value,
                bool isSigned) {
   const auto number = WholeNumber(value);
@@ -393,7 +393,7 @@ void SetField(CCfgInstance& instance, const Field& field, const std::wstring& va
     set = SetList<CCfgBooleanArray>(instance, field, value, truth);
   } else if (type == FieldType::kEmbeddedObject || IsListType(type) ||
              !ChildElements(field.element).empty()) {
-    throw Stop(kUsage, OnOneLine(field.path) + L" is no single value: set the fields in it");
+    throw Stop(kUsage, OnOneLine(field.path) + L" is not a single value: set the fields in it");
   } else if (type == FieldType::kInteger || type == FieldType::kNonNegativeInteger) {
     set = SetNumber(instance, field, value, type == FieldType::kInteger);
   } else if (const auto given = TruthValue(value); type == FieldType::kBoolean && given) {
@@ -402,7 +402,7 @@ void SetField(CCfgInstance& instance, const Field& field, const std::wstring& va
     set = SetText(instance, field.xpath, value);
   }
   if (!set)
-    throw Stop(kInvalid, OnOneLine(field.path) + L" does not take the value " + Quoted(value));
+    throw Stop(kInvalid, OnOneLine(field.path) + L" does not accept the value " + Quoted(value));
 }
 
 }  // namespace cfgexctl

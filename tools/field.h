@@ -2,8 +2,8 @@
 //
 // A path is names joined by dots: "Name", "Comfort.Warmest", "Controller.InstanceId". A number in
 // brackets, from 1, picks a member of a list: "Tags[2]", "Escalation[1].Channel"; and one of
-// several elements of one name: "Escalation.Step[2]". Where a name itself has a dot in it, slashes
-// join.
+// several elements of one name: "Escalation.Step[2]". If a name contains a dot, names are joined by
+// slashes.
 #pragma once
 
 #include <string>
@@ -19,7 +19,7 @@ struct Field {
   std::wstring xpath;  // from the instance, as the library's interface takes it
 };
 
-// Stops with kUsage for what is no path, and with kMissing for a field that is not there.
+// Stops with kUsage if the text is no path, and with kMissing if there is no such field.
 Field FindField(const Element& instance, const std::wstring& path);
 
 // The type that decides how the library reads and writes the field; kUnknown for any other.
@@ -34,8 +34,9 @@ void PrintFields(const Element& element, std::size_t indent, Report& report);
 // A field's value on one line, as `get` prints it and `set` takes it.
 std::wstring TextOf(const Element& element);
 
-// Writes a field of an instance. `file` tells which targets there are, `store` gives them for lists
-// of references. Stops with kInvalid or kMissing, and with kUsage for a text that is no such value.
+// Writes a field of an instance. The targets of references are looked up in `file`, and those of
+// lists read from `store`. Stops with kInvalid or kMissing, and with kUsage if the text is not a
+// value of the field's type.
 void SetField(CCfgInstance& instance, const Field& field, const std::wstring& value,
               const LoadedFile& file, CCfgConfigurationEx& store);
 

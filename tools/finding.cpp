@@ -114,7 +114,7 @@ std::vector<Finding> Explain(const FaultList& list, const std::wstring& file) {
 
 namespace {
 
-// Paths can be as deep as elements nest; the end is what tells.
+// Paths can be as deep as elements nest. Their end is the useful part.
 std::wstring Shortened(const std::wstring& path) {
   constexpr std::size_t kLongest = 200;
   if (path.size() <= kLongest) return OnOneLine(path);

@@ -1,5 +1,4 @@
-// One thing that is wrong, in the terms of configurations: which instance, which field, what value,
-// which rule.
+// One fault or warning, in the terms of configurations: instance, field, value, rule.
 #pragma once
 
 #include <string>
@@ -33,7 +32,7 @@ struct Location {
 };
 Location Locate(const ComPtr<IXMLDOMElement>& element);
 
-// The engine's fault in a file, with what the element tells.
+// The engine's fault in a file, with the instance, field and value of its element.
 Finding Explain(const Fault& fault, const std::wstring& file);
 std::vector<Finding> Explain(const FaultList& list, const std::wstring& file);
 
@@ -41,7 +40,7 @@ std::wstring AsText(const Finding& finding);  // one line
 Json AsJson(const Finding& finding);
 Json AsJson(const std::vector<Finding>& findings);
 
-// --- Elements, as every source needs them
+// --- Elements
 
 std::vector<ComPtr<IXMLDOMElement>> ChildElements(const ComPtr<IXMLDOMElement>& element);
 // The first child of that name; none if there is none.

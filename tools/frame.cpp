@@ -117,7 +117,7 @@ std::wstring OnOneLine(std::wstring_view text) {
     } else if (character == L'\t') {
       result += L"\\t";
     } else if (code < 0x20 || (code >= 0x7F && code < 0xA0)) {
-      // What a terminal would obey is only named.
+      // Control characters are written as numbers, so that a terminal does not obey them.
       constexpr std::wstring_view kDigits = L"0123456789abcdef";
       result += L"\\x";
       result += kDigits[code >> 4U];

@@ -1,7 +1,7 @@
 // What all commands share: how they end, what they say, and how they show that they are at work.
 //
-// A command fills a Report, or throws Stop. Text for people and JSON for scripts are made side by
-// side and one of them is printed, in one place, at the end.
+// A command fills a Report, or throws Stop. The report has text for people and JSON for scripts;
+// one of them is printed at the end.
 #pragma once
 
 #include <chrono>
@@ -26,7 +26,7 @@ using Json = nlohmann::ordered_json;
 enum ExitCode {
   kOk = 0,
   kInvalid = 1,  // the schema, the file, or what was to be stored breaks a rule
-  kUsage = 2,    // the command line says nothing that can be done
+  kUsage = 2,    // the command line is not understood
   kMissing = 3,  // a file, category, instance or field is not there
   kFailed = 4,   // the system failed: no permission, no space, no memory
 };
@@ -34,7 +34,7 @@ const char* NameOf(ExitCode code);
 
 struct Finding;
 
-// Ends a command: the reason, and what was found, if that explains it.
+// Ends a command: the reason, and the faults that explain it, if there are any.
 class Stop : public std::exception {
  public:
   Stop(ExitCode code, std::wstring message);
@@ -52,7 +52,7 @@ class Stop : public std::exception {
   std::string m_What;
 };
 
-// What a command has to say.
+// What a command prints.
 class Report {
  public:
   ExitCode code = kOk;
@@ -70,8 +70,8 @@ class Report {
   std::vector<std::wstring> m_Notes;
 };
 
-// Prints the report, or why there is none, and gives the exit code: kFailed if the output could not
-// be written.
+// Prints the report, or the reason for a stop, and returns the exit code: kFailed if the output
+// could not be written.
 int Print(const Report& report, bool asJson);
 int Print(const Stop& stop, bool asJson);
 
@@ -85,8 +85,8 @@ std::wstring Counted(std::size_t count, std::wstring_view one, std::wstring_view
 
 // --- Progress
 
-// Shows, on a terminal alone and from the second second on, that something is at work. Of several
-// at once the first one shows.
+// Shows on a terminal what is being done, if it takes more than a second. Of several at once the
+// first one shows.
 class Progress {
  public:
   explicit Progress(std::string what);

@@ -57,7 +57,7 @@ void ReportTree(const LoadedFile& file, const Element& instance, Report& report)
 void Referrers(const Arguments& arguments, Report& report) {
   const LoadedFile file = arguments.Open();
   const Progress progress("following the references of " + arguments.file);
-  // What is not there any more may still be referred to.
+  // A removed instance may still be referred to.
   const std::wstring name = Wide(arguments.instance);
   const Element instance = file.TryFind(name);
   const InstanceName wanted = instance ? KeyOf(instance) : ParseName(name);

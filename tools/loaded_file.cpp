@@ -96,7 +96,7 @@ InstanceName ParseName(const std::wstring& name) {
   return {name.substr(0, colon), name.substr(colon + 1)};
 }
 
-// An id may hold a colon: it is tried whole first.
+// An id may contain a colon, so the whole text is tried as an id first.
 Element LoadedFile::TryFind(const std::wstring& name) const {
   if (Element whole = FindInstanceElement(m_Root, name.c_str(), L"*")) return whole;
   const InstanceName parts = ParseName(name);

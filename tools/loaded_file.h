@@ -1,8 +1,8 @@
 // A schema, and a configuration file read as it is.
 //
-// No store is opened: opening one copies the file to its backup, and puts the backup in the place
-// of a file that is damaged. What only looks must not do that, so it works on the document alone,
-// read by the library's own rules and bound to the schema.
+// No store is opened: that would copy the file to its backup, and replace a damaged file by the
+// backup. Commands that only read must not do that. They use the document alone, read by the
+// library's rules and bound to the schema.
 #pragma once
 
 #include <functional>
@@ -21,11 +21,11 @@ namespace cfgexctl {
 
 using Element = ComPtr<IXMLDOMElement>;
 
-// How many faults are told at most; the others are counted.
+// How many faults are written out at most; the others are counted.
 inline constexpr std::size_t kMostFindings = 1000;
 
-// The schema, compiled. Stops with kMissing or kFailed when it cannot be read, and with kInvalid
-// and what is wrong with it when it is none.
+// The schema, compiled. Stops with kMissing or kFailed if it cannot be read, and with kInvalid and
+// its faults if it does not compile.
 CCfgOption OpenSchema(const std::wstring& path);
 // The file's content, and its state at that time. Stops with kMissing or kFailed.
 std::string ReadFileBytes(const std::wstring& path, FileState* state = nullptr);
@@ -41,11 +41,11 @@ class LoadedFile {
  public:
   // Reads and binds the file. A text that the library refuses stops with kInvalid.
   LoadedFile(CCfgOption option, const std::wstring& path);
-  // The same for a content that was read, by whatever way, from `path`.
+  // The same for a content that was already read from `path`.
   LoadedFile(CCfgOption option, const std::wstring& path, std::string bytes,
              ExplainedDocument document);
 
-  // Holds the document against the schema.
+  // Validates the document.
   FaultList Validate(std::size_t limit) const;
   // Stops with kInvalid and the faults unless it is valid; `hint` says what to do instead.
   void RequireValid(std::wstring_view hint) const;

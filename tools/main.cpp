@@ -43,7 +43,7 @@ class CommandLine {
   void AddChange(const char* name, Command& run, const char* description) {
     AddOfFile(name, run, description);
     Flag("--drop-reached", m_Arguments.dropReached,
-         "Let go of what the old form reached by references, as the library does");
+         "Remove also what the old form reached by references, as the library does");
     DryRun();
   }
 
@@ -63,7 +63,7 @@ class CommandLine {
     Optional("-o,--output", m_Arguments.output, "The file to write, instead of the output");
   }
   void Unchecked() {
-    Flag("--unchecked", m_Arguments.unchecked, "Read the file as it stands, valid or not");
+    Flag("--unchecked", m_Arguments.unchecked, "Read the file even if it is not valid");
   }
   void DryRun() {
     Flag("-n,--dry-run", m_Arguments.dryRun, "Say what would change, and change nothing");
@@ -77,7 +77,7 @@ class CommandLine {
 
 void CommandLine::AddLooking() {
   Add("check-schema", CheckSchema,
-      "Check that a schema compiles and offers what the library asks for");
+      "Check that a schema compiles and declares what the library requires");
 
   AddOfFile("check", CheckFile, "Check a configuration file, and name its faults");
   Flag("--warnings", m_Arguments.warnings,
@@ -136,9 +136,8 @@ void CommandLine::AddChanging() {
   AddChange("remove", Remove, "Remove an instance");
   Instance();
 
-  AddOfFile("restore", Restore, "List the copies of a file, or put one in its place");
-  Optional("--from", m_Arguments.from,
-           "Put this in place: backup, snapshot, or the path of any copy");
+  AddOfFile("restore", Restore, "List the copies of a file, or restore one");
+  Optional("--from", m_Arguments.from, "Restore this: backup, snapshot, or the path of any copy");
   Flag("--force", m_Arguments.force, "Also if it is not valid");
   DryRun();
 }

@@ -1,8 +1,9 @@
 // A store over a copy of a configuration file, in a directory that nobody else sees.
 //
-// Opening a store makes copies beside its file and heals it, and what a commit takes along shows
-// only afterwards. On a copy all of that is free to look at: a change is made here by the library's
-// interface, compared with what was there before, and put in place as one whole, or not at all.
+// Opening a store makes copies beside its file and may restore it, and what a commit removes is
+// known only afterwards. On a private copy that does no harm. A change is made here by the
+// library's interface, compared with the old content, and then replaces the file as a whole, or not
+// at all.
 #pragma once
 
 #include "tools/engine/system.h"
@@ -13,7 +14,7 @@ namespace cfgexctl {
 class PrivateStore {
  public:
   // Opens the store over the content of `file`, which is valid. Stops with kInvalid if the library
-  // does not take it.
+  // refuses it.
   explicit PrivateStore(const LoadedFile& file);
   // The same for any content.
   PrivateStore(CCfgOption option, std::string_view bytes);
@@ -21,7 +22,7 @@ class PrivateStore {
   CCfgConfigurationEx& Store() { return m_Store; }
   // The file as it is now.
   std::string Bytes() const;
-  // Ends the store. If what it holds has become invalid it leaves that behind: as text, or nothing.
+  // Ends the store. Returns the text of its document if that has become invalid, else nothing.
   std::optional<std::wstring> CloseAndTakeInvalid();
 
  private:
@@ -32,7 +33,7 @@ class PrivateStore {
   CCfgConfigurationEx m_Store;
 };
 
-// A text of a quarantine file as the library writes it: UTF-16, little-endian, without a mark.
+// The text of a bad file as a closing store writes it: UTF-16, little-endian, without a mark.
 // Nothing if it is no such text.
 std::optional<std::wstring> DecodeUtf16(std::string_view bytes);
 

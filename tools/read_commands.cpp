@@ -12,7 +12,7 @@ namespace cfgexctl {
 LoadedFile Arguments::Open() const {
   LoadedFile loaded(OpenSchema(Wide(schema)), Wide(file));
   if (!unchecked)
-    loaded.RequireValid(L"\"check\" lists them all, \"--unchecked\" reads the file as it stands");
+    loaded.RequireValid(L"\"check\" lists them all, \"--unchecked\" reads the file nevertheless");
   return loaded;
 }
 
@@ -33,7 +33,7 @@ void Deliver(const std::string& path, const std::string& content, Report& report
 
 namespace {
 
-// What tells people more than an id: the first text of its own in the instance.
+// A readable label for an instance: the first text field in it.
 std::wstring LabelOf(const Element& instance) {
   for (const Element& child : ChildElements(instance)) {
     if (child->get_tagName() == L"InstanceId") continue;
@@ -113,7 +113,7 @@ void Get(const Arguments& arguments, Report& report) {
   report.data["value"] = ValueOf(field.element);
 }
 
-// The text is what an application gets, from a store; that is opened on a copy.
+// The text is the one that an application gets from a store, so a store is opened on a copy.
 void Export(const Arguments& arguments, Report& report) {
   const LoadedFile file = arguments.Open();
   const Element instance = file.Find(Wide(arguments.instance));
@@ -121,7 +121,7 @@ void Export(const Arguments& arguments, Report& report) {
   PrivateStore store(file);
   OS::x_wstring xml;
   if (!store.Store().GetConfiguration(id.c_str(), instance->get_tagName().c_str(), xml))
-    throw Stop(kInvalid, NameOf(instance) + L" makes no valid document of its own; \"check " +
+    throw Stop(kInvalid, L"the document of " + NameOf(instance) + L" is not valid; \"check " +
                              L"--warnings\" may tell why");
   const std::string content =
       "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n" + Narrow(xml.str()) + "\n";

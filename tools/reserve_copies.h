@@ -14,13 +14,13 @@ struct Copy {
   std::uintmax_t size = 0;
 };
 
-// What is there, the backup first, then the newest first.
+// The copies of a file, the backup first, then the newest first.
 std::vector<Copy> FindCopies(const std::wstring& path);
-// A new file beside `path` that holds what it holds, named like the library's quarantine. Raises
-// _com_error when it cannot be made.
+// Copies `path` to a new file in its directory, named like the library's bad files. Raises
+// _com_error if it cannot be made.
 std::wstring Quarantine(const std::wstring& path);
 
-// A copy, read: some quarantine files hold a text in UTF-16.
+// The content of a copy. Some bad files are in UTF-16.
 LoadedFile ReadCopy(CCfgOption option, const std::wstring& path);
 
 }  // namespace cfgexctl

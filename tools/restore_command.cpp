@@ -1,4 +1,4 @@
-// restore: what copies there are, what differs, and one of them in the file's place.
+// restore: lists the copies and what differs, or replaces the file by one of them.
 
 #include <optional>
 
@@ -59,7 +59,7 @@ void ListCopies(const Arguments& arguments, const CCfgOption& option, Report& re
                  {"state", Narrow(state.condition)}};
     if (state.content && current.content) {
       const Difference difference = Compare(*current.content, *state.content);
-      report.Line(L"  against the file: " + Summary(difference));
+      report.Line(L"  compared with the file: " + Summary(difference));
       PrintNames(difference, L"  ", report);
       json["difference"] = AsJson(difference);
     } else if (state.content) {
@@ -87,9 +87,8 @@ void PutCopyInPlace(const Arguments& arguments, const CCfgOption& option, Report
   const std::string bytes = ReadFileBytes(from);
   const State state = StateOf(option, from);
   if (!state.valid && !arguments.force)
-    throw Stop(kInvalid,
-               OnOneLine(from) + L": " + state.condition +
-                   L"; \"check\" names the faults, --force puts it in place all the same");
+    throw Stop(kInvalid, OnOneLine(from) + L": " + state.condition +
+                             L"; \"check\" names the faults, --force restores it nevertheless");
   const State current = StateOf(option, path);
   if (state.content && current.content) {
     const Difference difference = Compare(*current.content, *state.content);
@@ -108,7 +107,7 @@ void PutCopyInPlace(const Arguments& arguments, const CCfgOption& option, Report
     report.Line(L"what was there is kept as " + OnOneLine(kept));
     report.data["kept"] = Narrow(kept);
   }
-  // A text in UTF-16 without a mark is no file that the library reads.
+  // The library does not read UTF-16 without a mark.
   if (state.file && state.file->Bytes().find('\0') != std::string::npos) {
     state.file->Root()->get_ownerDocument()->save(path);
   } else {

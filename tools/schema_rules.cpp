@@ -75,7 +75,7 @@ void Rules::SchemaItself() {
   const Origin root = m_Files.Root();
   if (!m_Files.RootAttribute("targetNamespace").empty())
     Add(root, false, "namespace", L"The schema has a targetNamespace.",
-        L"remove it: elements are looked up by plain names");
+        L"remove it: elements are looked up by names without a namespace");
   const std::wstring version = m_Files.RootAttribute("version");
   const auto dots = std::count(version.begin(), version.end(), L'.');
   if (version.empty()) {
@@ -181,7 +181,7 @@ void Rules::Category(const ISchemaElement& category) {
     CCfgInstance instance(m_Option);
     if (!CCfgCategory(name.c_str(), m_Option).CreateInstance(instance))
       Add(origin, true, "default",
-          L"No new " + name + L" can be made: a required field needs a value that nobody gives it.",
+          L"No new " + name + L" can be made: a required field has no valid default.",
           L"give every required field a default, or let it be empty; \"cfgexctl new\" names them");
   }
   Fields(*global);
@@ -258,11 +258,11 @@ void Rules::NamedTypes() {
   for (const std::wstring name : shaped) {
     const ISchemaComplexType* type = GlobalType(name);
     if (type == nullptr) {
-      // A spelling that looks right and is not found.
+      // The correct English spelling is not the name that the library looks for.
       if (name == L"UnsigedIntegerArrayType" &&
           m_Model.FindType({"", "UnsignedIntegerArrayType"}) != nullptr)
         Add(m_Files.Find("complexType", L"UnsignedIntegerArrayType"), true, "spelling",
-            L"The library looks for UnsigedIntegerArrayType, spelled so.", L"rename the type");
+            L"The library knows only the spelling UnsigedIntegerArrayType.", L"rename the type");
       continue;
     }
     const Origin origin = m_Files.Find("complexType", name);

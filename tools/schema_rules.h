@@ -1,4 +1,4 @@
-// What the library asks of a schema beyond being one: docs/schema-guide.md, as findings.
+// What the library requires of a schema (docs/schema-guide.md), as findings.
 #pragma once
 
 #include "tools/engine/schema_files.h"
@@ -6,7 +6,7 @@
 
 namespace cfgexctl {
 
-// Holds a schema that compiles against what the library asks for.
+// Checks a schema that compiles.
 std::vector<Finding> HoldAgainstLibrary(const std::wstring& path, const SchemaFiles& files);
 
 }  // namespace cfgexctl

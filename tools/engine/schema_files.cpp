@@ -22,7 +22,7 @@
 namespace cfgex::internal {
 namespace {
 
-// The first thing that is wrong with one file.
+// The first fault of one file.
 class FirstComplaint final : public ParseObserver {
  public:
   Fault fault{.rule = "well-formed", .message = L"This is no XML."};
@@ -161,7 +161,7 @@ void SchemaFiles::CImpl::Compile() {
     return;
   }
   try {
-    // In the library's order: the engine is not asked about what it might not come to an end with.
+    // In the library's order, since the engine may not come to an end on what the library refuses.
     SchemaDocuments documents(files.front().doc.get());
     const auto file = MakeCounted<SchemaFile>();
     ReadSchema(documents, file->model);

@@ -1,4 +1,4 @@
-// The files of a schema, and what keeps them from being one that the library takes.
+// The files of a schema, and why the library refuses them.
 #pragma once
 
 #include <memory>
@@ -19,7 +19,7 @@ struct Origin {
 class SchemaFiles {
  public:
   // Reads the schema in the file with all that it includes, imports and redefines, and compiles it
-  // as the library does. What is wrong is in Faults afterwards; nothing of it is raised.
+  // as the library does. Faults are in Faults afterwards; none is raised.
   explicit SchemaFiles(const std::wstring& path);
   SchemaFiles(const SchemaFiles&) = delete;
   SchemaFiles& operator=(const SchemaFiles&) = delete;

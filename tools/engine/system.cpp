@@ -132,15 +132,15 @@ class Folders {
     std::thread([this] { Wait(); }).detach();
   }
 
-  // Keeps the lock to the end, so that nobody makes or removes a folder any more and the process
-  // ends by the signal, not by what its other thread makes of the missing files.
+  // Keeps the lock to the end, so that no folder is made or removed any more. The process then ends
+  // by the signal, and not because another thread misses its files.
   void Wait() {
     int signal = 0;
     if (::sigwait(&m_Signals, &signal) != 0) return;
     m_Lock.lock();
     for (const std::string& path : m_Paths) {
       std::error_code error;
-      for (int attempt = 0; attempt < 100; ++attempt) {  // while files are still made in it
+      for (int attempt = 0; attempt < 100; ++attempt) {  // files may still be made in it
         std::filesystem::remove_all(path, error);
         if (!error) break;
       }

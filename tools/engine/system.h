@@ -19,7 +19,7 @@ ReadFailure WhyUnreadable(const std::wstring& path);
 // All of standard input. Raises _com_error when it cannot be read.
 std::string ReadStandardInput();
 
-// The path from the root; the path itself where that cannot be told.
+// The absolute path; the path itself if that cannot be found.
 std::string AbsolutePath(const std::string& path);
 
 // A time as people read it here, and as programs read it anywhere (ISO 8601, UTC).
