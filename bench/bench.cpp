@@ -14,7 +14,7 @@
 namespace bench {
 namespace {
 
-// From here on time is short: one iteration, three repetitions.
+// Stores of this size and larger take long: one iteration, three repetitions.
 constexpr std::size_t kHuge = 100000;
 
 }  // namespace

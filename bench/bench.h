@@ -1,5 +1,4 @@
-// What the subjects of the benchmark share: where and how much is measured, and the floor's way of
-// putting bytes on the disk.
+// What the subjects of the benchmark share: options, sizes, and the floor's durable write.
 //
 // A benchmark is called OPERATION/SUBJECT/SIZE, the size being the number of instances of the store
 // or of the closure. A subject keeps its stores from one repetition to the next; every operation
@@ -27,7 +26,7 @@ struct Settings {
 };
 extern Settings g_Settings;
 
-// Ends the program with a message unless `done`: what did not succeed must not be timed.
+// Ends the program with a message unless `done`: an operation that failed must not be timed.
 void Require(bool done, std::string_view what);
 
 // The store of this size and its file; made once.
@@ -48,12 +47,13 @@ std::string ReadFile(const std::filesystem::path& path);
 // The heap in use, large blocks included, in bytes.
 double HeapInUse();
 
-// How often an operation runs per repetition whose time grows with the store; 0 leaves that to the
+// How often an operation whose time grows with the store runs per repetition; 0 leaves that to the
 // framework.
 std::size_t Iterations(std::size_t size);
 
 using Run = std::function<void(benchmark::State&)>;
-// An operation in real time. With `iterations`, so often per repetition.
+// Registers an operation, measured in real time; it runs `iterations` times per repetition, if
+// given.
 benchmark::internal::Benchmark* Register(const std::string& operation, const std::string& subject,
                                          std::size_t size, std::size_t iterations, Run run);
 
@@ -62,7 +62,7 @@ benchmark::internal::Benchmark* Register(const std::string& operation, const std
 constexpr const char* kMessages[] = {"The gates are open", "The gates are closed"};
 std::vector<std::string> ChangedRules(std::size_t size);
 
-// Ten rules, evenly spread over the store: every size has them, so they weigh the same on the
+// Ten rules, evenly spread over the store. Every size has ten, so they take the same room in the
 // caches of the machine.
 std::vector<std::size_t> SpreadRules(const StoreData& store);
 

@@ -1,6 +1,6 @@
-// The jobs of the library, written for this schema directly on libxml2 as a careful developer
-// would: the tree and the compiled schema stay in memory, instances are found by XPath, whatever
-// enters is validated, and the file is replaced durably.
+// The same operations, written for this schema directly on libxml2. The tree and the compiled
+// schema stay in memory, instances are found by XPath, incoming texts are validated, and the file
+// is replaced durably.
 #include <libxml/xpath.h>
 
 #include <algorithm>

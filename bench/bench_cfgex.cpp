@@ -19,7 +19,7 @@ std::vector<std::wstring> RuleIds(std::size_t size, const std::vector<std::size_
   return ids;
 }
 
-// Goes through the values for ever.
+// Returns the values in turn, again from the first after the last.
 template <class T>
 class Turn {
  public:
@@ -35,7 +35,7 @@ class Turn {
   std::size_t m_Next = 0;
 };
 
-// The rules in no order, always the same one.
+// The rules in random order, the same in each run.
 std::vector<std::size_t> Shuffled(std::vector<std::size_t> rules) {
   std::mt19937_64 random(7);
   for (std::size_t i = rules.size(); i > 1; --i) std::swap(rules[i - 1], rules[random() % i]);
@@ -147,7 +147,7 @@ void RegisterStores(std::size_t size) {
   for (const bool deep : {false, true}) {
     Register(deep ? "copy-deep" : "copy", kSubject, size, iterations,
              [size, deep](benchmark::State& state) {
-               // A store of its own: the target loses what it had.
+               // A store of its own, since the target's old content is lost.
                CCfgConfigurationEx& store =
                    SharedStore(size, deep ? "cfgex-copy-deep" : "cfgex-copy");
                const std::vector<std::wstring> ids = RuleIds(size, Data(size).rules);

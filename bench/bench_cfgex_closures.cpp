@@ -1,6 +1,6 @@
-// The library: closures of growing size. Each chain of users is in a small store of its own,
-// with a target to be copied to, which holds a copy from the start: where the cost is linear, ten
-// times the chain takes ten times as long, but for what the rest of the store costs.
+// The library: closures of growing size. Each chain of users is in a small store of its own, with a
+// target for copying, which holds a copy from the start. If the cost is linear, a chain ten times
+// as long takes ten times the time, except for what the rest of the store costs.
 #include <map>
 
 #include "bench/cfgex_store.h"
@@ -35,7 +35,7 @@ void RegisterCfgexClosures() {
       CCfgConfigurationEx& store = Store(length);
       for (auto _ : state) Read(store, kFirstId, kCategory);
     });
-    // In memory: the writing of the file would hide the part that grows with the closure.
+    // In memory: writing the file would hide the part that grows with the closure.
     Register("closure-write", kSubject, length, iterations, [length](benchmark::State& state) {
       CCfgConfigurationEx& store = Store(length);
       const OS::x_wstring xml = Read(store, kFirstId, kCategory);

@@ -1,4 +1,4 @@
-// The floor: the least that libxml2 and the disk allow, with no work of finding or changing.
+// The floor: the least time that libxml2 and the disk need, without finding or changing anything.
 #include <cstring>
 #include <vector>
 

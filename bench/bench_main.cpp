@@ -1,10 +1,11 @@
-// Measures the library against a floor, against the same jobs written by hand, and against peers.
+// Compares the library with a floor, with the same operations written by hand, and with other
+// programs.
 //
 //   open          from the file to a store that answers
 //   read          an alarm rule and the two instances that it reaches, as text; ten rules in turn
-//   read-any      the same, all rules of the store in no order
+//   read-any      the same, all rules of the store in random order
 //   get-*, set-*  one typed field of a loaded instance: int, bool, text, and an int two levels down
-//   commit        one changed alarm rule goes into the store, and the store to the disk
+//   commit        one changed alarm rule is stored, and the store written to the disk
 //   commit-memory the same without writing the file
 //   insert        an alarm rule with the two that it reaches; saved
 //   remove        the same
@@ -13,7 +14,7 @@
 //   closure-*     a chain of N references, read, written, removed, deep-copied
 //   threads-*     eight threads that read, from one store or from one each
 //   memory        heap in use per instance, in bytes, as the counter "bytes"
-//   write, memcpy, validate, serialise   what the floor is made of
+//   write, memcpy, validate, serialise   the parts of the floor
 //
 // Options, beside the framework's own:
 //

@@ -44,8 +44,8 @@ CCfgConfigurationEx& SharedStore(std::size_t size, const std::string& subject) {
   auto found = stores.find(key);
   if (found == stores.end()) {
     found = stores.emplace(key, OpenStore(subject, size, Xml(size))).first;
-    // What the first commit after opening makes once, the index and the text of the file among it,
-    // is no part of the cost of a commit.
+    // The first commit after opening makes the index and the text of the file. That is not part of
+    // the cost of a commit.
     const OS::x_wstring rule(Wide(ChangedRules(size).front()));
     Require(found->second.SetConfiguration(rule, nullptr, nullptr), "commit a rule at first");
   }

@@ -1,5 +1,5 @@
-// What the floor and the hand-written subject share of libxml2: owning pointers, parsing and the
-// compiled schema.
+// What the floor and the hand-written subject share: owning pointers to libxml2's data, parsing,
+// and the compiled schema.
 #pragma once
 
 #include <libxml/parser.h>

@@ -54,7 +54,7 @@ class Results:
         self.compose()
 
     def compose(self):
-        """What is put together of several measurements."""
+        """Rows that are sums of several measurements."""
         for size in self.sizes("write", "floor"):
             write = self.time("write", "floor", size)
             copy = self.time("memcpy", "floor", size)
@@ -108,7 +108,7 @@ def count(size):
 
 
 def compared(results, operation):
-    """A row per subject; behind its time the library's time as a multiple of it."""
+    """A row per subject: its time and, in brackets, the library's time as a multiple of it."""
     sizes = results.sizes(operation)
     rows = []
     for subject, title in TITLES.items():
@@ -151,7 +151,7 @@ def fields(results):
 
 
 def closures(results):
-    """Behind each time that per instance of the closure."""
+    """Each time and, in brackets, the time per instance of the closure."""
     sizes = results.sizes("closure-read")
     rows = []
     for size in sizes:
@@ -261,7 +261,7 @@ def plot(results):
     for size in sorted({size for size, _ in all_points}):
         svg.append(f'<line x1="{x(size):.1f}" y1="{top}" x2="{x(size):.1f}" y2="{top + height}" stroke="#e5e5e5"/>')
         svg.append(f'<text x="{x(size):.1f}" y="{top + height + 20}" text-anchor="middle">{count(size)}</text>')
-    # Labels stand beside the last points, moved apart where they would overlap.
+    # Labels are beside the last points, moved apart where they would overlap.
     below = -math.inf
     for subject, points in sorted(lines.items(), key=lambda line: -line[1][-1][1]):
         colour = COLOURS[subject]

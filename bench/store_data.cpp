@@ -103,7 +103,7 @@ constexpr std::array kLastNames = {"Lindqvist", "Krämer", "Nowak", "Seidel", "R
 constexpr std::array kLogins = {"anna", "tobias", "marta", "juergen", "priya", "niamh"};
 constexpr std::array kColumns = {"Zone", "Mean temperature", "Hours outside the band", "Alarms"};
 
-// One block under way: the ids of all its instances are known before the first is made.
+// A block that is being made. The ids of all its instances are known before the first is made.
 class Block {
  public:
   Block(Random& random, std::size_t number) : m_Random(random), m_Number(number) {
@@ -306,7 +306,7 @@ class Block {
     fields.push_back(Text("Role", "operator"));
     fields.push_back(Flag("Locked", m_Random.Flag()));
     fields.push_back(Date("PasswordChanged", m_Random.Date()));
-    // Each of the staff has the next one for deputy; the last one and all others have none.
+    // The deputy of each staff member is the next one; the last one and all others have none.
     fields.push_back(index + 1 < kStaff ? Ref("Deputy", 8, index + 1)
                                         : Reference("Deputy", "User", {}));
     return fields;

@@ -1,4 +1,4 @@
-// Stores and instances as XML, and what is asked of them.
+// Stores and instances as XML, and look-ups in them.
 #include <algorithm>
 #include <cstdlib>
 

@@ -1,6 +1,6 @@
-// Instances that several others refer to: the ways in which one vanishes, how it stays, and
-// what becomes of views. Works on building.xsd and building.xml in the current directory, and on a
-// copy of the latter.
+// Instances that several others refer to: the ways in which one vanishes, how to keep it, and when
+// views are cut off. Works on building.xsd and building.xml in the current directory, and on a copy
+// of the latter.
 #include <cfgex/cfgex.h>
 
 #include <filesystem>
@@ -104,7 +104,7 @@ void SetReference() {
 }
 
 // [put-back]
-// Stores the text that an interrupted removal left behind. To be called after each opening.
+// Stores the text that an interrupted removal left behind. Call it after each opening.
 void PutBack(CCfgConfigurationEx& store) {
   std::ifstream file("kept.xml");
   if (!file) return;

@@ -5,7 +5,7 @@
 int main() {
   CCfgEx_Initialization(L"building.xsd");
   CCfgConfigurationEx store;
-  store.Initialize(L"building.xml");  // or is healed from its backup
+  store.Initialize(L"building.xml");  // restored from its backup if damaged
 
   OS::x_wstring xml;
   store.GetConfiguration(L"zone-server-room", xml);  // the zone and all that it refers to

@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
-# Builds and runs the programs that the pages show, and holds the pages to them: the code, what the
-# programs print and write, and the links.
+# Builds and runs the programs that the pages show, and compares the pages with them: the code, what
+# the programs print and write. Also checks the links.
 #
 #   check-docs.sh             says where a page differs
-#   check-docs.sh --update    writes into the pages what they should show
+#   check-docs.sh --update    corrects the pages
 set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
@@ -40,4 +40,4 @@ cp examples/building/*.{xsd,xml} "$work/ferries"
 }
 
 python3 scripts/doc_blocks.py "$work/ferries" "$@"
-echo "the pages show what is there"
+echo "the pages agree with the programs"

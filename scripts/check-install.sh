@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Installs what build/release holds, moves the installed tree elsewhere, and builds and runs
-# tests/consumer with it: by find_package, by pkg-config, and with the library as a subproject. The
-# subproject compiles each source by itself, which shows an include that it lacks.
+# Installs build/release, moves the installed tree elsewhere, and builds and runs tests/consumer with
+# it: by find_package, by pkg-config, and with the library as a subproject. The subproject compiles
+# each source separately, which finds missing includes.
 set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
@@ -57,4 +57,4 @@ consumer subproject -DCMAKE_BUILD_TYPE= -DCMAKE_CXX_FLAGS=-O0 "-DCFGEX_SOURCE_DI
 quietly cmake --install "$work/subproject" --prefix "$work/installed_with_subproject"
 [[ $(cd "$work/installed_with_subproject" && find . -type f) == ./bin/consumer ]] ||
   fail "the subproject installs more than its user asked for"
-echo "the installed library and the subproject serve a consumer"
+echo "the installed library and the subproject work"

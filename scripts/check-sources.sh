@@ -24,7 +24,7 @@ includes_go_down platform/schema 'platform/(os|tree|schema)'
 includes_go_down platform/dom 'platform/(os|tree|schema|dom)'
 includes_go_down src 'platform/(os|schema|dom)|src'
 if git grep -nE '#include <libxml' -- include src platform/os 'tools/*.h' 'tools/*.cpp' ':!tools/engine'; then
-  echo "the engine is included from outside of its rooms" >&2
+  echo "libxml2 is included outside of platform/ and tools/engine" >&2
   exit 1
 fi
 

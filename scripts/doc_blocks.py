@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Holds the pages to what they show.
+"""Compares the code and outputs in the pages with their sources.
 
     doc_blocks.py OUTPUTS             fails and says where a page differs
-    doc_blocks.py OUTPUTS --update    writes into the pages what they should show
+    doc_blocks.py OUTPUTS --update    corrects the pages
 
 A cpp or xml block in a page comes after a comment that says where it is from:
 
@@ -73,7 +73,7 @@ def check_blocks(page, directory, update):
         source = SOURCE.fullmatch(above)
         if source is None:
             if language in HELD:
-                faults.append((first, f"a {language} block that comes from nowhere"))
+                faults.append((first, f"a {language} block without a source"))
             continue
         kind, file, name = source.groups()
         try:
@@ -85,7 +85,7 @@ def check_blocks(page, directory, update):
             if update:
                 lines[first:end] = wanted
             else:
-                faults.append((first, f"not what {kind} {file} {name or ''} is"))
+                faults.append((first, f"differs from {kind} {file} {name or ''}"))
     if update:
         page.write_text("\n".join(lines) + "\n")
     return faults

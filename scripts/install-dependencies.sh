@@ -4,7 +4,7 @@
 #   install-dependencies.sh           to build and test
 #   install-dependencies.sh build     to build the library alone
 #   install-dependencies.sh ci        the checks of the continuous integration as well
-#   install-dependencies.sh bench     the benchmark and its peers as well
+#   install-dependencies.sh bench     the benchmark and what it compares with as well
 #   install-dependencies.sh packages  the Debian packages as well
 #
 # Does nothing when all of it is there. Needs root, or sudo.

@@ -69,4 +69,4 @@ status=0
 "${demo[@]}" >"$work/output.txt" || status=$?
 diff -u "$example/expected-output.txt" "$work/output.txt" || fail "the output is not the expected one"
 [[ $status == 0 ]] || fail "the program ended with $status"
-echo "the example prints what is expected"
+echo "the example's output is as expected"

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds the fuzz targets and runs them over the kept inputs, then on from there.
+# Builds the fuzz targets and runs them over the kept inputs, then over inputs made from these.
 #
 #   run-fuzzers.sh                            every target, the kept inputs alone
 #   run-fuzzers.sh --seconds N [TARGET ...]   N seconds each (0: the kept inputs alone)

@@ -393,7 +393,7 @@ void SetField(CCfgInstance& instance, const Field& field, const std::wstring& va
     set = SetList<CCfgBooleanArray>(instance, field, value, truth);
   } else if (type == FieldType::kEmbeddedObject || IsListType(type) ||
              !ChildElements(field.element).empty()) {
-    throw Stop(kUsage, OnOneLine(field.path) + L" is not a single value: set its fields");
+    throw Stop(kUsage, OnOneLine(field.path) + L" is not a single value: set the fields in it");
   } else if (type == FieldType::kInteger || type == FieldType::kNonNegativeInteger) {
     set = SetNumber(instance, field, value, type == FieldType::kInteger);
   } else if (const auto given = TruthValue(value); type == FieldType::kBoolean && given) {

@@ -98,7 +98,7 @@ void ChangeZone(CCfgConfigurationEx& store) {
   Change(zone, L"Enabled", false);
   Change(zone, L"Comfort/Warmest", 225);
 
-  // The store takes the whole instance back, together with everything that it refers to.
+  // The instance is stored as a whole, together with everything that it refers to.
   std::wcout << L"written, with the instances in reach:\n";
   PrintIds(StoreInstance(store, zone));
 }
@@ -108,11 +108,11 @@ void ShowRefusals(CCfgConfigurationEx& store, const fs::path& config) {
   const std::string before = Content(config);
   CCfgInstance zone = OpenZone(store);
 
-  // The field is a number: a text is not taken, and the object stays as it was.
+  // The field is a number: a text is refused, and the object stays as it was.
   Require(!zone.SetFieldValue(L"SetPoint", L"cool"), L"a number took a text");
   std::wcout << L"a text as set point: refused by the object\n";
 
-  // The object looks at the type alone; ranges and patterns count when the zone is stored.
+  // The object checks only the type. Ranges and patterns are checked when the zone is stored.
   Change(zone, L"SetPoint", 5000);
   Require(!store.SetConfiguration(TextOf(zone), nullptr, nullptr),
           L"a set point of 500 °C was stored");
@@ -124,7 +124,7 @@ void ShowRefusals(CCfgConfigurationEx& store, const fs::path& config) {
 }
 
 // The copies of files that failed validation, building.*.bad beside building.xml.
-std::set<fs::path> QuarantineFiles(const fs::path& config) {
+std::set<fs::path> BadFiles(const fs::path& config) {
   const std::wstring start = config.stem().wstring() + L".";
   std::set<fs::path> files;
   for (const auto& entry : fs::directory_iterator(fs::absolute(config).parent_path())) {
@@ -138,20 +138,20 @@ std::set<fs::path> QuarantineFiles(const fs::path& config) {
 
 void RecoverFromDamage(const fs::path& config) {
   Heading(L"A damaged file");
-  const std::set<fs::path> before = QuarantineFiles(config);
+  const std::set<fs::path> before = BadFiles(config);
   fs::resize_file(config, fs::file_size(config) / 2);
   const std::string damaged = Content(config);
   std::wcout << config.filename().wstring() << L" cut in the middle\n";
 
-  // Opening succeeds all the same: the store has put the backup in the place of the file.
+  // Opening succeeds nevertheless: the store has replaced the file by its backup.
   CCfgConfigurationEx store = OpenStore(config);
   std::wcout << L"opened, recovered from the backup\n";
 
-  const std::set<fs::path> after = QuarantineFiles(config);
+  const std::set<fs::path> after = BadFiles(config);
   std::vector<fs::path> added;
   std::ranges::set_difference(after, before, std::back_inserter(added));
-  Require(added.size() == 1, L"not one quarantine file, but " + std::to_wstring(added.size()));
-  Require(Content(added.front()) == damaged, L"the quarantine file holds something else");
+  Require(added.size() == 1, L"not one bad file, but " + std::to_wstring(added.size()));
+  Require(Content(added.front()) == damaged, L"the bad file has another content");
   // The number in the name comes from the clock.
   std::wcout << L"the damaged text is kept in " << config.stem().wstring() << L".N.bad\n"
              << L"the set point is " << Degrees(Field<int>(OpenZone(store), L"SetPoint"))

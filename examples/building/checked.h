@@ -12,15 +12,14 @@ namespace demo {
 
 using IdList = std::vector<OS::x_wstring>;
 
-// What stops the program. The library answers with false and gives no reason, so the caller says
-// what was being done.
+// Stops the program. A false result has no reason with it, so the caller says what was being done.
 struct Surprise {
   std::wstring what;
 };
 
 void Require(bool done, const std::wstring& what);
 
-// The schema, in use as long as this lives. Stores and instances are made and dropped within.
+// The schema, loaded as long as this object lives. Stores and instances must not outlive it.
 class Library {
  public:
   explicit Library(const std::filesystem::path& schema);
@@ -35,16 +34,16 @@ CCfgConfigurationEx OpenStore(const std::filesystem::path& config);
 CCfgInstance OpenInstance(CCfgConfigurationEx& store, const OS::x_wstring& id,
                           const OS::x_wstring& category);
 
-// A new instance with the schema's defaults. It has an id already; this gives it one that speaks.
+// A new instance with the schema's defaults. It has an id already; this gives it a readable one.
 CCfgInstance NewInstance(const wchar_t* category, const wchar_t* id);
 
-// Stores the instance with all that it refers to. Gives the ids of what was written.
+// Stores the instance with all that it refers to. Returns the ids of what was written.
 IdList StoreInstance(CCfgConfigurationEx& store, const CCfgInstance& instance);
 
-// The text in which an instance leaves and enters the store.
+// The text in which an instance is read from the store and stored.
 OS::x_wstring TextOf(const CCfgInstance& instance);
 
-// A field that the schema demands. The type asked for must be the one that the schema gives it.
+// A required field, read as the type that the schema declares for it.
 template <class T>
 T Field(const CCfgObject& object, const std::wstring& name) {
   T value{};

@@ -38,8 +38,8 @@ CCfgInstance NewController(const CCfgInstance& technician) {
   Change(controller, L"Registers", ArrayOf<CCfgUnsignedIntegerArray>({40101UL, 40102UL}));
   Change(controller, L"InputsInUse", ArrayOf<CCfgBooleanArray>({true, false, true}));
 
-  // An embedded object can be made by itself, filled, and put in the field's place. It has no
-  // schema while it is alone; in its place it has the field's types.
+  // An embedded object can be made separately, filled, and written to the field. Until then its
+  // fields have no types.
   CCfgObject maintenance;
   Require(CCfgCategory(L"Controller").CreateObject(L"Maintenance", maintenance),
           L"the schema makes no maintenance");
@@ -47,7 +47,7 @@ CCfgInstance NewController(const CCfgInstance& technician) {
   Change(maintenance, L"EveryDays", 30U);
   Change(controller, L"Maintenance", maintenance);
 
-  // A reference takes the instance in with all that it refers to in turn.
+  // Setting a reference copies the instance with all that it refers to in turn.
   Change(controller, L"Maintenance/Technician", technician);
   return controller;
 }

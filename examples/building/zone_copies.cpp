@@ -51,8 +51,8 @@ bool Contains(const IdList& ids, const OS::x_wstring& id) {
   return std::ranges::find(ids, id) != ids.end();
 }
 
-// What a zone refers to, without ids: those of a deep copy are made anew by each run. `known` are
-// the ids that there were before.
+// What a zone refers to, without ids: those of a deep copy are new in each run. `known` are the ids
+// from before the copy.
 void PrintTarget(const CCfgInstance& target, const IdList& known) {
   std::wcout << L"    " << target.GetCategory().c_str() << L" " << NameOf(target) << L": "
              << (Contains(known, target.GetInstanceId()) ? L"the source's own" : L"a new instance")

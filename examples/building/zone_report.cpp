@@ -90,7 +90,7 @@ void PrintZone(const CCfgInstance& zone) {
              << L"\n"
              << L"  tags:             " << Items<CCfgStringArray>(zone, L"Tags") << L"\n";
 
-  // The schema lets this field be absent, and then false is the answer to expect.
+  // This field is optional: the result is false if it is absent.
   OS::x_wstring remarks;
   const bool has_remarks = zone.GetFieldValue(L"Remarks", remarks);
   std::wcout << L"  remarks:          " << (has_remarks ? remarks.c_str() : L"(none)") << L"\n";

@@ -6,7 +6,7 @@
 #include <stdexcept>
 
 // [check]
-// The library says whether a thing was done, not why not: the caller says what it was.
+// A false result has no reason with it, so the caller says what was being done.
 inline void Check(bool done, const char* what) {
   if (!done) throw std::runtime_error(what);
 }

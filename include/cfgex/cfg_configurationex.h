@@ -30,9 +30,9 @@
 /// runs the operations one at a time, readers too. Nothing guards the files against another process
 /// or a second store on the same path.
 ///
-/// Want of memory raises std::bad_alloc and is no verdict on any file: none is quarantined,
-/// restored or refreshed as a backup. If memory runs out in the middle of a change, the store drops
-/// its document and holds nothing until the next Initialize. The file stays as it was.
+/// Lack of memory raises std::bad_alloc, and no file is judged by it: none is put aside, restored
+/// or refreshed as a backup. If memory runs out in the middle of a change, the store drops its
+/// document and holds nothing until the next Initialize. The file stays as it was.
 ///
 /// Optional vectors of ids may be null; they are appended to and never cleared.
 class CFGEX_API CCfgConfigurationEx {

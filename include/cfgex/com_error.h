@@ -21,7 +21,7 @@
 ///   UTF-8.
 /// - CVar: conversions to another type, FromInt and FromUnsigned, when the value does not convert.
 ///
-/// Want of memory is none of this: it raises std::bad_alloc, which no operation takes for an
+/// Lack of memory is not among these: it raises std::bad_alloc, which no operation takes for an
 /// answer; a constructor of a class that begins with CCfg raises CCfgExException, -92004, instead.
 ///
 /// Copying shares the text and raises nothing.
