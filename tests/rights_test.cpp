@@ -97,44 +97,40 @@ const Situation kSituations[] = {
     {"WriterIsAMember", 0660, {}, kOpenFolder, 0, kMember},
 };
 
-class RightsTest : public testing::TestWithParam<Situation> {
+class RightsTest : public testing::TestWithParam<Situation>, protected Sample {
  protected:
+  RightsTest() : Sample({Item(L"P", L"a")}) { store.reset(); }
   void SetUp() override {
     if (::geteuid() != 0) GTEST_SKIP() << "only root can be somebody else";
     ::chmod(folder.Root().c_str(), 0777);
-    WriteBytes(folder.Path(L"s.xsd"), kSampleSchema);
-    Make(backup, kStranger, 0666);  // of a time when all was open
-    Make(main, {kOwner.user, kMember.group}, GetParam().mode);
-    hasAttributes = Set(main, "user.note", "kept");
+    Give(folder.Path(L"main.backup.xml"), kStranger, 0666);  // of a time when all was open
+    Give(main, {kOwner.user, kMember.group}, GetParam().mode);
+    hasAttributes = SetAttribute(main, "user.note", "kept");
     const auto& [name, mode, list, ofFolder, later, writer] = GetParam();
-    if ((!list.empty() && !Set(main, kAccess, Blob(list))) ||
-        (!ofFolder.empty() && !Set(folder.Path(L""), kDefault, Blob(ofFolder)))) {
+    if ((!list.empty() && !SetAttribute(main, kAccess, Blob(list))) ||
+        (!ofFolder.empty() && !SetAttribute(folder.Path(L""), kDefault, Blob(ofFolder)))) {
       GTEST_SKIP() << "the temporary directory's file system takes no access lists";
     }
   }
-  static void Make(const std::wstring& path, const Somebody& owner, mode_t mode) {
-    WriteBytes(path, Narrow(Configuration({Item(L"P", L"a")})));
+  static void Give(const std::wstring& path, const Somebody& owner, mode_t mode) {
     ASSERT_EQ(::chown(Narrow(path).c_str(), owner.user, owner.group), 0);
     ASSERT_EQ(::chmod(Narrow(path).c_str(), mode), 0);
   }
-  static bool Set(const std::wstring& path, const char* name, const std::string& value) {
+  static bool SetAttribute(const std::wstring& path, const char* name, const std::string& value) {
     return ::setxattr(Narrow(path).c_str(), name, value.data(), value.size(), 0) == 0;
   }
-  static std::string Get(const std::wstring& path, const char* name) {
+  static std::string Attribute(const std::wstring& path, const char* name) {
     std::string value(1000, '\0');
     const ssize_t size = ::getxattr(Narrow(path).c_str(), name, value.data(), value.size());
     return value.substr(0, size > 0 ? static_cast<std::size_t>(size) : 0);
   }
   // Opens, changes and saves, with a backup and a snapshot made on the way.
-  bool UseStore() const {
+  bool UseStore() {
     return DoneAs(GetParam().writer, [this] {
-      CCfgOption option;
-      if (!option.Initialize(folder.Path(L"s.xsd").c_str())) return false;
-      CCfgConfigurationEx store(option);
-      bool done = store.Initialize(main.c_str());
-      const std::wstring document = Document(L"b", {Item(L"P", L"b")});
-      for (int commit = 0; commit < 10; ++commit)
-        done = done && store.SetConfiguration(document.c_str(), nullptr, nullptr);
+      Reopen();
+      bool done = true;
+      for (int commit = 0; commit < 10; ++commit) done = done && Set(Alone(L"b"));
+      store.reset();
       return done;
     });
   }
@@ -147,21 +143,19 @@ class RightsTest : public testing::TestWithParam<Situation> {
       const std::string found = ReadersOf(folder.Path(Wide(name)));
       EXPECT_TRUE(IsWithin(found, allowed)) << name << ": " << found << ", not " << allowed;
     }
-    EXPECT_EQ(Get(main, "user.note"), hasAttributes ? "kept" : "");
+    EXPECT_EQ(Attribute(main, "user.note"), hasAttributes ? "kept" : "");
   }
 
-  const Folder folder;
-  const std::wstring main = folder.Path(L"main.xml");
-  const std::wstring backup = folder.Path(L"main.backup.xml");
+  const std::wstring main = configFile;
   bool hasAttributes = false;
 };
 
 TEST_P(RightsTest, NobodyReadsMoreThanTheMainFile) {
   const std::string allowed = ReadersOf(main);
-  const std::string list = Get(main, kAccess);
+  const std::string list = Attribute(main, kAccess);
   ASSERT_TRUE(UseStore());
   CheckAll(allowed);
-  EXPECT_TRUE(GetParam().writer.user != 0 || Get(main, kAccess) == list);
+  EXPECT_TRUE(GetParam().writer.user != 0 || Attribute(main, kAccess) == list);
 
   if (GetParam().later != 0) ::chmod(Narrow(main).c_str(), GetParam().later);
   const std::string now = ReadersOf(main);

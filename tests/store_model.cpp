@@ -300,41 +300,29 @@ std::wstring Dressed(const Dress& dress) {
 }
 
 std::wstring Render(const Instance& instance, const std::wstring& uri) {
-  std::wstring refs;
-  std::wstring parts;
-  std::vector<std::wstring> nested;
+  static const wchar_t* const kTags[] = {L"Ref", L"Link", L"Item", L"Part", L"Item"};
+  std::map<Where, std::wstring> content;
+  for (auto reference = instance.references.rbegin(); reference != instance.references.rend();
+       ++reference) {
+    const Where where = reference->where;
+    std::wstring& all = content[where];
+    std::wstring target = Tagged(L"InstanceId", Escaped(reference->id));
+    if (reference->category != kNoCategory)
+      target.insert(0, Tagged(L"Category", reference->category));
+    if (where == Where::kPart || where == Where::kParts)
+      target = EmbeddedObject(Tagged(L"Ref", target));
+    const wchar_t* const tag = kTags[static_cast<int>(where)];
+    all = where == Where::kPart ? Tagged(tag, target + all) : Tagged(tag, target) + all;
+  }
   const Dress& dress = instance.dress;
   std::wstring text =
       Tagged(L"InstanceId",
              dress.kind % 2 == 0 ? Escaped(instance.id) : L"<![CDATA[" + instance.id + L"]]>");
   if (!instance.name.empty()) text += Tagged(L"Name", Escaped(instance.name));
-  for (const Reference& reference : instance.references) {
-    std::wstring target = Tagged(L"InstanceId", Escaped(reference.id));
-    if (reference.category != kNoCategory)
-      target.insert(0, Tagged(L"Category", reference.category));
-    switch (reference.where) {
-      case Where::kRef:
-        text += Tagged(L"Ref", target);
-        break;
-      case Where::kLink:
-        text += Tagged(L"Link", target);
-        break;
-      case Where::kRefs:
-        refs += Tagged(L"Item", target);
-        break;
-      case Where::kPart:
-        nested.push_back(EmbeddedObject(Tagged(L"Ref", target)));
-        break;
-      case Where::kParts:
-        parts += Tagged(L"Item", EmbeddedObject(Tagged(L"Ref", target)));
-        break;
-    }
-  }
-  if (!refs.empty()) text += Tagged(L"Refs", refs);
-  std::wstring part;
-  for (size_t i = nested.size(); i > 0; --i) part = Tagged(L"Part", nested[i - 1].append(part));
-  text += part;
-  if (!parts.empty()) text += Tagged(L"Parts", parts);
+  text += content[Where::kRef] + content[Where::kLink];
+  if (content.contains(Where::kRefs)) text += Tagged(L"Refs", content[Where::kRefs]);
+  text += content[Where::kPart];
+  if (content.contains(Where::kParts)) text += Tagged(L"Parts", content[Where::kParts]);
   text = Tagged(instance.category, text + Dressed(dress));
   if (dress.kind != 0 && dress.uri != uri)
     text.insert(1 + instance.category.size(), L" xmlns:p='" + dress.uri + L"'");

@@ -1,8 +1,11 @@
-// Reading and writing instances of a store.
+// Reading, writing, removing and copying instances of a store: what callers rely on, and each way
+// to fail. Random sequences of all operations are in tests/store_model_test.cpp.
 
 #include <gtest/gtest.h>
 
-#include "tests/support/sample.h"
+#include <set>
+
+#include "tests/support/store_case.h"
 
 namespace {
 
@@ -115,28 +118,96 @@ TEST(RefusalTest, ATextThatIsRefusedChangesNothingAndSaysNothing) {
   EXPECT_EQ(captured.Text(), "");
 }
 
-TEST(WriteTest, SavedFilesAreForPeopleAndStayTheSame) {
-  Sample sample({});
-  ASSERT_TRUE(sample.Set(
-      Alone(L"a", L"<!-- why --><Name> \u00e9&lt;\U0001F600 </Name><Texts><Item/></Texts>")));
-  const std::string expected =
-      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-      "<Configuration>\n"
-      "  <Category>\n"
-      "    <P>\n"
-      "      <InstanceId>a</InstanceId>\n"
-      "      <!-- why -->\n"
-      "      <Name> \xc3\xa9&lt;\xf0\x9f\x98\x80 </Name>\n"
-      "      <Texts>\n"
-      "        <Item/>\n"
-      "      </Texts>\n"
-      "    </P>\n"
-      "  </Category>\n"
-      "</Configuration>\n";
-  EXPECT_EQ(ReadBytes(sample.configFile), expected);
-  sample.Reopen();
-  ASSERT_TRUE(sample.Set(sample.Get(L"a")));
-  EXPECT_EQ(ReadBytes(sample.configFile), expected);
+std::wstring Named(const std::wstring& name) { return L"<Name>" + name + L"</Name>"; }
+
+TEST(CopyTest, ARefusalChangesNothing) {
+  const std::wstring dangling = L"<Ref><InstanceId>b</InstanceId></Ref>";
+  Sample sample({Item(L"P", L"s") + Item(L"P", L"t") + Item(L"P", L"&lt;") + Item(L"P", L"b") +
+                     Item(L"P", L"invalid", dangling),
+                 Item(L"Q", L"q")},
+                SampleSchemaWith(kReferencesLeadSomewhere));
+  const std::string before = ReadBytes(sample.configFile);
+  const std::pair<const wchar_t*, const wchar_t*> refused[] = {
+      {nullptr, L"t"}, {L"s", nullptr}, {L"none", L"t"},    {L"s", L"none"},
+      {L"s", L"q"},    {L"it's", L"t"}, {L"s", L"it's"},    {L"<", L"t"},
+      {L"s", L"<"},    {L"", L"t"},     {L"invalid", L"t"}, {L"s", L"invalid"}};
+  CCfgConfigurationEx closed(sample.option);
+  Ids changed;
+  Ids reserved = {L"r"};
+  for (const bool deep : {false, true}) {
+    for (const auto& [source, target] : refused)
+      EXPECT_FALSE(sample.store->CopyConfiguration(source, target, deep, &changed, nullptr))
+          << Narrow(source ? source : L"null") << " to " << Narrow(target ? target : L"null");
+    EXPECT_FALSE(sample.store->CopyConfiguration(L"s", L"t", deep, &changed, &reserved));
+    EXPECT_FALSE(closed.CopyConfiguration(L"s", L"t", deep, &changed, nullptr));
+  }
+  EXPECT_EQ(Join(reserved), "r");
+  sample.option.Uninitialize();
+  EXPECT_FALSE(sample.store->CopyConfiguration(L"s", L"t", false, &changed, nullptr));
+  EXPECT_TRUE(changed.empty());
+  EXPECT_EQ(ReadBytes(sample.configFile), before);
+}
+
+// A removal can be what the schema refuses, the one that a copy begins with too, or the copy that
+// follows it. Memory keeps the change, to be mended.
+TEST(RemoveAndCopyTest, WhatMakesTheDocumentInvalidIsNotSaved) {
+  enum { kRemove, kShallow, kDeep };
+  for (const auto& [operation, removing] : {std::pair(kRemove, true),
+                                            {kShallow, true},
+                                            {kShallow, false},
+                                            {kDeep, true},
+                                            {kDeep, false}}) {
+    Sample sample(
+        {Item(L"P", L"s", Named(L"n")) + Item(L"P", L"t") + Item(L"P", L"o", RefTo(L"P", L"t"))},
+        SampleSchemaWith(removing ? kReferencesLeadSomewhere : kNamesDiffer));
+    const std::string before = ReadBytes(sample.configFile);
+    Ids changed;
+    EXPECT_FALSE(
+        operation == kRemove
+            ? sample.store->RemoveConfiguration(Alone(L"t").c_str(), &changed)
+            : sample.store->CopyConfiguration(L"s", L"t", operation == kDeep, &changed, nullptr));
+    EXPECT_EQ(Join(changed), removing && operation != kRemove ? "" : "t");
+    EXPECT_EQ(ReadBytes(sample.configFile), before);
+    EXPECT_EQ(sample.Get(L"t").empty(), removing);
+    EXPECT_TRUE(sample.Set(Alone(L"t", Named(L"other"))));
+    EXPECT_EQ(sample.Layout(), "[P:s P:o P:t]");
+  }
+}
+
+TEST(CopyTest, NewIdsDifferAlsoWhereNoGuidCanBeHad) {
+  const std::wstring references = RefsTo({{L"Q", L"x"}, {L"Q", L"y"}, {L"R", L"dangling"}});
+  Sample sample({Item(L"P", L"s", references) + Item(L"P", L"t") + Item(L"P", L"u"),
+                 Item(L"Q", L"x") + Item(L"Q", L"y")});
+  const FailCall fail(FaultPoint::kGetrandom, 1, true);
+  Ids changed;
+  ASSERT_TRUE(sample.store->CopyConfiguration(L"s", L"t", true, &changed, nullptr));
+  ASSERT_TRUE(sample.store->CopyConfiguration(L"s", L"u", true, &changed, nullptr));
+  EXPECT_GE(fail.Passed(), 6);
+  std::set<std::wstring> ids;
+  for (const OS::x_wstring& id : changed) ids.insert(id.str());
+  EXPECT_EQ(ids.size(), 8U) << Join(changed);
+}
+
+// The walks and the copy go through any number of instances, also in circles.
+TEST(CopyTest, ADeepCopyOfTenThousandInstancesEnds) {
+  constexpr int kCount = 10000;
+  const auto id = [](int i) {
+    const std::wstring digits = std::to_wstring(i % kCount);
+    return L"{" + std::wstring(36 - digits.size(), L'0') + digits + L"}";
+  };
+  std::wstring ring;
+  for (int i = 0; i < kCount; ++i)
+    ring += Item(L"Q", id(i), RefsTo({{L"Q", id(i + 1)}, {L"Q", id(i + kCount - 1)}}));
+  Sample sample({Item(L"P", L"s", RefTo(L"Q", id(0))) + Item(L"P", L"t"), ring});
+  Ids changed;
+  ASSERT_TRUE(sample.store->CopyConfiguration(L"s", L"t", true, &changed, nullptr));
+  EXPECT_EQ(changed.size(), kCount + 1U);
+  const auto contentOf = [&sample](const wchar_t* name) {
+    const std::string text = Narrow(sample.Get(name));
+    return WithIdsNumbered(text.substr(text.find("<Ref>")));
+  };
+  EXPECT_TRUE(sample.Get(L"t").find(id(1)) == std::wstring::npos);
+  EXPECT_TRUE(contentOf(L"t") == contentOf(L"s"));
 }
 
 }  // namespace

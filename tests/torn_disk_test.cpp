@@ -101,14 +101,14 @@ TEST(FlushTest, NoneCanBeLeftOut) {
     const Recording recording = Record(stage.GetFolder().Root(), [&] { stage.Run(); });
     const std::vector<Files> steps = StepsOf(recording);
     for (std::size_t i = 0; i < recording.events.size(); ++i) {
-      if (!IsFlush(recording.events[i])) continue;
+      const bool isFile = recording.events[i].kind == DiskEvent::kSyncFile;
+      if (!isFile && recording.events[i].kind != DiskEvent::kSyncDirectory) continue;
       Recording without = recording;
       without.events.erase(without.events.begin() + static_cast<std::ptrdiff_t>(i));
       const std::vector<DiskState> found = StatesOf(without);
       const bool isUnsound = std::any_of(found.begin(), found.end(), [&](const DiskState& state) {
         return !IsSound(state, steps);
       });
-      const bool isFile = recording.events[i].kind == DiskEvent::kSyncFile;
       EXPECT_TRUE(isUnsound || !isFile) << storeCase.name << ", " << recording.events[i].name;
       bool& role = shows[RoleOf(storeCase, recording.events, i)];
       role = role || isUnsound;

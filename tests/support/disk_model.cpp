@@ -226,8 +226,4 @@ std::vector<DiskState> StatesOf(const Recording& recording) {
   return {states.begin(), states.end()};
 }
 
-bool IsFlush(const DiskEvent& event) {
-  return event.kind == DiskEvent::kSyncFile || event.kind == DiskEvent::kSyncDirectory;
-}
-
 }  // namespace test

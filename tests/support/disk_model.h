@@ -45,6 +45,4 @@ Recording Record(const std::filesystem::path& root, const std::function<void()>&
 // All that can be found after the power went at any moment; each once.
 std::vector<DiskState> StatesOf(const Recording& recording);
 
-bool IsFlush(const DiskEvent& event);
-
 }  // namespace test

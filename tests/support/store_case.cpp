@@ -78,6 +78,11 @@ Ending Opening(Stage& stage) {
   return Caught([&] { return stage.Store().Initialize(stage.Path().c_str()); });
 }
 
+StoreCase OpeningOf(const char* name, const char* main, const char* backup = nullptr,
+                    bool isLinked = false) {
+  return {name, StoreCase::kOpening, Opening, Ending::kTrue, -1, main, backup, isLinked};
+}
+
 Ending Closing(Stage& stage) {
   return Caught([&] {
     stage.Close();
@@ -95,6 +100,9 @@ std::string NameOfCase(const testing::TestParamInfo<StoreCase>& info) {
 
 std::span<const StoreCase> StoreCases() {
   using Case = StoreCase;
+  const char* const first = kFirst.c_str();
+  const char* const older = kOlder.c_str();
+  const char* const damaged = kDamaged.c_str();
   static const std::array cases = {
       Case{"reading", Case::kReading, Reading},
       Case{"inserting", Case::kChanging, Setting<kNewOne>, Ending::kTrue},
@@ -109,19 +117,13 @@ std::span<const StoreCase> StoreCases() {
       Case{"a shallow copy", Case::kChanging, Copying<false>},
       Case{"a deep copy", Case::kChanging, Copying<true>},
       Case{"a deep copy with the tenth commit", Case::kChanging, Copying<true>, Ending::kRaised, 8},
-      Case{"opening", Case::kOpening, Opening, Ending::kTrue, -1, kFirst.c_str(), kOlder.c_str()},
-      Case{"opening for the first time", Case::kOpening, Opening, Ending::kTrue, -1,
-           kFirst.c_str()},
-      Case{"opening a damaged file", Case::kOpening, Opening, Ending::kTrue, -1, kDamaged.c_str(),
-           kOlder.c_str()},
-      Case{"opening a damaged file through a link", Case::kOpening, Opening, Ending::kTrue, -1,
-           kDamaged.c_str(), kOlder.c_str(), true},
-      Case{"opening a damaged file and backup", Case::kOpening, Opening, Ending::kTrue, -1,
-           kDamaged.c_str(), kAlsoDamaged},
-      Case{"opening a damaged file without backup", Case::kOpening, Opening, Ending::kTrue, -1,
-           kDamaged.c_str()},
-      Case{"opening with the file gone", Case::kOpening, Opening, Ending::kTrue, -1, nullptr,
-           kOlder.c_str()},
+      OpeningOf("opening", first, older),
+      OpeningOf("opening for the first time", first),
+      OpeningOf("opening a damaged file", damaged, older),
+      OpeningOf("opening a damaged file through a link", damaged, older, true),
+      OpeningOf("opening a damaged file and backup", damaged, kAlsoDamaged),
+      OpeningOf("opening a damaged file without backup", damaged),
+      OpeningOf("opening with the file gone", nullptr, older),
       Case{"opening once more", Case::kOpening, Opening},
       Case{"closing", Case::kClosing, Closing},
       Case{"closing what is not valid", Case::kClosing, Closing, Ending::kTrue, 1, nullptr, nullptr,
@@ -269,15 +271,19 @@ std::optional<std::string> ContentOf(const std::string& file, bool isStrict) {
   return known[key] = content;
 }
 
-std::string WithIdsNumbered(std::string text) {
+std::string WithIdsNumbered(std::string_view text) {
   constexpr std::size_t kLength = 38;  // of a GUID in braces
   std::map<std::string, std::string> numbers;
+  std::string result;
+  std::size_t end = 0;  // of what is in the result
   for (std::size_t at = text.find('{'); at != text.npos; at = text.find('{', at + 1)) {
     if (at + kLength > text.size() || text[at + kLength - 1] != '}') continue;
     const std::string number = "#" + std::to_string(numbers.size());
-    text.replace(at, kLength, numbers.try_emplace(text.substr(at, kLength), number).first->second);
+    result += text.substr(end, at - end);
+    result += numbers.try_emplace(std::string(text.substr(at, kLength)), number).first->second;
+    end = at + kLength;
   }
-  return text;
+  return result.append(text.substr(end));
 }
 
 bool IsLeftover(const std::string& name) { return name.find(".cfgex-new") != name.npos; }

@@ -90,7 +90,7 @@ class Stage {
 // The content of the store that a configuration file makes; nothing if it makes none.
 std::optional<std::string> ContentOf(const std::string& file, bool isStrict = false);
 // New ids become numbers, in the order of their appearance.
-std::string WithIdsNumbered(std::string text);
+std::string WithIdsNumbered(std::string_view text);
 // A new file that has not taken its name yet.
 bool IsLeftover(const std::string& name);
 
