@@ -98,7 +98,7 @@ void CCfgConfigurationEx::CImpl::RefreshBackup() {
 bool CCfgConfigurationEx::CImpl::Commit() {
   std::wstring reason;
   if (!ValidateDocument(m_pDocument, reason)) return false;
-  if (++m_SaveCount % m_SnapshotInterval == 0) m_FileSet.CopyToSnapshot();
+  if (++m_SaveCount % m_TempInterval == 0) m_FileSet.CopyToTemp();
   return true;
 }
 

@@ -95,6 +95,6 @@ class CCfgConfigurationEx::CImpl : public CountedImpl {
   std::atomic<bool> m_bLoaded{false};
   CCfgOption m_Option;
   CConfigFileSet m_FileSet;
-  std::uint32_t m_SaveCount = 0;                // commits of this store, saved or not
-  const std::uint32_t m_SnapshotInterval = 10;  // commits
+  std::uint32_t m_SaveCount = 0;            // commits of this store, saved or not
+  const std::uint32_t m_TempInterval = 10;  // commits
 };

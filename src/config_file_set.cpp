@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::size_t kNameBuffer = 260;  // characters, the end of the text included
 constexpr std::wstring_view kBackupEnding = L".backup.xml";
-constexpr std::wstring_view kSnapshotEnding = L".tmp.xml";
+constexpr std::wstring_view kTempEnding = L".tmp.xml";
 constexpr std::wstring_view kBadEnding = L".%d.bad";
 
 }  // namespace
@@ -31,10 +31,10 @@ bool CConfigFileSet::DeriveFileNames(const wchar_t* path) {
   if (dot == std::wstring::npos) return m_Names != Names::kNone;
   stem.resize(dot);
   const std::size_t longestEnding =
-      std::max({kBackupEnding.size(), kSnapshotEnding.size(), kBadEnding.size()});
+      std::max({kBackupEnding.size(), kTempEnding.size(), kBadEnding.size()});
   if (stem.size() + longestEnding > kNameBuffer - 1) return m_Names != Names::kNone;
   m_BackupFile = stem + std::wstring(kBackupEnding);
-  m_SnapshotFile = stem + std::wstring(kSnapshotEnding);
+  m_TempFile = stem + std::wstring(kTempEnding);
   m_BadFilePattern = stem + std::wstring(kBadEnding);
   m_Names = Names::kOwn;
   return true;
@@ -44,8 +44,8 @@ bool CConfigFileSet::CopyToBackup(const FileIdentity& identity) const {
   return HasCompanions() && CopyKnownFile(m_MainFile, m_BackupFile, identity);
 }
 
-bool CConfigFileSet::CopyToSnapshot() const {
-  return HasCompanions() && OS::CopyFileW(m_MainFile, m_SnapshotFile, false);
+bool CConfigFileSet::CopyToTemp() const {
+  return HasCompanions() && OS::CopyFileW(m_MainFile, m_TempFile, false);
 }
 
 bool CConfigFileSet::RestoreFromBackup() {

@@ -60,7 +60,7 @@ class CConfigFileSet {
   Names m_Names = Names::kNone;
   std::wstring m_MainFile;  // the path given last
   std::wstring m_BackupFile;
-  std::wstring m_SnapshotFile;
+  std::wstring m_TempFile;
   std::wstring m_BadFilePattern;              // with the "%d" unfilled
   std::optional<std::uint32_t> m_LastNumber;  // of a bad file
   std::wstring m_RecoveryFile;                // empty until a file has been put aside
