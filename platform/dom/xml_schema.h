@@ -51,7 +51,7 @@ class CXMLSchema {
   // used, and then nothing can be generated: a file is missing or not well-formed, has a document
   // type declaration, or they make no schema. Whether the schema is valid is not judged.
   //
-  // The process keeps the last few schemas that were read (schema_file.h); one is read again when
+  // The process keeps the last few schemas that were read (schema_reader.h); one is read again when
   // any of its files was changed or replaced.
   virtual bool LoadSchema(const wchar_t* path);
 

@@ -32,9 +32,10 @@ bool IsIn(std::span<const Range> ranges, std::uint32_t code) noexcept {
 
 std::uint32_t CodeOf(wchar_t character) noexcept { return static_cast<std::uint32_t>(character); }
 
-bool IsSurrogate(std::uint32_t code) noexcept { return code >= 0xD800 && code <= 0xDFFF; }
-
-bool IsScalarValue(std::uint32_t code) noexcept { return code <= 0x10FFFF && !IsSurrogate(code); }
+// Whether it is a character: no surrogate, and not beyond the last one.
+bool IsScalarValue(std::uint32_t code) noexcept {
+  return code < 0xD800 || (code > 0xDFFF && code <= 0x10FFFF);
+}
 
 bool IsNameStart(std::uint32_t code) noexcept {
   if (code < 0x80) return (code | 0x20) - 'a' < 26u || code == '_';

@@ -44,8 +44,7 @@ constexpr int kMostWriters = 100;  // at work in one directory under one name
 
 // Everything up to and with the last slash; empty for a name alone.
 std::string DirectoryPart(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  return slash == std::string::npos ? std::string() : path.substr(0, slash + 1);
+  return path.substr(0, path.rfind('/') + 1);  // npos + 1 is 0
 }
 
 std::string LinkText(const std::string& path) {

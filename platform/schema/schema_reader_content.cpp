@@ -70,11 +70,8 @@ bool SchemaReader::ReadParticle(Particle& particle, const xmlNode* c_node,
 bool SchemaReader::ReadElementParticle(Particle& particle, const xmlNode* c_node,
                                        const ReadingScope& scope, const std::string& min) {
   const std::string ref = TokenAttribute(c_node, "ref");
-  ISchemaElement* global = nullptr;
-  if (!ref.empty()) {
-    global = Find(scope, m_Model.global_elements, c_node, ref);
-    if (global == nullptr) return false;
-  }
+  ISchemaElement* global = Find(scope, m_Model.global_elements, c_node, ref);
+  if (!ref.empty() && global == nullptr) return false;
   ISchemaElement& element = m_Model.elements.emplace_back(m_Model);
   particle.kind = ParticleKind::kElement;
   particle.element = &element;

@@ -80,7 +80,6 @@ class Finisher {
 
   Weight WeightOf(const Particle& particle);
   double AttributesOf(const AttributeGroup& group);
-  void Compare(const ISchemaType* type);
 
   SchemaModel& m_Model;
   SchemaBudget& m_Budget;
@@ -274,7 +273,10 @@ void Finisher::BuildTable(ISchemaComplexType& type) {
 // The defaults and fixed values; those in enumerations were weighed with their types.
 void Finisher::WeighValues() {
   const auto weigh = [this](const auto& declared) {
-    if (!declared.default_value.empty() || !declared.fixed_value.empty()) Compare(declared.type);
+    if (declared.default_value.empty() && declared.fixed_value.empty()) return;
+    const ISchemaType& type = *declared.type;
+    const SimpleType* simple = type.simple != nullptr ? type.simple : type.complex->simple_content;
+    if (simple != nullptr) m_Budget.SpendOnComparisons(m_Weights[simple].values);
   };
   const auto weigh_all = [&weigh](const auto& all) {
     std::for_each(all.begin(), all.end(), weigh);
@@ -285,11 +287,6 @@ void Finisher::WeighValues() {
   for (const AttributeGroup& group : m_Model.attribute_groups) weigh_all(group.attributes);
   for (const ISchemaComplexType& type : m_Model.complex_types)
     weigh_all(type.attributes.attributes);
-}
-
-void Finisher::Compare(const ISchemaType* type) {
-  const SimpleType* simple = type->simple != nullptr ? type->simple : type->complex->simple_content;
-  if (simple != nullptr) m_Budget.SpendOnComparisons(m_Weights[simple].values);
 }
 
 }  // namespace
