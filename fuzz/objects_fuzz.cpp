@@ -1,21 +1,22 @@
 // XML into objects: two stand-alone documents, and what is done with the instances, embedded
-// objects and arrays in them. Parts: the letter of the schema, the first document, the second, and
-// a script of operations, three bytes or more each. A document that is refused gives way to a fixed
-// one.
+// objects, arrays and fields in them. Parts: the letter of the schema, the first document, the
+// second, and a script of operations, four bytes or more each. A document that is refused gives way
+// to a fixed one.
 //
 // Holds:
 // 1. A text is taken exactly when the engine finds it valid and its instance is in it.
 // 2. After each operation every document's text loads again, to the same text, whatever was
-//    replaced, moved or cut out. A refused operation that has no steps on the way changes none.
-// 3. What was embedded is what stands in the field; what was referred to is what a read finds.
+//    replaced, moved or cut out. A refused operation that has no steps on the way changes none; a
+//    read changes none, and if it is refused, not its variable either.
+// 3. What was embedded is what is in the field; what was referred to is what a read finds; a value
+//    that was written under a plain name is what is read back.
 // 4. A new instance that a category makes is valid. A file that was saved holds the document.
 
 #include <algorithm>
 #include <array>
 
 #include "fuzz/support.h"
-#include "platform/dom/create_object.h"
-#include "platform/dom/dom.h"
+#include "tests/support/dom.h"
 #include "tests/support/sample.h"
 
 using namespace fuzz;
@@ -25,17 +26,19 @@ namespace {
 
 constexpr int kOperations = 24;
 constexpr std::size_t kLargest = 100'000;  // of a document's text; what embeds itself doubles
-
-std::wstring ElementOf(const CCfgObject& object) {
-  const auto element = As<IXMLDOMElement>(object.GetRawInterface());
-  return element ? element->get_xml() : L"";
-}
+constexpr std::size_t kLongestName = 36;   // predicates within predicates are bounded, but slow
 
 std::wstring DocumentOf(const CCfgObject& object) {
   const auto element = As<IXMLDOMElement>(object.GetRawInterface());
   if (!element) return L"";
   const auto root = element->get_ownerDocument()->get_documentElement();
   return root ? root->get_xml() : L"";
+}
+
+bool IsPlain(const std::wstring& name) {
+  return !name.empty() && std::all_of(name.begin(), name.end(), [](wchar_t c) {
+    return (c >= L'A' && c <= L'Z') || (c >= L'a' && c <= L'z') || c == L'/';
+  });
 }
 
 class Trial {
@@ -53,11 +56,10 @@ class Trial {
   bool Do(Choices& choices) {
     const std::size_t kind = choices.Below(17);
     const std::size_t target = choices.Below(6);
-    // The same bytes choose a source and a field.
     const std::size_t source = choices.Below(6);
-    const wchar_t* name = Name(choices);
+    m_Name = Name(choices);
     bool mayChange = false;
-    const bool done = Act(kind, target, source, name, choices, mayChange);
+    const bool done = Act(kind, target, source, choices, mayChange);
     const std::vector<std::wstring> texts = Texts();
     if (!done && !mayChange) CHECK(texts == m_Texts, "changed by a refused operation");
     for (const std::wstring& text : texts) {
@@ -69,14 +71,15 @@ class Trial {
   }
 
  private:
-  static const wchar_t* Name(Choices& choices) {
+  static std::wstring Name(Choices& choices) {
     static const std::array kNames = {
         L"InstanceId", L"Name",  L"Text",       L"Part",         L"Part/Part", L"Parts",
         L"Parts/Item", L"Ref",   L"Link",       L"Refs",         L"Refs/Item", L"Part/Ref",
         L"Texts",      L"Tags",  L"Numbers",    L"Flags",        L"Plain",     L".",
         L"..",         L"../..", L"*[last()]",  L"Raw",          L"*[2]",      L"Part//Ref",
-        L"../*[2]",    L"Label", L"../../*[2]", L"//InstanceId", L"//Part",    L"Missing"};
-    return kNames[choices.Below(kNames.size())];
+        L"../*[2]",    L"Label", L"../../*[2]", L"//InstanceId", L"//Part"};
+    const std::size_t number = choices.Below(kNames.size() + 1);
+    return number < kNames.size() ? kNames[number] : Text(choices.Piece()).substr(0, kLongestName);
   }
 
   CCfgObject& Any(std::size_t n) {
@@ -84,22 +87,19 @@ class Trial {
   }
 
   void Load(CCfgInstance& instance, const std::wstring& text) {
-    const bool taken = instance.Initialize(text.c_str());
-    if (taken) {
+    if (instance.Initialize(text.c_str())) {
       CHECK(m_Kit.IsValidText(text), Show(text));
       CHECK(instance.GetRawInterface() != nullptr, Show(text));
       return;
     }
-    static const std::wstring kFixed = Document(
-        L"a",
-        {Item(L"P", L"a",
-              RefTo(L"Q", L"b") + L"<Part><Label>l</Label><Part><Label>m</Label></Part></Part>"),
-         Item(L"Q", L"b", RefTo(L"P", L"a"))});
+    static const std::wstring kFixed =
+        Document(L"a", {Item(L"P", L"a", EveryField()), Item(L"Q", L"b", RefTo(L"P", L"a"))});
     instance.Initialize(kFixed.c_str());
   }
 
-  bool Act(std::size_t kind, std::size_t target, std::size_t source, const wchar_t* name,
-           Choices& choices, bool& mayChange) {
+  bool Act(std::size_t kind, std::size_t target, std::size_t source, Choices& choices,
+           bool& mayChange) {
+    const wchar_t* name = m_Name.c_str();
     CCfgObject& object = Any(target);
     CCfgInstance& instance = m_Instances[target % 3];
     CCfgInstance& other = m_Instances[source % 3];
@@ -108,10 +108,10 @@ class Trial {
         mayChange = true;  // the target is another one
         return object.GetFieldValue(name, Any(source));
       case 1:
-        return Embed(object, name, Any(source));
+        return Embed(object, Any(source));
       case 2:
         mayChange = true;
-        return Refer(object, name, other);
+        return Refer(object, other);
       case 3:
         mayChange = true;
         return object.GetFieldValue(name, other);
@@ -136,15 +136,17 @@ class Trial {
           all.GetItem(choices.Below(all.GetItemCount()), m_Objects[source % 3]);
         return true;
       }
-      case 7:
-        static const std::array kIds = {L"a", L"b", L"c", L"", L"it's", L"x\"&<\n", L"\x01"};
-        return instance.SetInstanceId(kIds[choices.Below(kIds.size())]);
-      case 8: {
-        const std::vector<OS::x_wstring> texts(choices.Below(4), L"x");
-        return object.SetFieldValue(name, texts);
+      case 7: {
+        const std::wstring id = Text(choices.Piece());
+        const bool done = instance.SetInstanceId(id.c_str());
+        if (done) CHECK(instance.GetInstanceId() == id.c_str(), Show(id));
+        return done;
       }
+      case 8:
+        return WriteAny(object, choices);
       case 9:
-        return object.SetFieldValue(name, L"text");
+        ReadAll(object);
+        return false;
       case 10:
         m_Objects[target % 3] = Any(source);
         return true;
@@ -172,32 +174,108 @@ class Trial {
     }
   }
 
-  bool Embed(CCfgObject& object, const wchar_t* name, const CCfgObject& value) {
-    const std::wstring xml = ElementOf(value);
-    if (!object.SetFieldValue(name, value)) return false;
-    static const std::wstring kPlain[] = {L"Part", L"Part/Part", L"Plain"};
-    const bool isPlain = std::find(std::begin(kPlain), std::end(kPlain), name) != std::end(kPlain);
-    CCfgObject back(m_Kit.option);
-    // The field has the name of what was put there.
-    if (isPlain && object.GetFieldValue(name, back) && xml.starts_with(L"<Part"))
-      CHECK(std::wstring(name) == L"Plain" || ElementOf(back) == xml,
-            Show(xml + L"\n" + ElementOf(back)));
+  bool WriteAny(CCfgObject& object, Choices& choices) {
+    const std::wstring text = Text(choices.Piece());
+    switch (choices.Below(9)) {
+      case 0:
+        return Write(object, static_cast<int>(choices.Number()));
+      case 1:
+        return Write(object, static_cast<unsigned int>(choices.Number()));
+      case 2:
+        return Write(object, static_cast<long>(choices.Number()) - (1L << 31));
+      case 3:
+        return Write(object, choices.Below(2) == 1);
+      case 4:
+        return Write(object, Ids(choices.Below(5), text.c_str()));
+      case 5:
+        return WriteArray<CCfgStringArray>(object, choices.Below(5), OS::x_wstring(text));
+      case 6:
+        return WriteArray<CCfgIntegerArray>(object, choices.Below(5),
+                                            static_cast<int>(choices.Number()));
+      case 7:
+        return object.SetFieldValue(m_Name.c_str(), CVar(text.c_str()));
+      default:
+        return Write(object, OS::x_wstring(text));
+    }
+  }
+
+  template <class T>
+  bool Write(CCfgObject& object, const T& value) {
+    if (!object.SetFieldValue(m_Name.c_str(), value)) return false;
+    T read{};
+    if (IsPlain(m_Name))
+      CHECK(object.GetFieldValue(m_Name.c_str(), read) && read == value, Show(DocumentOf(object)));
     return true;
   }
 
-  bool Refer(CCfgObject& object, const wchar_t* name, const CCfgInstance& value) {
+  template <class Array, class T>
+  bool WriteArray(CCfgObject& object, std::size_t count, const T& item) {
+    Array array, read;
+    for (std::size_t n = 0; n < count; ++n) array.AddItem(item);
+    if (!object.SetFieldValue(m_Name.c_str(), array)) return false;
+    if (!IsPlain(m_Name)) return true;
+    CHECK(object.GetFieldValue(m_Name.c_str(), read), Show(DocumentOf(object)));
+    CHECK(read.GetItemCount() == count, Show(DocumentOf(object)));
+    for (std::size_t n = 0; n < count; ++n) CHECK(read.GetItem(n) == item, Show(m_Name));
+    return true;
+  }
+
+  void ReadAll(const CCfgObject& object) {
+    const auto read = [&](auto value) {
+      const auto unread = value;
+      CHECK(object.GetFieldValue(m_Name.c_str(), value) || value == unread, Show(m_Name));
+    };
+    read(-77);
+    read(77U);
+    read(-78L);
+    read(78UL);
+    read(true);
+    read(false);
+    read(OS::x_wstring(L"unread"));
+    read(Ids{L"unread"});
+    tm fields{};
+    OS::CTime time;
+    CVar any;
+    object.GetFieldValue(m_Name.c_str(), fields);
+    object.GetFieldValue(m_Name.c_str(), time);
+    CHECK(object.GetFieldValue(m_Name.c_str(), any) == (any.GetKind() != VT_EMPTY), Show(m_Name));
+    const auto read_array = [&](auto array) {
+      try {
+        CHECK(object.GetFieldValue(m_Name.c_str(), array) || array.GetItemCount() == 0,
+              Show(m_Name));
+      } catch (const _com_error&) {  // an item that is no number
+      }
+    };
+    read_array(CCfgIntegerArray());
+    read_array(CCfgUnsignedIntegerArray());
+    read_array(CCfgBooleanArray());
+    read_array(CCfgStringArray());
+  }
+
+  bool Embed(CCfgObject& object, const CCfgObject& value) {
+    const std::wstring xml = ElementXml(value);
+    if (!object.SetFieldValue(m_Name.c_str(), value)) return false;
+    CCfgObject back(m_Kit.option);
+    // The field has the name of what was put there.
+    const bool keepsName = m_Name == L"Part" || m_Name == L"Part/Part";
+    if (keepsName && xml.starts_with(L"<Part") && object.GetFieldValue(m_Name.c_str(), back))
+      CHECK(ElementXml(back) == xml, Show(xml + L"\n" + ElementXml(back)));
+    return true;
+  }
+
+  bool Refer(CCfgObject& object, const CCfgInstance& value) {
     const std::wstring id = value.GetInstanceId().str();
     const std::wstring category = value.GetCategory().str();
     OS::x_wstring oldId;
     const bool isSame = object.GetFieldValue(L"Ref/InstanceId", oldId) &&
                         oldId == id.c_str();  // keeps its category
-    if (!object.SetFieldValue(name, value)) return false;
-    if (name != std::wstring(L"Ref") || id.empty() || id.find(L'\'') != id.npos) return true;
+    if (!object.SetFieldValue(m_Name.c_str(), value)) return false;
+    if (m_Name != L"Ref" || id.empty() || id.find(L'\'') != id.npos) return true;
     CCfgInstance back(m_Kit.option);
-    if (object.GetFieldValue(name, back)) {
+    if (object.GetFieldValue(m_Name.c_str(), back)) {
       CHECK(back.GetInstanceId() == id.c_str(), Show(id + L" " + back.GetInstanceId().str()));
       CHECK(isSame || back.GetCategory() == category.c_str(),
-            Show(ElementOf(object) + L"\n" + DocumentOf(back)));
+            Show(ElementXml(object) + L"\n" + DocumentOf(back)));
     }
     return true;
   }
@@ -213,7 +291,7 @@ class Trial {
   bool Save(const CCfgInstance& instance) {
     const std::wstring path = m_Kit.Path(L"saved.xml");
     if (!instance.SaveToFile(path.c_str())) return false;
-    const auto document = CreateObject<IXMLDOMDocument2>(L"MSXML2.DOMDocument.6.0");
+    const DocumentPtr document = NewDocument();
     CHECK(document->load(path), ReadBytes(path));
     const std::wstring text = document->get_documentElement()->get_xml();
     CHECK(text == DocumentOf(instance), Show(text) + "\n" + Show(DocumentOf(instance)));
@@ -224,14 +302,14 @@ class Trial {
     std::vector<std::wstring> texts;
     for (std::size_t n = 0; n < 6; ++n) {
       texts.push_back(DocumentOf(Any(n)));
-      texts.push_back(ElementOf(Any(n)));
+      texts.push_back(ElementXml(Any(n)));
     }
     return texts;
   }
 
   static void CheckLoads(const std::wstring& text) {
     if (text.empty()) return;
-    const auto document = CreateObject<IXMLDOMDocument2>(L"MSXML2.DOMDocument.6.0");
+    const DocumentPtr document = NewDocument();
     CHECK(document->loadXML(text), Show(text));
     const std::wstring again = document->get_documentElement()->get_xml();
     CHECK(again == text, Show(text) + "\n" + Show(again));
@@ -240,6 +318,7 @@ class Trial {
   Kit& m_Kit;
   std::array<CCfgInstance, 3> m_Instances;
   std::array<CCfgObject, 3> m_Objects;
+  std::wstring m_Name;  // of the field that the operation is about
   std::vector<std::wstring> m_Texts;
 };
 

@@ -50,7 +50,7 @@ run() {
     options+=("-max_total_time=$seconds")
     local dictionary=fuzz/document.dict
     case $target in
-      schema_fuzz | fields_fuzz) dictionary=fuzz/${target%_fuzz}.dict ;;
+      schema_fuzz) dictionary=fuzz/schema.dict ;;
       model_fuzz) dictionary= ;;
     esac
     [[ -z $dictionary ]] || options+=("-dict=$dictionary")
