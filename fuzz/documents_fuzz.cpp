@@ -15,7 +15,6 @@
 #include <algorithm>
 
 #include "fuzz/support.h"
-#include "platform/dom/dom.h"
 
 using namespace fuzz;
 using namespace test;
@@ -23,11 +22,6 @@ using namespace test;
 namespace {
 
 constexpr std::size_t kNames = 12;  // of instances that are asked for
-
-std::wstring ElementXml(const CCfgInstance& instance) {
-  const auto element = As<IXMLDOMElement>(instance.GetRawInterface());
-  return element ? element->get_xml() : L"";
-}
 
 class Trial {
  public:

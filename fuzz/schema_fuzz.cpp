@@ -10,10 +10,9 @@
 #include <set>
 
 #include "fuzz/support.h"
-#include "platform/dom/create_object.h"
-#include "platform/dom/dom.h"
 #include "platform/dom/xml_schema.h"
 #include "platform/schema/schema_model.h"
+#include "tests/support/dom.h"
 
 using namespace fuzz;
 using namespace test;
@@ -76,7 +75,7 @@ void CheckGenerated(const std::wstring& schema, const std::wstring& name, const 
     if (text.empty()) continue;
     if (g_Elements <= kElements)
       CHECK(text == Generate(schema, name, scope, omitsOptional), Show(text));
-    const auto document = CreateObject<IXMLDOMDocument2>(L"MSXML2.DOMDocument.6.0");
+    const DocumentPtr document = NewDocument();
     if (!document->loadXML(text)) {
       // A target namespace that is no URI is one that no document can be in.
       CHECK(text.find(L" xmlns=") != text.npos, Show(text));
@@ -106,7 +105,7 @@ void VisitTypes(const ComPtr<ISchema>& schema) {
 
 // Asks for the declaration of every element in a default instance.
 void VisitDeclarations(const CCfgOption& option, const std::wstring& text) {
-  const auto document = CreateObject<IXMLDOMDocument2>(L"MSXML2.DOMDocument.6.0");
+  const DocumentPtr document = NewDocument();
   const auto cache = As<IXMLDOMSchemaCollection2>(option.GetSchemaCache());
   document->putref_schemas(cache);
   if (!document->loadXML(text)) return;
@@ -161,7 +160,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   CHECK(loaded || !taken, "compiled, but without a model for the generator");
   if (!loaded) return 0;
 
-  const auto document = CreateObject<IXMLDOMDocument2>(L"MSXML2.DOMDocument.6.0");
+  const DocumentPtr document = NewDocument();
   CHECK(document->load(schema), "loaded, but not well-formed");
   const std::set<std::wstring> names = NamesIn(document);
   const std::wstring* scope = nullptr;

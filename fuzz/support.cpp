@@ -8,11 +8,10 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "platform/dom/create_object.h"
-#include "platform/dom/dom.h"
 #include "platform/os/encoding.h"
 #include "platform/schema/schema_cache.h"
 #include "platform/tree/nodes.h"
+#include "tests/support/dom.h"
 #include "tests/support/sample.h"
 
 namespace fuzz {
@@ -204,28 +203,26 @@ bool Kit::IsValidFile(const std::wstring& path) const {
 }
 
 bool Kit::IsValidText(const std::wstring& text) const {
-  const std::optional<std::string> bytes = [&]() -> std::optional<std::string> {
-    try {
-      return ToUtf8(text);
-    } catch (const _com_error&) {
-      return std::nullopt;
-    }
-  }();
-  return bytes && m_Engine->IsValid(Parse(*bytes, true).get());
+  try {
+    return m_Engine->IsValid(Parse(ToUtf8(text), true).get());
+  } catch (const _com_error&) {  // no characters
+    return false;
+  }
 }
 
 std::multiset<Pair> Kit::Contents(const std::wstring& path) const {
   std::multiset<Pair> contents;
-  const auto document = CreateObject<IXMLDOMDocument2>(L"MSXML2.DOMDocument.6.0");
+  const test::DocumentPtr document = test::NewDocument();
   if (!document->load(path)) return contents;
-  const auto found =
-      document->selectNodes(L"/Configuration/Category/*[namespace-uri() = '']/InstanceId");
-  for (long i = 0; i < found->get_length(); ++i) {
-    const auto id = found->get_item(i);
-    const auto instance = As<IXMLDOMElement>(id->get_parentNode());
-    contents.emplace(instance->get_tagName(), id->get_text());
-  }
+  for (const test::Node& id :
+       test::Select(document, L"/Configuration/Category/*[namespace-uri() = '']/InstanceId"))
+    contents.emplace(As<IXMLDOMElement>(id->get_parentNode())->get_tagName(), id->get_text());
   return contents;
+}
+
+std::wstring ElementXml(const CCfgObject& object) {
+  const auto element = As<IXMLDOMElement>(object.GetRawInterface());
+  return element ? element->get_xml() : L"";
 }
 
 Snapshot Take(CCfgConfigurationEx& store, const std::set<Pair>& names) {

@@ -89,6 +89,8 @@ class Kit {
   std::unique_ptr<Engine> m_Engine;
 };
 
+std::wstring ElementXml(const CCfgObject& object);  // empty for an empty handle
+
 // What a store answers for each of these ids, in any category and in the one named.
 using Snapshot = std::map<Pair, std::optional<std::wstring>>;
 Snapshot Take(CCfgConfigurationEx& store, const std::set<Pair>& names);

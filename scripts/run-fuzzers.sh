@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds the fuzz targets and runs them over the kept inputs, then over inputs made from these.
+# Builds the fuzz targets and runs them over the kept inputs, then on from there.
 #
 #   run-fuzzers.sh                            every target, the kept inputs alone
 #   run-fuzzers.sh --seconds N [TARGET ...]   N seconds each (0: the kept inputs alone)
@@ -50,7 +50,7 @@ run() {
     options+=("-max_total_time=$seconds")
     local dictionary=fuzz/document.dict
     case $target in
-      schema_fuzz | fields_fuzz) dictionary=fuzz/${target%_fuzz}.dict ;;
+      schema_fuzz) dictionary=fuzz/schema.dict ;;
       model_fuzz) dictionary= ;;
     esac
     [[ -z $dictionary ]] || options+=("-dict=$dictionary")

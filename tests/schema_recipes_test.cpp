@@ -162,40 +162,6 @@ TEST_F(RecipesTest, AListOfObjectsGrowsThroughTheText) {
   EXPECT_FALSE(rule.SetFieldValue(L"Escalation", steps));
 }
 
-TEST_F(RecipesTest, ACycleTravelsAndLeavesAsAWhole) {
-  CCfgInstance device = New(L"Device", L"d");
-  CCfgInstance first = New(L"Room", L"r1");
-  CCfgInstance second = New(L"Room", L"r2");
-  EXPECT_TRUE(first.SetFieldValue(L"Controller", device));
-  EXPECT_TRUE(second.SetFieldValue(L"Controller", device));
-  CCfgInstanceArray rooms;
-  rooms.AddItem(first);
-  rooms.AddItem(second);
-  EXPECT_TRUE(device.SetFieldValue(L"Rooms", rooms));
-  ASSERT_TRUE(sample.Set(device));
-  const std::wstring xml = sample.Get(L"r1");
-  EXPECT_EQ(Sample::Layout(xml), "[Room:r1][Device:d][Room:r2]");
-  ASSERT_TRUE(sample.store->RemoveConfiguration(xml.c_str(), nullptr));
-  EXPECT_EQ(sample.Get(L"d") + sample.Get(L"r2"), L"");
-}
-
-TEST_F(RecipesTest, AnOldTargetLeavesTheStoreAndCanBePutBack) {
-  CCfgInstance device = New(L"Device", L"shared");
-  for (const wchar_t* id : {L"r1", L"r2"}) {
-    CCfgInstance room = New(L"Room", id);
-    EXPECT_TRUE(room.SetFieldValue(L"Controller", device));
-    ASSERT_TRUE(sample.Set(room));
-  }
-  CCfgInstance room = sample.Read(L"r1");
-  const CCfgInstance kept = sample.Read(L"shared");
-  EXPECT_TRUE(room.SetFieldValue(L"Controller", New(L"Device", L"own")));
-  ASSERT_TRUE(sample.Set(room));
-  EXPECT_EQ(sample.Get(L"shared"), L"");
-  EXPECT_TRUE(sample.Set(kept));
-  CCfgInstance target(option);
-  EXPECT_TRUE(sample.Read(L"r2").GetFieldValue(L"Controller", target));
-}
-
 constexpr const char* kName = "<xs:element name='Name' type='xs:string'/>";
 constexpr const char* kPhone = "<xs:element name='Phone' type='xs:string' minOccurs='0'/>";
 

@@ -10,11 +10,11 @@
 #include <vector>
 
 #include "platform/schema/schema_reader.h"
-#include "tests/support/support.h"
+#include "tests/support/dom.h"
 
 namespace {
 
-using test::Narrow;
+using namespace test;
 
 // Records the course of a generation and leaves optional elements out, but those named in `keep`.
 struct Recorder : CXMLSchema::CSchemaElementCallback {
@@ -36,13 +36,7 @@ struct Recorder : CXMLSchema::CSchemaElementCallback {
   std::function<void(CSchemaElementInfo&)> act;
 };
 
-std::string Schema(const std::string& body, const std::string& attributes = "") {
-  return "<xs:schema xmlns:xs='http://www.w3.org/2001/XMLSchema' " + attributes + ">" + body +
-         "</xs:schema>";
-}
-std::wstring Data(const std::wstring& name) {
-  return test::Wide(CFGEX_TEST_DATA "/generator/") + name;
-}
+std::wstring Data(const std::wstring& name) { return Wide(CFGEX_TEST_DATA "/generator/") + name; }
 // A schema in which `r` holds `particles` in a row.
 std::string Row(const std::string& particles) {
   return Schema("<xs:element name='r'><xs:complexType><xs:sequence>" + particles +
@@ -53,20 +47,20 @@ class XmlSchema : public testing::Test {
  protected:
   std::string Generate(const std::string& schema, const wchar_t* name = L"r",
                        const wchar_t* scope = nullptr) {
-    test::WriteBytes(path, schema);
+    WriteBytes(path, schema);
     CXMLSchema generator;
     EXPECT_TRUE(generator.LoadSchema(path.c_str())) << schema;
     return Narrow(generator.CreateXmlInstance(name, recorder, scope));
   }
-  test::Folder folder;
+  Folder folder;
   std::wstring path = folder.Path(L"a.xsd");
   Recorder recorder;
 };
 
 // The cases are in data/generator/cases.txt, which tells their form.
 TEST_F(XmlSchema, EachConstructHasItsDefaultForm) {
-  test::WriteBytes(folder.Path(L"plain.xsd"), test::ReadBytes(Data(L"plain.xsd")));
-  std::istringstream file(test::ReadBytes(Data(L"cases.txt")));
+  WriteBytes(folder.Path(L"plain.xsd"), ReadBytes(Data(L"plain.xsd")));
+  std::istringstream file(ReadBytes(Data(L"cases.txt")));
   std::string line, body, attributes;
   while (std::getline(file, line) && line[0] != '#') continue;  // what the file says of itself
   int cases = 0;
@@ -86,7 +80,7 @@ TEST_F(XmlSchema, EachConstructHasItsDefaultForm) {
 }
 
 TEST_F(XmlSchema, NamesAreLookedForBelowTheScopeThenGlobally) {
-  const std::string schema = test::ReadBytes(Data(L"names.xsd"));
+  const std::string schema = ReadBytes(Data(L"names.xsd"));
   const struct {
     const wchar_t *name, *scope;
     const char *text, *log;
@@ -115,7 +109,7 @@ TEST_F(XmlSchema, NamesAreLookedForBelowTheScopeThenGlobally) {
 }
 
 TEST_F(XmlSchema, TheCallbackSeesEachElementBeforeItsChildrenAndDecides) {
-  const std::string schema = test::ReadBytes(Data(L"optional.xsd"));
+  const std::string schema = ReadBytes(Data(L"optional.xsd"));
   EXPECT_EQ(Generate(schema), "<r><c>3</c></r>");
   EXPECT_EQ(recorder.log, "<r1 a0 m0 r0 c1 >");
   recorder.keep = "am";
@@ -135,30 +129,30 @@ TEST_F(XmlSchema, TheCallbackSeesEachElementBeforeItsChildrenAndDecides) {
 TEST_F(XmlSchema, FailuresPassThroughAndLeaveNothingBehind) {
   const std::string schema = Row("<xs:element name='a' minOccurs='3' maxOccurs='3'/>");
   Generate(schema);  // the schema is kept
-  const long before = test::LiveNodes();
+  const long before = LiveNodes();
   using enum FaultPoint;
   for (const auto point : {kCreateElement, kAppendChild, kGetXml}) {
-    const test::FailCall fail(point, point == kGetXml ? 1 : 2);
+    const FailCall fail(point, point == kGetXml ? 1 : 2);
     EXPECT_THROW(Generate(schema), _com_error) << NameOf(point);
-    EXPECT_EQ(test::LiveNodes(), before) << NameOf(point);
+    EXPECT_EQ(LiveNodes(), before) << NameOf(point);
   }
   int calls = 0;
   recorder.act = [&](auto&) {
     if (++calls == 3) throw std::runtime_error("callback");
   };
   EXPECT_THROW(Generate(schema), std::runtime_error);
-  EXPECT_EQ(test::LiveNodes(), before);
+  EXPECT_EQ(LiveNodes(), before);
 }
 
 TEST_F(XmlSchema, WhatCannotBeLoadedGeneratesNothing) {
   CXMLSchema generator;
   EXPECT_TRUE(generator.CreateXmlInstance(L"r", recorder, nullptr).empty());
-  test::WriteBytes(path, Row(""));
+  WriteBytes(path, Row(""));
   ASSERT_TRUE(generator.LoadSchema(path.c_str()));
   for (const std::string& text :
        {std::string("<a"), std::string("<a/>"),
         Schema("<xs:include schemaLocation='missing.xsd'/>"), "<!DOCTYPE a>" + Row("")}) {
-    test::WriteBytes(path, text);
+    WriteBytes(path, text);
     EXPECT_FALSE(generator.LoadSchema(path.c_str())) << text;
     EXPECT_TRUE(generator.CreateXmlInstance(L"r", recorder, nullptr).empty());
   }
@@ -174,7 +168,7 @@ TEST_F(XmlSchema, AFewSchemasAreKeptUntilOneOfTheirFilesChanges) {
     return Narrow(generator.CreateXmlInstance(L"r", own, nullptr));
   };
   const auto opened = [&](const std::wstring& file) {
-    const test::FailCall count(FaultPoint::kOpen, 0);
+    const FailCall count(FaultPoint::kOpen, 0);
     text_of(file);
     return count.Passed();
   };
@@ -184,9 +178,9 @@ TEST_F(XmlSchema, AFewSchemasAreKeptUntilOneOfTheirFilesChanges) {
     EXPECT_LT(tries, 100'000);
   };
   const std::wstring part = folder.Path(L"part.xsd");
-  test::WriteBytes(path, Schema("<xs:include schemaLocation='part.xsd'/>"));
+  WriteBytes(path, Schema("<xs:include schemaLocation='part.xsd'/>"));
   for (const std::string value : {"a", "b", "c"}) {  // the size of the file stays
-    test::WriteBytes(part, Schema("<xs:element name='r' default='" + value + "'/>"));
+    WriteBytes(part, Schema("<xs:element name='r' default='" + value + "'/>"));
     std::vector<std::thread> threads;
     for (const std::wstring& file : {path, part, path}) {
       threads.emplace_back([&, file] {
@@ -198,7 +192,7 @@ TEST_F(XmlSchema, AFewSchemasAreKeptUntilOneOfTheirFilesChanges) {
   }
   for (std::size_t i = 0; i < kKeptSchemaFiles; ++i) {
     EXPECT_EQ(opened(path), 0);
-    test::WriteBytes(folder.Path(std::to_wstring(i)), Row(""));
+    WriteBytes(folder.Path(std::to_wstring(i)), Row(""));
     open_until_kept(folder.Path(std::to_wstring(i)));
   }
   for (std::size_t i = 0; i < kKeptSchemaFiles; ++i) opened(folder.Path(std::to_wstring(i)));

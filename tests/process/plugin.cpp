@@ -4,8 +4,7 @@
 extern "C" [[gnu::visibility("default")]] const char* UseLibrary() {
   static std::string failure;
   try {
-    const process::Site site;
-    process::UseEverything(site);
+    process::UseEverything();
     return nullptr;
   } catch (const std::exception& error) {
     failure = error.what();

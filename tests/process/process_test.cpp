@@ -30,6 +30,7 @@
 namespace {
 
 using process::ChangeZone;
+using process::OpenSite;
 using process::Require;
 using process::Site;
 using process::UseEverything;
@@ -64,7 +65,7 @@ std::map<std::string, std::string> Surroundings() {
 void Traces() {
   umask(0027);
   const auto before = Surroundings();
-  UseEverything(Site());
+  UseEverything();
   const auto after = Surroundings();
   for (const auto& [name, value] : after)
     Require(before.contains(name) && before.at(name) == value, name);
@@ -76,13 +77,9 @@ void Traces() {
 std::string FileMadeIn(const char* locale) {
   Require(std::setlocale(LC_ALL, locale) != nullptr, locale);
   std::locale::global(std::locale(locale));
-  const Site site;
-  UseEverything(site);
-  CCfgOption option;
-  Require(option.Initialize(site.Path("building.xsd").c_str()), "schema");
-  CCfgConfigurationEx store(option);
-  Require(store.Initialize(site.Path("building.xml").c_str()), "open");
-  ChangeZone(store, option, 1234567);
+  UseEverything();
+  OpenSite site;
+  site.Change(1234567);
   std::string bytes = site.Bytes("building.xml");
   Require(bytes.find("<Floor>-1234567</Floor>") != bytes.npos, "a number");
   Require(bytes.find("<LastInspection>2026-02-03T04:05:06Z<") != bytes.npos, "a date");
@@ -106,12 +103,7 @@ void Locales() {
 
 // In the child of a process whose other threads are not in the library at that moment.
 void Fork() {
-  const Site site;
-  CCfgOption option;
-  Require(option.Initialize(site.Path("building.xsd").c_str()), "schema");
-  CCfgConfigurationEx store(option);
-  Require(store.Initialize(site.Path("building.xml").c_str()), "open");
-
+  OpenSite site;
   // The thread lives until the last child has ended: a child takes a finished one for a leak.
   constexpr int kEnd = 1000;
   std::mutex mutex;
@@ -124,7 +116,7 @@ void Fork() {
       turn.wait(lock, [&] { return round >= next; });
       if (round == kEnd) return;
       lock.unlock();
-      ChangeZone(store, option, 0);
+      site.Change(0);
       lock.lock();
       done = next;
       turn.notify_all();
@@ -148,8 +140,8 @@ void Fork() {
       alarm(60);
       int status = 1;
       try {
-        ChangeZone(store, option, 100 + next);  // the store that came along
-        UseEverything(Site());                  // and one of its own
+        site.Change(100 + next);  // the store that came along
+        UseEverything();          // and one of its own
         status = 0;
       } catch (const std::exception& failure) {
         std::fprintf(stderr, "child: %s\n", failure.what());
@@ -248,11 +240,10 @@ char* CountedStrdup(const char* text) {
 // The application has given the engine memory functions of its own.
 void Memory() {
   xmlMemSetup(CountedFree, CountedMalloc, CountedRealloc, CountedStrdup);
-  const auto use = [] { UseEverything(Site()); };
-  use();
+  UseEverything();
   const long blocks = g_Blocks;
   Require(blocks > 0, "not called");
-  for (int i = 0; i < 5; ++i) use();
+  for (int i = 0; i < 5; ++i) UseEverything();
   Require(g_Blocks == blocks, "the engine's memory is not given back");
 }
 
@@ -261,10 +252,10 @@ void Memory() {
 // The application ends its own use of the engine while the library holds nothing, and goes on.
 void Cleanup() {
   for (int i = 0; i < 3; ++i) {
-    UseEverything(Site());
+    UseEverything();
     xmlCleanupParser();
     std::vector<std::jthread> threads;
-    for (int number = 0; number < 4; ++number) threads.emplace_back([] { UseEverything(Site()); });
+    for (int number = 0; number < 4; ++number) threads.emplace_back(UseEverything);
     threads.clear();
     xmlCleanupParser();
     xmlInitParser();

@@ -76,19 +76,32 @@ inline void ChangeZone(CCfgConfigurationEx store, CCfgOption option, int value) 
   Require(!static_cast<bool>(CVar(L"FALSE")) && static_cast<bool>(CVar(L"tRUE")), "boolean");
 }
 
-// All of it, with healing, refusals and exceptions.
-inline void UseEverything(const Site& site) {
-  CCfgOption option;
-  Require(option.Initialize(site.Path("building.xsd").c_str()), "schema");
-  {
-    CCfgConfigurationEx store(option);
-    Require(store.Initialize(site.Path("building.xml").c_str()), "open");
-    ChangeZone(store, option, 7);
+// A site with its store open.
+struct OpenSite : Site {
+  OpenSite() {
+    Require(option.Initialize(Path("building.xsd").c_str()), "schema");
+    Open();
   }
+  void Open() {
+    store = CCfgConfigurationEx(option);
+    Require(store.Initialize(Path("building.xml").c_str()), "open");
+  }
+  void Change(int value) { ChangeZone(store, option, value); }
+
+  CCfgOption option;
+  CCfgConfigurationEx store{option};
+};
+
+// All of it, with healing, refusals and exceptions.
+inline void UseEverything() {
+  OpenSite site;
+  site.Change(7);
+  site.store = CCfgConfigurationEx(site.option);
   site.Damage("building.xml");
-  CCfgConfigurationEx store(option);
-  Require(store.Initialize(site.Path("building.xml").c_str()), "heal");
-  ChangeZone(store, option, 8);
+  site.Open();
+  site.Change(8);
+  CCfgOption option = site.option;
+  CCfgConfigurationEx store = site.store;
   CCfgInstance made(option);
   Require(CCfgCategory(L"Zone", option).CreateInstance(made), "create");
   Require(store.CopyConfiguration(kZone, kZone, false, nullptr, nullptr), "copy");

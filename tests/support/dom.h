@@ -8,6 +8,7 @@
 
 #include "platform/dom/create_object.h"
 #include "platform/dom/dom.h"
+#include "platform/tree/parser.h"
 #include "tests/support/support.h"
 
 namespace test {
@@ -25,6 +26,18 @@ inline DocumentPtr Load(std::wstring_view text) {
   DocumentPtr document = NewDocument();
   if (!document->loadXML(text)) throw std::runtime_error("not well-formed: " + Narrow(text));
   return document;
+}
+
+// The same as a tree of the engine.
+inline XmlDocPtr Parse(const std::string& text, const std::string& url = "") {
+  XmlDocPtr document = ParseXml(text, TextEncoding::kDeclared, url);
+  if (document == nullptr) throw std::runtime_error("not well-formed: " + text);
+  return document;
+}
+
+inline std::string Schema(const std::string& body, const std::string& attributes = "") {
+  return "<xs:schema xmlns:xs='http://www.w3.org/2001/XMLSchema' " + attributes + ">" + body +
+         "</xs:schema>";
 }
 
 inline std::vector<Node> Select(const Node& node, std::wstring_view path) {

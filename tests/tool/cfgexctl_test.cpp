@@ -41,6 +41,24 @@ long LineOf(const std::string& text, const std::string& part) {
   return 1 + std::count(text.begin(), text.begin() + static_cast<long>(text.find(part)), '\n');
 }
 
+// The cases of a file in data/cfgexctl, which tells their form: fields between " | ", "\n" for a
+// line end.
+std::vector<std::vector<std::string>> Table(const std::string& name) {
+  std::istringstream file(ReadBytes(test::Wide(CFGEX_TEST_DATA "/cfgexctl/" + name)));
+  std::vector<std::vector<std::string>> rows;
+  for (std::string line; std::getline(file, line);) {
+    if (line.starts_with('#')) continue;
+    for (std::size_t at; (at = line.find("\\n")) != line.npos;) line.replace(at, 2, "\n");
+    std::vector<std::string>& row = rows.emplace_back();
+    for (std::size_t end; (end = line.find(" | ")) != line.npos; line.erase(0, end + 3))
+      row.push_back(line.substr(0, end));
+    row.push_back(line);
+    std::replace(row.begin(), row.end(), std::string("-"), std::string());
+  }
+  EXPECT_GT(rows.size(), 5U) << name;
+  return rows;
+}
+
 // A folder with the example's schema and configuration.
 class Cfgexctl : public testing::Test {
  protected:
@@ -108,98 +126,28 @@ class Cfgexctl : public testing::Test {
 };
 
 TEST_F(Cfgexctl, ExitCodesTellInvalidFromUsageFromMissingFromFailed) {
-  const struct {
-    std::string words;
-    int code;
-    std::string says;
-  } kCases[] = {
-      {"--help", 0, "restore"},
-      {"set --help", 0, "VALUE"},
-      {"", 2, "subcommand"},
-      {"frobnicate", 2, ""},
-      {"get SCHEMA", 2, "required"},
-      {"check @", 0, ": valid"},
-      {"check-schema SCHEMA", 0, ": usable"},
-      {"check /nowhere/a.xsd FILE", 3, "No such file"},
-      {"check SCHEMA /nowhere/a.xml", 3, "No such file"},
-      {"check SCHEMA /", 4, "directory"},
-      {"check SCHEMA /dev/null", 4, "regular"},
-      {"check FILE FILE", 1, "xs:schema"},
-      {"list @", 0, "Zone: 18 instances"},
-      {"list @ Calendar", 0, "calendar-germany"},
-      {"list @ Nothing", 3, "Nothing"},
-      {"show @ zone-server-room", 0, "  Comfort:\n    Coolest:"},
-      {"show @ Zone:zone-server-room", 0, "Zone \"zone-server-room\""},
-      {"show @ Site:zone-server-room", 3, "no instance"},
-      {"get @ zone-server-room Sensors[2]", 0, "Sensor:sensor-server-room-humidity\n"},
-      {"get @ zone-server-room Sensors[3]", 3, "shorter"},
-      {"get @ zone-server-room Comfort.Warmst", 3, "Warmest"},
-      {"get @ zone-server-room Tags[0]", 2, "path"},
-      {"get @ zone-server-room ..//*", 2, "path"},
-      {"referrers @ schedule-always-on", 0, "field Schedule"},
-      {"referrers @ nobody", 3, "nobody"},
-      {"graph @ user-facility-manager", 0, "[label=\"Deputy\"]"},
-      {"show @ user-facility-manager --tree", 0, "(see above)"},
-      {"set @ zone-server-room InstanceId x", 2, "id"},
-      {"set @ zone-server-room Comfort x", 2, "fields in it"},
-      {"set @ zone-server-room Tags x", 2, "JSON"},
-      {"set @ zone-server-room Controller nobody", 3, "nobody"},
-      {"new @ Zoo", 3, "Zoo"},
-      {"new @ Zone --id zone-server-room", 4, "already"},
-      {"copy @ zone-server-room Site:site-harbour-house", 2, "no Zone"},
-      {"remove @ nobody", 3, "nobody"},
-      {"restore @", 0, "no copies"},
-      {"restore @ --from backup", 3, "no backup"},
-      {"export @ zone-server-room -o /nowhere/out.xml", 4, "nowhere"},
-      {"import @ FILE", 1, "instance_id"},
-  };
   const auto before = Everything();
-  for (const auto& each : kCases) {
-    const Outcome outcome = Run(each.words);
+  for (const auto& row : Table("commands.txt")) {
+    const Outcome outcome = Run(row[0]);
     const std::string said = outcome.out + outcome.err;
-    EXPECT_EQ(outcome.code, each.code) << each.words << "\n" << said;
-    EXPECT_NE(said.find(each.says), std::string::npos) << each.words << "\n" << said;
+    EXPECT_EQ(std::to_string(outcome.code), row[1]) << row[0] << "\n" << said;
+    EXPECT_NE(said.find(row[2]), std::string::npos) << row[0] << "\n" << said;
   }
   EXPECT_EQ(Everything(), before);
 }
 
 TEST_F(Cfgexctl, NamesEveryFaultWithItsFieldValueAndRule) {
-  const struct {
-    std::string from, to, category, id, field, rule;
-    Json value;
-  } kCases[] = {
-      {"<Floors>7<", "<Floors>seven<", "Site", "site-harbour-house", "Floors", "type", "seven"},
-      {"<PostalCode>2", "<PostalCode>D-2", "Site", "site-harbour-house", "Address.PostalCode",
-       "pattern", "D-20457"},
-      {"<Kind>technical<", "<Kind>dungeon<", "Zone", "zone-server-room", "Kind", "enumeration",
-       "dungeon"},
-      {"<Area>", "<Arena>1</Arena><Area>", "Zone", "zone-server-room", "Arena",
-       "element not expected", "1"},
-      {"<Warmest>240</Warmest>", "", "Zone", "zone-server-room", "Comfort.HumidityLimit",
-       "element not expected", nullptr},
-      {"<SettingsFormat>3<", "<SettingsFormat>4<", "Controller", "controller-server-room",
-       "SettingsFormat", "fixed", "4"},
-      {"<Protocol>", "<Protocol x=\"y\">", "Controller", "controller-server-room", "Protocol",
-       "attribute not allowed", nullptr},
-      {"<Severity>critical<", "<Severity/><X>critical<", "", "", "", "end tag", nullptr},
-      {"<Item>critical</Item>", "<Item>a</Item>text", "Zone", "zone-server-room", "Tags",
-       "text not allowed", nullptr},
-      {"<Site>", "<Sight>", "", "", "", "end tag", nullptr},
-  };
-  for (const auto& each : kCases) {
-    const std::string text = Replaced(original, each.from, each.to);
+  for (const auto& row : Table("faults.txt")) {
+    const std::string text = Replaced(original, row[0], row[1]);
     Write("building.xml", text);
     const Json finding = FirstFinding("check @", 1);
-    EXPECT_EQ(finding["rule"], each.rule) << each.to;
-    EXPECT_FALSE(finding["message"].get<std::string>().empty());
-    if (each.rule == "end tag") continue;
-    EXPECT_EQ(finding["category"], each.category) << finding;
-    EXPECT_EQ(finding["id"], each.id) << finding;
-    EXPECT_EQ(finding["field"], each.field) << finding;
-    EXPECT_TRUE(each.to.empty() ||
-                std::abs(finding["line"].get<long>() - LineOf(text, each.to)) < 2)
+    const auto said = [&](const char* key) { return finding.value(key, ""); };
+    EXPECT_EQ(said("category") + ":" + said("id") + " " + said("field"), row[2]) << finding;
+    EXPECT_EQ(said("rule"), row[3]) << finding;
+    EXPECT_NE(said("message"), "") << finding;
+    EXPECT_TRUE(row[1].empty() || std::abs(finding.value("line", 0L) - LineOf(text, row[1])) < 2)
         << finding;
-    EXPECT_TRUE(each.value.is_null() || finding["value"] == each.value) << finding;
+    EXPECT_TRUE(row[4].empty() || said("value") == row[4]) << finding;
   }
 }
 
@@ -260,6 +208,7 @@ TEST_F(Cfgexctl, ExplainsHostileInputAndTouchesNothing) {
       {"<!DOCTYPE Configuration [<!ENTITY a SYSTEM '/etc/passwd'>]><Configuration>&a;",
        "document type"},
       {"<x:Configuration/>", "namespace"},
+      {Replaced(original, "<Site>", "<Sight>"), "end tag"},
       {"<Other/>", "unknown element"},
       // an element of the schema, but no configuration
       {original.substr(site, original.find("</Site>") + std::strlen("</Site>") - site),
@@ -455,32 +404,12 @@ TEST_F(Cfgexctl, RestoresACopyAndKeepsWhatItReplaces) {
 }
 
 TEST_F(Cfgexctl, ExplainsWhatASchemaLacks) {
-  const struct {
-    std::string from, to, rule, level;
-  } kCases[] = {
-      {" version=\"1.4.2.0\"", " version=\"1.4\"", "version", "warning"},
-      {" version=\"1.4.2.0\"", " version=\"1.4.2.0\" targetNamespace=\"urn:x\"", "", "error"},
-      {"<xs:attributeGroup ref=\"HeaderAttributes\"/>",
-       "<xs:attribute name=\"instance_id\" type=\"xs:string\"/>", "header", "error"},
-      {"name=\"Category\" minOccurs=\"0\"", "name=\"Category\"", "root", "error"},
-      {"<xs:element name=\"InstanceId\" type=\"InstanceIdType\"/>", "", "InstanceId", "error"},
-      {"type=\"InstanceIdType\"", "type=\"xs:string\"", "InstanceId", "error"},
-      {"<xs:choice minOccurs=\"0\" maxOccurs=\"unbounded\">", "<xs:choice minOccurs=\"0\">",
-       "order", "warning"},
-      {" default=\"office\"", "", "default", "warning"},
-      {"name=\"PortType\">\n    <xs:restriction base=\"xs:nonNegativeInteger\"",
-       "name=\"PortType\">\n    <xs:restriction base=\"IntervalType\"", "two steps", "warning"},
-      {"type=\"xs:integer\" default=\"0\"", "type=\"xs:int\" default=\"0\"", "unread", "warning"},
-      {"type=\"ZoneKindType\"", "type=\"ZoneKindTypo\"", "schema", "error"},
-      {"schemaLocation=\"cfgex-types.xsd\"", "schemaLocation=\"nowhere.xsd\"", "file", "error"},
-      {"</xs:schema>", "", "end tag", "error"},
-  };
   const std::string schema = Read("building.xsd");
-  for (const auto& each : kCases) {
-    Write("building.xsd", Replaced(schema, each.from, each.to));
-    const Json finding = FirstFinding("check-schema SCHEMA", each.level == "error" ? 1 : 0);
-    EXPECT_TRUE(each.rule.empty() || finding["rule"] == each.rule) << finding;
-    EXPECT_EQ(finding["level"], each.level) << finding;
+  for (const auto& row : Table("schemas.txt")) {
+    Write("building.xsd", Replaced(schema, row[0], row[1]));
+    const Json finding = FirstFinding("check-schema SCHEMA", row[3] == "error" ? 1 : 0);
+    EXPECT_TRUE(row[2].empty() || finding["rule"] == row[2]) << finding;
+    EXPECT_EQ(finding["level"], row[3]) << finding;
     EXPECT_GT(finding.value("line", 0), 0) << finding;
     EXPECT_NE(finding["file"].get<std::string>().find(".xsd"), std::string::npos);
   }
