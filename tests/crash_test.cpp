@@ -120,8 +120,7 @@ TEST_P(TwoCrashesTest, LoseNothingEither) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Operations, CrashTest,
-                         testing::ValuesIn(StoreCases().begin(), StoreCases().end()), NameOfCase);
+INSTANTIATE_TEST_SUITE_P(Operations, CrashTest, testing::ValuesIn(StoreCases()), NameOfCase);
 
 INSTANTIATE_TEST_SUITE_P(Openings, TwoCrashesTest, testing::ValuesIn(OpeningCases()), NameOfCase);
 

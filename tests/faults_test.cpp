@@ -233,7 +233,6 @@ TEST_P(OpeningTest, AFailureToReadIsNoVerdict) {
 
 INSTANTIATE_TEST_SUITE_P(Operations, OpeningTest, testing::ValuesIn(OpeningCases()), NameOfCase);
 
-INSTANTIATE_TEST_SUITE_P(Operations, FaultsTest,
-                         testing::ValuesIn(StoreCases().begin(), StoreCases().end()), NameOfCase);
+INSTANTIATE_TEST_SUITE_P(Operations, FaultsTest, testing::ValuesIn(StoreCases()), NameOfCase);
 
 }  // namespace

@@ -341,6 +341,7 @@ TEST(ConfigFileSetTest, BadFilesOfOneMillisecondAreAllKept) {
       }
     };
     std::vector<std::jthread> threads;
+    threads.reserve(kStores);
     for (int i = 0; i < kStores; ++i) threads.emplace_back(makeBadFiles, std::to_string(i));
     threads.clear();
     g_FaultHook = nullptr;

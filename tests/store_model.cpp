@@ -311,8 +311,9 @@ std::wstring Render(const Instance& instance, const std::wstring& uri) {
       target.insert(0, Tagged(L"Category", reference->category));
     if (where == Where::kPart || where == Where::kParts)
       target = EmbeddedObject(Tagged(L"Ref", target));
-    const wchar_t* const tag = kTags[static_cast<int>(where)];
-    all = where == Where::kPart ? Tagged(tag, target + all) : Tagged(tag, target) + all;
+    // Each Part holds those after it.
+    if (where == Where::kPart) target += std::exchange(all, L"");
+    all.insert(0, Tagged(kTags[static_cast<int>(where)], target));
   }
   const Dress& dress = instance.dress;
   std::wstring text =

@@ -71,7 +71,7 @@ TEST(ReadTest, EmptiesTheTextWhenTheResultIsNotValid) {
 
 TEST(RefusalTest, ATextThatIsRefusedChangesNothingAndSaysNothing) {
   std::wstring nestedParts = L"<Label/>";
-  for (int i = 0; i < 2000; ++i) nestedParts = L"<Part>" + nestedParts + L"</Part>";
+  for (int i = 0; i < 2000; ++i) nestedParts.insert(0, L"<Part>").append(L"</Part>");
   const std::wstring texts[] = {
       L"",
       L"<",

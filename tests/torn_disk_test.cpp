@@ -75,8 +75,7 @@ TEST_P(TornDiskTest, EveryStateOpensToTheOldOrTheNewConfiguration) {
   RecordProperty("disk_states", static_cast<int>(states.size()));
 }
 
-INSTANTIATE_TEST_SUITE_P(Operations, TornDiskTest,
-                         testing::ValuesIn(StoreCases().begin(), StoreCases().end()), NameOfCase);
+INSTANTIATE_TEST_SUITE_P(Operations, TornDiskTest, testing::ValuesIn(StoreCases()), NameOfCase);
 
 // What is flushed and why: the kind of operation, the flush, and the file that it is there for.
 std::string RoleOf(const StoreCase& storeCase, const std::vector<DiskEvent>& events,

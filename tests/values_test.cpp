@@ -116,7 +116,7 @@ std::wstring Through(const wchar_t* text, VARTYPE kind) {
   const HRESULT result = OS::VariantChangeType(value, value, 0, kind);  // in place
   EXPECT_EQ(value.vt, result == 0 ? kind : VARTYPE{VT_BSTR});
   EXPECT_EQ(OS::VariantChangeType(value, value, 0, VT_BSTR), 0);
-  const std::wstring back = value.bstrVal;
+  std::wstring back = value.bstrVal;
   OS::VariantClear(value);
   if (result == 0) return back;
   EXPECT_EQ(back, text) << "a failure leaves the value";

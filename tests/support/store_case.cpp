@@ -1,7 +1,7 @@
 #include "tests/support/store_case.h"
 
 #include <algorithm>
-#include <array>
+#include <map>
 
 namespace test {
 namespace {
@@ -98,12 +98,12 @@ std::string NameOfCase(const testing::TestParamInfo<StoreCase>& info) {
   return name;
 }
 
-std::span<const StoreCase> StoreCases() {
+const std::vector<StoreCase>& StoreCases() {
   using Case = StoreCase;
   const char* const first = kFirst.c_str();
   const char* const older = kOlder.c_str();
   const char* const damaged = kDamaged.c_str();
-  static const std::array cases = {
+  static const std::vector<StoreCase> cases = {
       Case{"reading", Case::kReading, Reading},
       Case{"inserting", Case::kChanging, Setting<kNewOne>, Ending::kTrue},
       Case{"replacing", Case::kChanging, Setting<kReplacement>, Ending::kTrue},
@@ -133,7 +133,7 @@ std::span<const StoreCase> StoreCases() {
 }
 
 std::vector<StoreCase> OpeningCases() {
-  std::vector<StoreCase> cases(StoreCases().begin(), StoreCases().end());
+  std::vector<StoreCase> cases = StoreCases();
   std::erase_if(cases, [](const StoreCase& c) { return c.kind != StoreCase::kOpening; });
   return cases;
 }

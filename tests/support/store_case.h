@@ -9,12 +9,11 @@
 
 #include <gtest/gtest.h>
 
-#include <map>
 #include <memory>
 #include <optional>
 #include <ostream>
-#include <span>
 #include <string>
+#include <vector>
 
 #include "tests/support/sample.h"
 
@@ -42,7 +41,7 @@ struct StoreCase {
   // Instances may not have the same name, which only the store as a whole shows.
   bool isStrict = false;
 };
-std::span<const StoreCase> StoreCases();
+const std::vector<StoreCase>& StoreCases();
 std::vector<StoreCase> OpeningCases();  // those of them that open a store
 inline void PrintTo(const StoreCase& storeCase, std::ostream* out) { *out << storeCase.name; }
 std::string NameOfCase(const testing::TestParamInfo<StoreCase>& info);
