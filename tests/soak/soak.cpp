@@ -113,14 +113,11 @@ class Worker {
       Require((own == m_Present.end()) == Get(id).empty(), "an instance is lost or back:", id);
       if (own != m_Present.end()) Check(id, own->second);
     }
-    for (const std::wstring& id : m_Created) Require(!Get(id).empty(), "a new one is missing:", id);
   }
   // Takes everything of this worker out of the store.
   void Clear() {
     for (const auto& [id, value] : m_Present) Remove(id);
-    for (const std::wstring& id : m_Created) Remove(id);
     m_Present.clear();
-    m_Created.clear();
   }
 
  private:
@@ -156,7 +153,6 @@ class Worker {
 
   void Write();
   void Copy(bool deep);
-  void Create();
   void EditObjects();
   void WriteShared();
   void OfferInvalid();
@@ -168,7 +164,6 @@ class Worker {
   std::mt19937 m_Random;
   int m_NextValue = 0;
   std::map<std::wstring, int> m_Present;  // own instances of P, and their values
-  std::vector<std::wstring> m_Created;    // by CreateInstance
 };
 
 void Worker::Write() {
@@ -196,16 +191,6 @@ void Worker::Copy(bool deep) {
   // What the source names and the store does not hold is made by a deep copy.
   Require(deep ? copied != reached || copied.empty() : copied == reached,
           "the copy has another target than it should:", target);
-}
-
-void Worker::Create() {
-  if (m_Created.size() >= 3) {
-    Remove(m_Created.back());
-    return m_Created.pop_back();
-  }
-  CCfgInstance instance(m_Option);
-  Require(CCfgCategory(L"P", m_Option).CreateInstance(instance) && Set(instance), "not created");
-  m_Created.push_back(instance.GetInstanceId().str());
 }
 
 // Views of objects outlive what they see, and one document's part goes into another's.
@@ -255,8 +240,7 @@ void Worker::DoOne() {
   }
   if (dice < 47) return Copy(dice % 2 == 0);
   if (dice < 55) return EditObjects();
-  if (dice < 60) return Create();
-  if (dice < 65) return OfferInvalid();
+  if (dice < 60) return OfferInvalid();
   const std::wstring id = PickPresent();
   Check(id, m_Present[id]);
 }
