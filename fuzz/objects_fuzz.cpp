@@ -176,7 +176,7 @@ class Trial {
 
   bool WriteAny(CCfgObject& object, Choices& choices) {
     const std::wstring text = Text(choices.Piece());
-    switch (choices.Below(9)) {
+    switch (choices.Below(7)) {
       case 0:
         return Write(object, static_cast<int>(choices.Number()));
       case 1:
@@ -188,11 +188,6 @@ class Trial {
       case 4:
         return Write(object, Ids(choices.Below(5), text.c_str()));
       case 5:
-        return WriteArray<CCfgStringArray>(object, choices.Below(5), OS::x_wstring(text));
-      case 6:
-        return WriteArray<CCfgIntegerArray>(object, choices.Below(5),
-                                            static_cast<int>(choices.Number()));
-      case 7:
         return object.SetFieldValue(m_Name.c_str(), CVar(text.c_str()));
       default:
         return Write(object, OS::x_wstring(text));
@@ -205,18 +200,6 @@ class Trial {
     T read{};
     if (IsPlain(m_Name))
       CHECK(object.GetFieldValue(m_Name.c_str(), read) && read == value, Show(DocumentOf(object)));
-    return true;
-  }
-
-  template <class Array, class T>
-  bool WriteArray(CCfgObject& object, std::size_t count, const T& item) {
-    Array array, read;
-    for (std::size_t n = 0; n < count; ++n) array.AddItem(item);
-    if (!object.SetFieldValue(m_Name.c_str(), array)) return false;
-    if (!IsPlain(m_Name)) return true;
-    CHECK(object.GetFieldValue(m_Name.c_str(), read), Show(DocumentOf(object)));
-    CHECK(read.GetItemCount() == count, Show(DocumentOf(object)));
-    for (std::size_t n = 0; n < count; ++n) CHECK(read.GetItem(n) == item, Show(m_Name));
     return true;
   }
 
