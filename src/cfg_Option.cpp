@@ -71,12 +71,11 @@ bool CCfgOption::CImpl::Initialize(const wchar_t* schemaFile) {
 }
 
 void CCfgOption::CImpl::ReadTargetNamespace() {
-  std::wstring targetNamespace;
+  m_TargetNamespace.clear();
   Guarded([&] {
-    targetNamespace =
+    m_TargetNamespace =
         AttributeText(m_pSchemaDocument->get_documentElement()->getAttribute(L"targetNamespace"));
   });
-  m_TargetNamespace = targetNamespace;
 }
 
 // A number is set only if another one follows it.

@@ -14,11 +14,7 @@ class CCfgCategory::CImpl : public CountedImpl {
   }
 
   void SetCategory(const wchar_t* category) {
-    if (category != nullptr) {
-      m_Category = category;
-    } else {
-      m_Category.reset();
-    }
+    m_Category = category != nullptr ? std::optional<std::wstring>(category) : std::nullopt;
   }
 
   bool CreateInstance(CCfgInstance& instance);

@@ -31,10 +31,8 @@ bool CCfgConfigurationEx::CImpl::Initialize(const wchar_t* path) {
   if (path == nullptr) return false;
   const Guard<CSLock> guard(m_ConfigLock);
   const auto open = [&] {
-    if (m_bLoaded) {
-      m_bLoaded = false;
-      m_pDocument = nullptr;
-    }
+    m_bLoaded = false;
+    m_pDocument = nullptr;
     m_FileSet.DeriveFileNames(path);
     if (LoadConfigurationFile(path)) return;
     m_FileSet.RestoreFromBackup();

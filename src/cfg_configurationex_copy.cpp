@@ -57,12 +57,7 @@ bool CCfgConfigurationEx::CImpl::CopyConfiguration(const wchar_t* sourceId, cons
            SetConfiguration(text, changedIds, nullptr, false);
   };
   return WholeOrDropped([&] {
-    bool copied = false;
-    if (deep) {
-      Guarded([&] { copied = replaceTarget(); });
-    } else {
-      copied = replaceTarget();
-    }
+    const bool copied = deep ? Succeeds(replaceTarget) : replaceTarget();
     if (!copied) return false;
     Save();
     std::wstring reason;

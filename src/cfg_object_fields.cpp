@@ -49,11 +49,8 @@ bool CCfgObject::CImpl::GetFieldItems(const wchar_t* name, TextList& items, Fiel
   return Succeeds([&] {
     const ComPtr<IXMLDOMElement> element = SelectField(name, expected, check);
     if (!element) return false;
-    const ComPtr<IXMLDOMNodeList> children = element->get_childNodes();
-    for (long index = 0; index < children->get_length(); ++index) {
-      if (const auto item = As<IXMLDOMElement>(children->get_item(index)))
-        items.push_back(item->get_text());
-    }
+    ForEachElement(element->get_childNodes(),
+                   [&](const auto& item) { items.push_back(item->get_text()); });
     return true;
   });
 }

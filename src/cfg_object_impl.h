@@ -21,7 +21,15 @@
 
 namespace cfgex::internal {
 using TextList = std::vector<std::wstring>;
+
+// Calls `visit` for each element of the list, which may change meanwhile.
+template <class Visit>
+void ForEachElement(const ComPtr<IXMLDOMNodeList>& list, Visit&& visit) {
+  for (long index = 0; index < list->get_length(); ++index)
+    if (const auto element = As<IXMLDOMElement>(list->get_item(index))) visit(element);
 }
+
+}  // namespace cfgex::internal
 
 class CCfgObject::CImpl : public CountedImpl {
  public:

@@ -22,14 +22,6 @@ void Replace(const Element& element, const ComPtr<IXMLDOMNode>& replacement) {
   element->get_parentNode()->replaceChild(replacement, element);
 }
 
-template <class Visit>
-void ForEachChildElement(const Element& element, Visit&& visit) {
-  const ComPtr<IXMLDOMNodeList> children = element->get_childNodes();
-  for (long index = 0; index < children->get_length(); ++index) {
-    if (const auto child = As<IXMLDOMElement>(children->get_item(index))) visit(child);
-  }
-}
-
 // The instance that an element belongs to: its ancestor, or itself, under a child of the document's
 // root. None in a fragment.
 Element HolderOf(const Element& element) {
@@ -67,7 +59,7 @@ bool CCfgObject::CImpl::GetValue(const wchar_t* name, CCfgObjectArray& value) co
   return Succeeds([&] {
     const Element element = SelectField(name, FieldType::kEmbeddedObjectArray, m_bCheckTypes);
     if (!element) return false;
-    ForEachChildElement(element, [&](const Element& child) {
+    ForEachElement(element->get_childNodes(), [&](const Element& child) {
       CCfgObject object(m_Option);
       if (object.Initialize(child.get(), m_bCheckTypes)) value.AddItem(object);
     });
@@ -87,7 +79,7 @@ bool CCfgObject::CImpl::GetValue(const wchar_t* name, CCfgInstanceArray& value) 
   return Succeeds([&] {
     const Element element = SelectField(name, FieldType::kReferenceArray, m_bCheckTypes);
     if (!element) return false;
-    ForEachChildElement(element, [&](const Element& item) {
+    ForEachElement(element->get_childNodes(), [&](const Element& item) {
       const Element target = TargetOf(item);
       if (!target) return;
       CCfgInstance instance(m_Option);
@@ -204,14 +196,13 @@ class TargetBringer {
   // The part of the closure that a document holds, found in time that grows with the document.
   ReferenceClosure HeldBy(const Element& sourceRoot) const {
     ReferenceClosure held;
-    const ComPtr<IXMLDOMNodeList> instances = sourceRoot->selectNodes(L"/Configuration/Category/*");
-    for (long index = 0; index < instances->get_length(); ++index) {
-      const auto instance = As<IXMLDOMElement>(instances->get_item(index));
+    const auto instances = sourceRoot->selectNodes(L"/Configuration/Category/*");
+    ForEachElement(instances, [&](const Element& instance) {
       const Element id = Child(instance, L"InstanceId");
-      if (!id) continue;
+      if (!id) return;
       const InstanceName name{instance->get_tagName(), id->get_text()};
       if (m_Closure.Holds(name)) held.EnterOnce(name);
-    }
+    });
     return held;
   }
 

@@ -103,13 +103,12 @@ bool ParseInstanceDocument(const wchar_t* text, const CCfgOption& option,
 
 void ApplySchemaLocation(const ComPtr<IXMLDOMElement>& root, CCfgOption& option) {
   const OS::x_wstring schemaFile = option.GetSchemaFile();
-  bool done = false;
-  Guarded([&] {
+  const bool isReplaced = Succeeds([&] {
     AttributeText(root->getAttribute(kSchemaLocation));
     root->setAttribute(kSchemaLocation, schemaFile.str());
-    done = true;
+    return true;
   });
-  if (done) return;
+  if (isReplaced) return;
   Guarded([&] {
     const ComPtr<IXMLDOMDocument2> document = root->get_ownerDocument();
     root->setAttribute(L"xmlns:xsi", kXsiNamespace);

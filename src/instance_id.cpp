@@ -23,8 +23,4 @@ std::wstring MakeInstanceId(const std::function<bool(const std::wstring&)>& isTa
   return id.str();
 }
 
-std::wstring MakeInstanceId() {
-  return MakeInstanceId([](const std::wstring&) { return false; });
-}
-
 }  // namespace cfgex::internal

@@ -8,9 +8,7 @@ namespace cfgex::internal {
 
 // A GUID as text in braces, or, if the system gives none, the tick count with "%8d". The number is
 // increased while `isTaken` returns true; a GUID is never taken.
-std::wstring MakeInstanceId(const std::function<bool(const std::wstring&)>& isTaken);
-
-// The same where no other id is known.
-std::wstring MakeInstanceId();
+std::wstring MakeInstanceId(const std::function<bool(const std::wstring&)>& isTaken =
+                                [](const auto&) { return false; });
 
 }  // namespace cfgex::internal

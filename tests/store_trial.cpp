@@ -222,8 +222,9 @@ void Trial::Do(const Operation& operation) {
           Show(document));
       std::wstring xml = Document(id == L"x&y" ? L"x&amp;y" : id, Render(document, uri));
       xml.insert(xml.find(L" instance_id"), Declarations(uri));
+      Ids reserved = {L"r"};  // which a write does not look at
       return remove ? store.RemoveConfiguration(xml.c_str(), &changed)
-                    : store.SetConfiguration(xml.c_str(), &changed, nullptr);
+                    : store.SetConfiguration(xml.c_str(), &changed, &reserved);
     };
   }
   if (HasTwins(next)) return;  // a write under another category; nothing is promised from there on

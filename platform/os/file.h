@@ -20,7 +20,7 @@
 // and WriteNewFile, with -1 and so on behind it while other writers are at work. The next write
 // under that name removes what a crash left.
 //
-// Want of memory is no failure in what follows: it raises std::bad_alloc everywhere.
+// Lack of memory is no failure in what follows: it raises std::bad_alloc everywhere.
 //
 // Paths are wide and become UTF-8 bytes, whatever the locale. A path with a null character or with
 // a number that is no character is refused.
@@ -90,7 +90,7 @@ class FileNotRead final : public std::exception {
 };
 
 // The regular files in a directory, without links; none if it cannot be read. (The directory
-// iterator of the standard library ends the process for want of memory.)
+// iterator of the standard library ends the process for lack of memory.)
 struct ListedFile {
   std::string name;
   FileIdentity identity;

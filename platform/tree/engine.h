@@ -40,7 +40,7 @@ class EngineScope {
   // dropped.
   static void Note(EngineError* error) noexcept;
 
-  // Whether the engine told of a want of memory since the scope began, or of a state of its own
+  // Whether the engine told of a lack of memory since the scope began, or of a state of its own
   // that it has no answer to.
   bool IsShort() const noexcept { return m_IsShort; }
   // Whether an allocation was refused, as the C library notes it. The engine passes over some of

@@ -319,7 +319,7 @@ bool Sweep::Try(long nth, bool onward) {
   LacksMemory(nth, onward, [&] { ending = m_Stage.Run(); });
   if (!Happened()) return false;
   const bool raised = ending == Ending::kOutOfMemory;
-  EXPECT_TRUE(raised || ending == m_Clean.ending) << "want of memory is no answer";
+  EXPECT_TRUE(raised || ending == m_Clean.ending) << "lack of memory is no answer";
   EXPECT_TRUE(raised || m_Stage.read == m_Clean.read);
   CheckFiles();
   CheckStore(raised);
@@ -421,7 +421,7 @@ TEST(SchemaMemoryTest, ASchemaAndWhatItMakesAreWholeOrRaised) {
     bool isRead = false;
     const bool raised = LacksMemory(nth, onward, [&] { isRead = option.Initialize(path.c_str()); });
     const bool happened = Happened();
-    EXPECT_NE(raised, isRead) << "want of memory is no answer";
+    EXPECT_NE(raised, isRead) << "lack of memory is no answer";
     EXPECT_TRUE(isRead || option.Initialize(path.c_str()));
     EXPECT_EQ(Behaviour(option), behaviour);
     return happened;
@@ -435,7 +435,7 @@ TEST(SchemaMemoryTest, ASchemaAndWhatItMakesAreWholeOrRaised) {
                CCfgCategory(L"P", clean).CreateObject(L"Part", part);
     });
     const bool happened = Happened();
-    EXPECT_NE(raised, isMade) << "want of memory is no answer";
+    EXPECT_NE(raised, isMade) << "lack of memory is no answer";
     EXPECT_EQ(Behaviour(clean), behaviour);
     return happened;
   };

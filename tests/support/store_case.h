@@ -19,7 +19,7 @@
 
 namespace test {
 
-// kRaised: any other exception than for want of memory.
+// kRaised: any other exception than for lack of memory.
 enum class Ending { kFalse, kTrue, kRaised, kOutOfMemory };
 
 class Stage;
