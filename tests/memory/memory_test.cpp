@@ -46,10 +46,10 @@ void* Allocate(std::size_t size) { return Refuses() ? nullptr : std::malloc(size
 // ends the child at once, and never gives a block of somebody else away.
 bool g_IsEngineShort = false;
 constexpr int kFresh = 0xA5;  // such bytes are no address
-constexpr int kFreed = 0x5A;
 
 void EngineFree(void* block) {
 #ifndef CFGEX_SANITIZED  // which see to that themselves
+  constexpr int kFreed = 0x5A;
   if (g_IsEngineShort && block != nullptr) {
     const auto* bytes = static_cast<const unsigned char*>(block);
     const std::size_t size = ::malloc_usable_size(block);
