@@ -21,7 +21,7 @@ using cfgex::internal::FaultPoint;
 
 // How far apart the places are that a sweep goes through.
 #ifdef CFGEX_TEST_SAMPLE
-constexpr int kStride = 11;
+constexpr int kStride = 29;
 #else
 constexpr int kStride = 1;
 #endif
