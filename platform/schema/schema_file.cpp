@@ -59,7 +59,9 @@ class KeptSchemas {
   }
 
   void Put(const Entry& made) {
+    std::vector<Entry> before;  // what goes is freed outside of the lock
     const std::lock_guard lock(m_Mutex);
+    before = m_Entries;
     std::erase_if(m_Entries, [&](const Entry& entry) { return entry.Path() == made.Path(); });
     m_Entries.insert(m_Entries.begin(), made);
     if (m_Entries.size() > kKeptSchemaFiles) m_Entries.pop_back();
